@@ -1,0 +1,2 @@
+# Connection strings.
+target_sources(zmdb PRIVATE ${CMAKE_CURRENT_LIST_DIR}/connstr.cpp)

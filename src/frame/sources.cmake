@@ -1,0 +1,7 @@
+# The component object, shared state, guard kinds, error capture, method table.
+target_sources(zmdb PRIVATE
+  ${CMAKE_CURRENT_LIST_DIR}/component.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/state.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/guard.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/errors.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/methods.cpp)

@@ -1,0 +1,9 @@
+# Host runtime stand-ins: Variant, conversions, Format, errors, host contracts.
+target_sources(zmdb PRIVATE
+  ${CMAKE_CURRENT_LIST_DIR}/error.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/variant.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/convert.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/datetime.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/format.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/object.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/host.cpp)

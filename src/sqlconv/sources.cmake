@@ -1,0 +1,2 @@
+# Jet-to-SQL-Server statement translation.
+target_sources(zmdb PRIVATE ${CMAKE_CURRENT_LIST_DIR}/translator.cpp)
