@@ -1,1 +1,228 @@
-// placeholder
+#include "zmdb/automation/session.h"
+
+#include "zmdb/frame/methods.h"
+#include "zmdb/runtime/error.h"
+#include "zmdb/ui/controls.h"
+
+namespace zmdb::automation {
+
+namespace {
+
+struct Registry {
+  std::map<std::string, ObjectMaker> makers;
+  ExecHandler exec;
+  std::vector<Inspector> inspectors;
+};
+
+Registry& TheRegistry() {
+  static Registry registry;
+  return registry;
+}
+
+constexpr const char* kSource = "zmdb";
+
+// A request that cannot be served as written.
+[[noreturn]] void Malformed(const std::string& why) {
+  rt::Raise(rt::err::kInvalidProcCall, "Malformed request: " + why, kSource);
+}
+
+Json ErrorJson(const rt::ErrorInfo& e) {
+  return Json{{"Number", e.Number}, {"Description", e.Description}, {"Source", e.Source}};
+}
+
+// What the headless controls show of themselves.
+std::optional<Json> InspectControl(rt::Object& object) {
+  if (auto* list = dynamic_cast<ui::ListControl*>(&object)) {
+    return Json{{"items", list->items()}, {"itemData", list->itemData()}};
+  }
+  if (auto* progress = dynamic_cast<ui::ProgressControl*>(&object)) {
+    HandleTable none;
+    Json values = Json::array();
+    for (const rt::Variant& v : progress->valueHistory()) values.push_back(ToJson(v, none));
+    Json captions = Json::array();
+    for (const rt::Variant& v : progress->captionHistory()) captions.push_back(ToJson(v, none));
+    return Json{{"Visible", progress->visible()}, {"Max", progress->max()},
+                {"Value", std::move(values)}, {"Caption", std::move(captions)}};
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+void RegisterObjectMaker(const std::string& typeName, ObjectMaker maker) {
+  TheRegistry().makers[typeName] = std::move(maker);
+}
+
+void SetExecHandler(ExecHandler handler) { TheRegistry().exec = std::move(handler); }
+
+void RegisterInspector(Inspector inspector) {
+  TheRegistry().inspectors.push_back(std::move(inspector));
+}
+
+Session::Session() : host_(std::make_shared<rt::HeadlessHost>()), scope_(host_) {
+  host_->SetEcho(false);
+  objects_.emplace("main", std::make_unique<clsZMDBFunc>());
+}
+
+Session::~Session() = default;
+
+std::string Session::HandleLine(const std::string& line) {
+  Json response;
+  try {
+    response = Handle(Json::parse(line));
+  } catch (const Json::parse_error& e) {
+    response = Json{{"raised", ErrorJson({rt::err::kInvalidProcCall, kSource,
+                                          std::string("Malformed request: not JSON: ") + e.what()})}};
+  }
+  return response.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+clsZMDBFunc& Session::ObjectNamed(const std::string& name) {
+  const auto it = objects_.find(name);
+  if (it == objects_.end()) {
+    rt::Raise(rt::err::kObjectRequired, "No component object is named '" + name + "'", kSource);
+  }
+  return *it->second;
+}
+
+Json Session::Handle(const Json& request) {
+  Json response = Json::object();
+  host_->ClearRecord();
+  try {
+    if (!request.is_object()) Malformed("a request is a JSON object");
+    if (request.contains("answers")) {
+      if (!request.at("answers").is_array()) Malformed("\"answers\" must be an array");
+      host_->ScriptAnswers(request.at("answers").get<std::vector<int>>());
+    } else {
+      host_->ScriptAnswers({});
+    }
+    if (request.contains("call")) {
+      response["result"] = Call(request, response);
+    } else if (request.contains("new")) {
+      response["result"] = New(request);
+    } else if (request.contains("release")) {
+      const std::string name = request.at("release").get<std::string>();
+      ObjectNamed(name);  // an unknown name is an error
+      objects_.erase(name);  // the object's teardown runs here
+      response["result"] = true;
+    } else if (request.contains("exec")) {
+      response["result"] = Exec(request);
+    } else if (request.contains("inspect")) {
+      response["result"] = Inspect(request);
+    } else {
+      Malformed("expected one of call, new, release, exec, inspect");
+    }
+  } catch (const Json::exception& e) {
+    response["raised"] = ErrorJson({rt::err::kInvalidProcCall, kSource,
+                                    std::string("Malformed request: ") + e.what()});
+  } catch (...) {
+    response["raised"] = ErrorJson(rt::ErrorFromCurrentException());
+  }
+  Json shown = Json::array();
+  for (const rt::ShownBox& box : host_->shown()) {
+    shown.push_back(Json{{"prompt", box.prompt}, {"buttons", box.buttons},
+                         {"title", box.title}, {"answer", box.answer}});
+  }
+  response["shown"] = std::move(shown);
+  response["pointer"] = host_->pointerHistory();
+  // "raised" last, so the ordinary members keep their places.
+  if (response.contains("raised")) {
+    Json raised = response["raised"];
+    response.erase("raised");
+    response["raised"] = std::move(raised);
+  }
+  return response;
+}
+
+// A late-bound call by method name, with arguments by name.
+Json Session::Call(const Json& request, Json& response) {
+  const std::string objectName = request.value("object", std::string("main"));
+  clsZMDBFunc& object = ObjectNamed(objectName);
+  const std::string methodName = request.at("call").get<std::string>();
+  const frame::MethodSpec* method = frame::FindMethod(methodName);
+  if (!method) {
+    rt::Raise(rt::err::kNotSupported, "clsZMDBFunc has no method '" + methodName + "'", kSource);
+  }
+  std::vector<std::optional<rt::Variant>> given(method->args.size());
+  if (request.contains("args")) {
+    const Json& args = request.at("args");
+    if (!args.is_object()) Malformed("\"args\" must be an object of named arguments");
+    for (const auto& [name, value] : args.items()) {
+      std::size_t i = 0;
+      while (i < method->args.size() && !rt::NameEquals(method->args[i].name, name)) ++i;
+      if (i == method->args.size()) {
+        rt::Raise(rt::err::kNotSupported,
+                  std::string(method->name) + " has no argument named '" + name + "'", kSource);
+      }
+      given[i] = FromJson(value, handles_);
+    }
+  }
+  std::vector<rt::Variant> args = frame::PrepareArguments(*method, given);
+  Json result;
+  Json byref = Json::object();
+  auto fillByRef = [&] {
+    for (std::size_t i = 0; i < method->args.size(); ++i) {
+      if (method->args[i].byRef) byref[std::string(method->args[i].name)] = ToJson(args[i], handles_);
+    }
+  };
+  try {
+    const rt::Variant value = frame::Invoke(object, *method, args);
+    result = method->result == frame::ArgType::Void ? Json(nullptr) : ToJson(value, handles_);
+  } catch (...) {
+    fillByRef();
+    response["byref"] = byref;
+    throw;
+  }
+  fillByRef();
+  response["result"] = result;  // keeps "result" first
+  response["byref"] = byref;
+  const ErrStruct e = object.dbGetLastError();
+  response["lastError"] = Json{{"Number", e.Number}, {"Description", e.Description},
+                               {"Source", e.Source}};
+  return result;
+}
+
+Json Session::New(const Json& request) {
+  const std::string type = request.at("new").get<std::string>();
+  if (type == "clsZMDBFunc") {
+    const std::string name = request.value("name", std::string());
+    if (name.empty()) Malformed("a new clsZMDBFunc needs a \"name\"");
+    if (objects_.count(name)) Malformed("an object named '" + name + "' exists already");
+    objects_.emplace(name, std::make_unique<clsZMDBFunc>());
+    return name;
+  }
+  if (rt::ObjectRef control = ui::NewControl(type)) {
+    return ToJson(rt::Variant(control), handles_);
+  }
+  const auto it = TheRegistry().makers.find(type);
+  if (it == TheRegistry().makers.end()) {
+    rt::Raise(rt::err::kNotSupported,
+              "Objects of type '" + type + "' cannot be made yet: they need the data-access layer",
+              kSource);
+  }
+  const Json args = request.value("args", Json::object());
+  return ToJson(rt::Variant(it->second(args, handles_)), handles_);
+}
+
+Json Session::Inspect(const Json& request) {
+  const rt::Variant target = FromJson(request.at("inspect"), handles_);
+  if (!target.IsObject() || !target.AsObject()) Malformed("\"inspect\" takes {\"handle\": ...}");
+  rt::Object& object = *target.AsObject();
+  if (auto j = InspectControl(object)) return *j;
+  for (const Inspector& inspector : TheRegistry().inspectors) {
+    if (auto j = inspector(object, handles_)) return *j;
+  }
+  rt::Raise(rt::err::kNotSupported,
+            "Objects of type '" + object.TypeName() + "' cannot be inspected yet", kSource);
+}
+
+Json Session::Exec(const Json& request) {
+  if (!TheRegistry().exec) {
+    rt::Raise(rt::err::kNotSupported, "exec needs the data-access layer, which is not built yet",
+              kSource);
+  }
+  const rt::Variant conn = FromJson(request.value("conn", Json{{"missing", true}}), handles_);
+  return TheRegistry().exec(request.at("exec").get<std::string>(), conn, handles_);
+}
+
+}  // namespace zmdb::automation

@@ -1,1 +1,439 @@
-// placeholder
+// The method table and the late-bound call path. Each entry is written once:
+// place in the type library (the dispatch id is 0x60030000 plus the place),
+// result type, guard kind, arguments, and the C++ method that serves it.
+#include "zmdb/frame/methods.h"
+
+#include <tuple>
+#include <type_traits>
+#include <unordered_map>
+#include <utility>
+
+#include "zmdb/frame/component.h"
+#include "zmdb/runtime/convert.h"
+#include "zmdb/runtime/error.h"
+
+namespace zmdb::frame {
+
+namespace {
+
+using Variant = rt::Variant;
+
+// ---- Conversions between Variants and C++ parameter and result types ----
+
+template <class T>
+T FromVariant(const Variant& v) {
+  if constexpr (std::is_same_v<T, std::string>) {
+    return rt::CStr(v);
+  } else if constexpr (std::is_same_v<T, bool>) {
+    return rt::CBool(v);
+  } else if constexpr (std::is_same_v<T, std::int16_t>) {
+    return rt::CInt(v);
+  } else if constexpr (std::is_same_v<T, std::int32_t>) {
+    return rt::CLng(v);
+  } else if constexpr (std::is_same_v<T, double>) {
+    return rt::CDbl(v);
+  } else if constexpr (std::is_same_v<T, rt::Date>) {
+    return rt::CDate(v);
+  } else if constexpr (std::is_same_v<T, Variant>) {
+    return v;
+  } else if constexpr (std::is_same_v<T, rt::ObjectRef>) {
+    if (v.IsMissing() || v.IsEmpty()) return nullptr;
+    return v.AsObject();
+  } else if constexpr (std::is_same_v<T, rt::SafeArray>) {
+    return v.AsArray();
+  } else {
+    static_assert(sizeof(T) == 0, "no conversion from Variant to this parameter type");
+  }
+}
+
+Variant ToVariant(const ErrStruct& e) {
+  return Variant(rt::Record("ErrStruct", {{"Number", Variant(e.Number)},
+                                          {"Description", Variant(e.Description)},
+                                          {"Source", Variant(e.Source)}}));
+}
+template <class T>
+Variant ToVariant(const T& v) {
+  return Variant(v);
+}
+
+// A C++ parameter declared as a non-const reference is a by-reference
+// argument: its value after the call goes back to the caller.
+template <class P>
+constexpr bool kWritesBack = std::is_lvalue_reference_v<P> &&
+                             !std::is_const_v<std::remove_reference_t<P>>;
+
+template <class R, class Fn, class... Ps, std::size_t... I>
+Variant CallWith(clsZMDBFunc& o, Fn fn, std::vector<Variant>& args, std::index_sequence<I...>) {
+  std::tuple<std::decay_t<Ps>...> values{FromVariant<std::decay_t<Ps>>(args[I])...};
+  Variant result;
+  if constexpr (std::is_void_v<R>) {
+    (o.*fn)(std::get<I>(values)...);
+  } else {
+    result = ToVariant((o.*fn)(std::get<I>(values)...));
+  }
+  (
+      [&] {
+        if constexpr (kWritesBack<Ps>) args[I] = ToVariant(std::get<I>(values));
+      }(),
+      ...);
+  return result;
+}
+
+template <class R, class... Ps>
+Invoker Bind(R (clsZMDBFunc::*fn)(Ps...)) {
+  return [fn](clsZMDBFunc& o, std::vector<Variant>& args) {
+    if (args.size() != sizeof...(Ps)) rt::Raise(rt::err::kWrongArgCount);
+    return CallWith<R, decltype(fn), Ps...>(o, fn, args, std::index_sequence_for<Ps...>{});
+  };
+}
+
+template <class R, class... Ps>
+Invoker Bind(R (clsZMDBFunc::*fn)(Ps...) const) {
+  return [fn](clsZMDBFunc& o, std::vector<Variant>& args) {
+    if (args.size() != sizeof...(Ps)) rt::Raise(rt::err::kWrongArgCount);
+    return CallWith<R, decltype(fn), Ps...>(o, fn, args, std::index_sequence_for<Ps...>{});
+  };
+}
+
+// ---- Table-writing shorthands ----
+
+using G = GuardKind;
+
+ArgSpec In(std::string_view name, ArgType type) { return {name, type, false, false, {}}; }
+ArgSpec Ref(std::string_view name, ArgType type) { return {name, type, false, true, {}}; }
+ArgSpec Opt(std::string_view name, ArgType type, std::optional<Variant> def = {}) {
+  return {name, type, true, false, std::move(def)};
+}
+ArgSpec OptRef(std::string_view name, ArgType type, std::optional<Variant> def = {}) {
+  return {name, type, true, true, std::move(def)};
+}
+Variant B(bool b) { return Variant(b); }
+Variant L(std::int32_t l) { return Variant(l); }
+Variant S(const char* s) { return Variant(s); }
+
+constexpr std::int32_t kDispBase = 0x60030000;
+
+// What methods without an invoker wait for.
+constexpr std::string_view kNeedsDal = "the data-access layer";
+constexpr std::string_view kNeedsUi = "the host control bindings";
+
+MethodSpec M(int place, std::string_view name, ArgType result, GuardKind guard,
+             std::vector<ArgSpec> args, Invoker invoke = {}, std::string_view needs = kNeedsDal) {
+  return {name, kDispBase + place, result, guard, std::move(args), std::move(invoke),
+          invoke ? std::string_view() : needs};
+}
+
+std::vector<MethodSpec> BuildTable() {
+  using C = clsZMDBFunc;
+  using enum ArgType;
+  // Places 0 and 1 are the terminate handler and ValueOrDefault; 20, 56 and
+  // 57 are private procedures (the form-text parser, RecordError,
+  // ShowDebugError). They hold places in the numbering but are not methods.
+  std::vector<MethodSpec> t;
+  t.push_back(M(2, "dbAddCtrl", Boolean, G::Recording,
+                {Ref("Ctrl", Variant), In("fsFldName", String), In("sSQL", String),
+                 OptRef("Conn", Variant)}));
+  t.push_back(M(3, "dbAddCtrlEx", Boolean, G::Recording,
+                {Ref("Ctrl", Variant), In("fsTblName", String), In("fsFldName", String),
+                 Opt("fItemData", String), Opt("fsSort", String), Opt("fsCondition", String),
+                 Opt("fsFilterData", String), OptRef("Conn", Variant)}));
+  t.push_back(M(4, "dbAddFieldsName", Boolean, G::Recording,
+                {Ref("Ctrl", Variant), Ref("rs", Object)}));
+  t.push_back(M(5, "dbBackupRecordset", Boolean, G::Recording,
+                {Ref("rs", Object), In("fsFile", String), Opt("fsSeparator", String, S(",")),
+                 Opt("fsNote", String), Opt("fbNonInfo", Boolean, B(false)),
+                 Opt("fsDateFmt", String), OptRef("Ctrl", Variant)}));
+  t.push_back(M(6, "dbRestoreRecordset", Object, G::Recording,
+                {In("fsFile", String), Opt("fsSeparator", String, S(",")),
+                 Opt("fbNote", Boolean, B(false)), Opt("fsFieldNames", String),
+                 Opt("fsFieldTypes", String), Opt("fsFieldLen", String),
+                 OptRef("Ctrl", Variant)}));
+  t.push_back(M(7, "dbCloneRecord", Object, G::Recording, {Ref("rs", Object)}));
+  t.push_back(M(8, "dbCopyRecordset", Boolean, G::Recording,
+                {Ref("rs", Object), In("fsTblName", String), OptRef("Conn", Variant)}));
+  t.push_back(M(9, "dbCopyRows", Boolean, G::Recording,
+                {In("fsSrcTblName", String), In("fsDstTblName", String),
+                 Opt("fsCondition", String), OptRef("SrcConn", Variant),
+                 OptRef("DstConn", Variant)}));
+  t.push_back(M(10, "dbCopyTblData", Boolean, G::Recording,
+                {In("fsSrcTblName", String), In("fsDstTblName", String),
+                 Opt("fsCondition", String), OptRef("Conn", Variant)}));
+  t.push_back(M(11, "dbCopyTblStruct", Boolean, G::Recording,
+                {In("fsSrcTblName", String), In("fsDstTblName", String),
+                 OptRef("SrcConn", Variant), OptRef("DstConn", Variant)}));
+  t.push_back(M(12, "dbCreateTblStruct", Boolean, G::Recording,
+                {In("fsTblName", String), Ref("fTFieldStruct", Array), OptRef("Conn", Variant)}));
+  t.push_back(M(13, "dbCreateVRecord", Object, G::Unguarded, {Ref("fTFieldStruct", Array)}));
+  t.push_back(M(14, "dbGetFieldSQLStr", String, G::Recording,
+                {In("fsTblName", String), In("fsFldName", String), OptRef("Conn", Variant)}));
+  t.push_back(M(15, "dbGetFieldsName", String, G::Unguarded,
+                {Ref("fsTblName", String), Ref("Conn", Variant),
+                 OptRef("fsFields", String, S("*")), OptRef("fsRetType", String)}));
+  t.push_back(M(16, "dbSetNullToZero", Boolean, G::Silent,
+                {Ref("fsTblName", String), Ref("Conn", Variant),
+                 OptRef("fsFields", String, S("*")), OptRef("fsCondition", String),
+                 OptRef("fbOnlyNumeric", Boolean, B(false))}));
+  t.push_back(M(17, "dbGetFormCtlInfo", Array, G::Recording,
+                {In("fsFormFile", String), Opt("fsCtlType", String)}, {}, kNeedsUi));
+  t.push_back(M(18, "LoSplitVBLineInfo", Boolean, G::Silent,
+                {In("fsLine", String), Ref("fsKey", String), Ref("fsValue", String)}, {},
+                kNeedsUi));
+  t.push_back(M(19, "dbGetTblStruct", Array, G::Recording,
+                {In("fsTblName", String), OptRef("Conn", Variant)}));
+  t.push_back(M(21, "dbCreateRecord", Boolean, G::Recording,
+                {Ref("TFieldRec", Array), OptRef("Conn", Variant)}));
+  t.push_back(M(22, "dbSetRecordset", Boolean, G::Silent,
+                {In("sSource", String), Opt("CursorType", Long), Opt("LockType", Long)}));
+  t.push_back(M(23, "dbCloseRecordset", Boolean, G::Silent, {}));
+  t.push_back(M(24, "dbGetRecord", Array, G::Recording,
+                {In("fsTblName", String), In("fsFldName", String), Ref("flCount", Long),
+                 Opt("sSQL", String), OptRef("Conn", Variant)}));
+  t.push_back(M(25, "dbIsExist", Boolean, G::Silent,
+                {In("fsTblName", String), In("fsFldName", String), In("fItemData", String),
+                 Opt("fType", Long), Opt("fsCondition", String), OptRef("Conn", Variant)}));
+  t.push_back(M(26, "dbGetValue", Boolean, G::Silent,
+                {In("fsTblName", String), In("fsFldName", String), In("fsCondition", String),
+                 Ref("fItemData", String), OptRef("Conn", Variant)}));
+  t.push_back(M(27, "dbDeleteItem", Boolean, G::Silent,
+                {In("fsTblName", String), Opt("fsCondition", String), OptRef("Conn", Variant)}));
+  t.push_back(M(28, "dbModifyItem", Boolean, G::Silent,
+                {In("fsTblName", String), In("fsFldName", String), In("fNewItemData", String),
+                 In("fsCondition", String), OptRef("Conn", Variant)}));
+  t.push_back(M(29, "dbRecordCounts", Long, G::Unguarded,
+                {Ref("fsTblName", String), Ref("Conn", Variant), OptRef("fsCondition", String)}));
+  t.push_back(M(30, "dbGetMaxID", String, G::Recording,
+                {In("fsTblName", String), Opt("fsIDFld", String, S("ID")),
+                 OptRef("Conn", Variant), Opt("fbIsStr", Boolean, B(false)),
+                 Opt("flLen", Long, L(8)), OptRef("bIsSQL", Boolean, B(false)),
+                 OptRef("fsConditionSQL", String, S(""))}));
+  t.push_back(M(31, "dbOpenDateBase", Boolean, G::Silent,
+                {Ref("fsFilename", String), Ref("fsConnStr", String)}));
+  t.push_back(M(32, "dbSetConnect", Boolean, G::Recording,
+                {Ref("fsConnStr", String), In("IsDAO", Boolean), Opt("CursorLocation", Long),
+                 OptRef("fConn", Variant)}));
+  t.push_back(M(33, "dbGetConnect", Object, G::Recording, {In("IsDAO", Boolean)}));
+  t.push_back(M(34, "dbCloseConnect", Boolean, G::Recording, {In("IsDAO", Boolean)}));
+  t.push_back(M(35, "dbIsSQLConnect", Boolean, G::Unguarded, {Ref("Conn", Variant)}));
+  t.push_back(M(36, "dbGetConnString", String, G::Recording, {In("IsDAO", Boolean)},
+                Bind(&C::dbGetConnString)));
+  t.push_back(M(37, "dbGetJetConnect", String, G::Unguarded,
+                {Ref("fsDatabase", String), OptRef("fsPasswd", String),
+                 Opt("fbIsShape", Boolean, B(false)), OptRef("fsJetVersion", String, S("3.51"))},
+                Bind(&C::dbGetJetConnect)));
+  t.push_back(M(38, "dbGetSQLConnect", String, G::Unguarded,
+                {Ref("fsUser", String), Ref("fsDatabase", String), OptRef("fsPasswd", String),
+                 OptRef("fsServer", String), Opt("fbIsShape", Boolean, B(false)),
+                 OptRef("fsDSN", String), Opt("fiType", Long, L(1))},
+                Bind(&C::dbGetSQLConnect)));
+  t.push_back(M(39, "dbCreateDBItem", Boolean, G::Recording,
+                {Ref("PathFileName", String), OptRef("fsPasswd", String),
+                 OptRef("fsNewDBFile", String), Opt("fbMsgWarn", Boolean),
+                 Opt("fbSQL", Boolean, B(false)), Opt("fsUserName", String),
+                 Opt("fsServer", String), Opt("fsDatabase", String),
+                 Opt("fsLang", String, S(";LANGID=0x0804;CP=936;COUNTRY=0"))}));
+  t.push_back(M(40, "dbCreateDBADOX", Boolean, G::ResumeNext, {Ref("strDBPath", String)}));
+  t.push_back(M(41, "dbCloseDBItem", Boolean, G::Recording, {}));
+  t.push_back(M(42, "dbTableDefs", Array, G::Recording,
+                {OptRef("Conn", Variant), Opt("fbSystem", Boolean, B(false))}));
+  t.push_back(M(43, "dbQueryDefs", Array, G::Recording, {OptRef("Conn", Variant)}));
+  t.push_back(M(44, "dbProperties", Array, G::Recording,
+                {In("fsTblName", String), Opt("fsFldName", String), OptRef("Conn", Variant)}));
+  t.push_back(M(45, "dbFields", Array, G::Recording,
+                {In("fsTblName", String), OptRef("Conn", Variant)}));
+  t.push_back(M(46, "dbQueryExists", Boolean, G::Silent,
+                {In("fsQryName", String), OptRef("Conn", Variant),
+                 OptRef("fbIsSQLServer", Boolean, B(false))}));
+  t.push_back(M(47, "dbTableExists", Boolean, G::OwnHandler,
+                {In("fsTblName", String), OptRef("Conn", Variant)}));
+  t.push_back(M(48, "dbFieldExists", Boolean, G::Silent,
+                {In("fsTblName", String), In("fsFldName", String), OptRef("Conn", Variant)}));
+  t.push_back(M(49, "dbIndexExists", Boolean, G::Silent,
+                {In("fsTblName", String), Opt("fsIndexName", String),
+                 Opt("fbIsSQLServer", Boolean)}));
+  t.push_back(M(50, "dbCreateTableItem", Boolean, G::Recording,
+                {In("fsTblName", String), Opt("TblConn", String), Opt("bSavePasswd", Boolean),
+                 Opt("VirturlIndex", String), OptRef("Conn", Variant)}));
+  t.push_back(M(51, "dbCreateTableOver", Boolean, G::Recording, {In("fsTblName", String)}));
+  t.push_back(M(52, "dbSetTableItem", Boolean, G::Recording, {In("fsTblName", String)}));
+  t.push_back(M(53, "dbCloseTable", Boolean, G::Recording, {In("fsTblName", String)}));
+  t.push_back(M(54, "dbRemoveTableItem", Boolean, G::Recording,
+                {In("fsTblName", String), Opt("fbIsSQLServer", Boolean),
+                 OptRef("Conn", Variant)}));
+  t.push_back(M(55, "dbModifyTableName", Boolean, G::Recording,
+                {In("fsOldName", Variant), In("fsNewName", String), OptRef("Conn", Variant)}));
+  t.push_back(M(58, "dbGetLastError", Record, G::Unguarded, {}, Bind(&C::dbGetLastError)));
+  t.push_back(M(59, "dbClearError", Void, G::Unguarded, {}, Bind(&C::dbClearError)));
+  t.push_back(M(60, "dbSetDebug", Variant, G::Unguarded, {In("fbDebug", Boolean)},
+                Bind(&C::dbSetDebug)));
+  t.push_back(M(61, "dbSetAppTitle", Void, G::Unguarded, {In("fsAppTitle", String)},
+                Bind(&C::dbSetAppTitle)));
+  t.push_back(M(62, "dbDisplayADOError", Void, G::Unguarded, {Ref("cn", Variant)},
+                Bind(&C::dbDisplayADOError)));
+  t.push_back(M(63, "dbCreateFieldItem", Boolean, G::Recording,
+                {In("fsTblName", String), In("fsFldName", String), Opt("flType", Long, L(4)),
+                 Opt("flSize", Long), Opt("flAttributes", Long), Opt("fsDefaultValue", String),
+                 Opt("fiOrdinalPosition", Integer), Opt("fbAllowZeroLength", Boolean, B(true)),
+                 Opt("fbRequired", Boolean, B(false))}));
+  t.push_back(M(64, "dbRemoveFieldItem", Boolean, G::Recording,
+                {In("fsTblName", String), In("fsFldName", String), OptRef("bIsAdodb", Boolean)}));
+  t.push_back(M(65, "dbModifyFieldName", Boolean, G::Recording,
+                {In("fsTblName", String), In("fsOldName", Variant), In("fsNewName", String),
+                 OptRef("Conn", Variant)}));
+  t.push_back(M(66, "dbIndexDefs", Array, G::Recording,
+                {In("fsTblName", String), OptRef("Conn", Variant)}));
+  t.push_back(M(67, "dbCreateIndexItem", Boolean, G::Recording,
+                {In("fsTblName", String), Opt("fsIndexName", String),
+                 Opt("fsIndexField", String, S("ID")), Opt("fbPrimary", Boolean, B(true)),
+                 Opt("fbRequired", Boolean, B(true)), Opt("fbClustered", Boolean, B(true)),
+                 Opt("fbUnique", Boolean, B(true)), Opt("fbIgnoreNulls", Boolean, B(false)),
+                 Opt("fsGroupName", String, S("PRIMARY")),
+                 Opt("fbIsSQLServer", Boolean, B(false))}));
+  t.push_back(M(68, "dbRemoveIndexItem", Boolean, G::OwnHandler,
+                {In("fsTblName", String), Opt("fsIndexName", String),
+                 Opt("fbIsSQLServer", Boolean)}));
+  t.push_back(M(69, "dbCreateRelationItem", Boolean, G::Recording,
+                {In("fsFldName", String), Opt("fsTblName", String), Opt("fsForeignTable", String),
+                 Opt("fAttributes", Long), Opt("fsForeignName", String), Opt("fsName", String)}));
+  t.push_back(M(70, "dbCreateQueryItem", Boolean, G::Recording,
+                {In("fsQueryName", String), In("fSQLText", String),
+                 Opt("fbIsSQLServer", Boolean), OptRef("Conn", Variant)}));
+  t.push_back(M(71, "dbRemoveQueryItem", Boolean, G::Recording,
+                {In("fsQueryName", String), Opt("fbIsSQLServer", Boolean),
+                 OptRef("Conn", Variant)}));
+  t.push_back(M(72, "dbListSQLDBase", Array, G::Recording,
+                {In("fsServer", String), Ref("fsUser", String), Ref("fsPwd", String),
+                 OptRef("fsProvider", String, S("SQLOLEDB"))}));
+  t.push_back(M(73, "dbSQLTblExists", Boolean, G::Silent,
+                {Ref("fsTbl", String), Ref("fsServer", String), Ref("fsUser", String),
+                 Ref("fsPwd", String), OptRef("fsProvider", String, S("SQLOLEDB"))}));
+  t.push_back(M(74, "dbExecProc", Boolean, G::OwnHandler,
+                {In("cn", Variant), Ref("ProcName", String), Ref("InputParm", Array),
+                 Opt("RetParm", Object)}));
+  t.push_back(M(75, "dbListSQLTables", Array, G::Recording,
+                {Ref("fsVal", Variant), In("Conn", Variant), Opt("bIsAll", Boolean, B(false))}));
+  t.push_back(M(76, "dbGetServerDate", Date, G::Unguarded, {In("fConn", Variant)}));
+  t.push_back(M(77, "dbSetSQLDBRight", Boolean, G::Silent,
+                {In("cn", Object), Ref("sTblName", String), In("Operator", Long),
+                 OptRef("fsGroupOrUser", String, S("Public"))}));
+  t.push_back(M(78, "dbCSql", String, G::Unguarded, {Ref("fsSQL", String)}, Bind(&C::dbCSql)));
+  t.push_back(M(79, "dbExport", Boolean, G::OwnHandler,
+                {Ref("fsSQL", String), Ref("Conn", Variant), Opt("fsDefaultFile", String),
+                 Opt("fbNoFiledlg", Boolean), Opt("fbNoTypeSelect", Boolean),
+                 Opt("fsDefType", Long)}));
+  t.push_back(M(80, "dbGetFldTypeDesc", String, G::Unguarded,
+                {In("iType", Long), Opt("bIsADO", Boolean, B(true))},
+                Bind(&C::dbGetFldTypeDesc)));
+  t.push_back(M(81, "dbAdo2DaoType", Long, G::Unguarded, {Ref("flType", Long)},
+                Bind(&C::dbAdo2DaoType)));
+  t.push_back(M(82, "dbDao2AdoType", Long, G::Unguarded, {Ref("flType", Long)},
+                Bind(&C::dbDao2AdoType)));
+  t.push_back(M(83, "dbGetHXType", String, G::Unguarded,
+                {Ref("flType", Long), OptRef("fbIsDAO", Boolean, B(true))},
+                Bind(&C::dbGetHXType)));
+  t.push_back(M(84, "dbGetFieldType", String, G::Unguarded,
+                {In("flType", Long), OptRef("fbIsAdo", Boolean, B(true))},
+                Bind(&C::dbGetFieldType)));
+  t.push_back(M(85, "dbGetDAODesc", String, G::Unguarded, {Ref("feDAO", Long)},
+                Bind(&C::dbGetDAODesc)));
+  return t;
+}
+
+std::string Lower(std::string_view s) {
+  std::string out(s);
+  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return out;
+}
+
+}  // namespace
+
+const std::vector<MethodSpec>& Methods() {
+  static const std::vector<MethodSpec> table = BuildTable();
+  return table;
+}
+
+const MethodSpec* FindMethod(std::string_view name) {
+  static const std::unordered_map<std::string, const MethodSpec*> index = [] {
+    std::unordered_map<std::string, const MethodSpec*> m;
+    for (const MethodSpec& spec : Methods()) m.emplace(Lower(spec.name), &spec);
+    return m;
+  }();
+  const auto it = index.find(Lower(name));
+  return it == index.end() ? nullptr : it->second;
+}
+
+Variant CoerceTo(const Variant& v, ArgType type) {
+  switch (type) {
+    case ArgType::Boolean: return Variant(rt::CBool(v));
+    case ArgType::Integer: return Variant(rt::CInt(v));
+    case ArgType::Long: return Variant(rt::CLng(v));
+    case ArgType::Date: return Variant(rt::CDate(v));
+    case ArgType::String: return Variant(rt::CStr(v));
+    case ArgType::Object:
+      if (v.IsEmpty()) return Variant(rt::ObjectRef());
+      if (!v.IsObject()) rt::Raise(rt::err::kTypeMismatch);
+      return v;
+    case ArgType::Array:
+      if (!v.IsArray()) rt::Raise(rt::err::kTypeMismatch);
+      return v;
+    case ArgType::Record:
+      if (!v.IsRecord()) rt::Raise(rt::err::kTypeMismatch);
+      return v;
+    case ArgType::Void:
+    case ArgType::Variant: return v;
+  }
+  return v;
+}
+
+namespace {
+// The value an omitted optional argument takes.
+Variant OmittedValue(const ArgSpec& arg) {
+  if (arg.defaultValue) return *arg.defaultValue;
+  switch (arg.type) {
+    case ArgType::Boolean: return Variant(false);
+    case ArgType::Integer: return Variant(std::int16_t{0});
+    case ArgType::Long: return Variant(std::int32_t{0});
+    case ArgType::Date: return Variant(rt::Date{});
+    case ArgType::String: return Variant(std::string());
+    case ArgType::Object: return Variant(rt::ObjectRef());
+    case ArgType::Array: return Variant(rt::SafeArray());
+    case ArgType::Variant: return Variant::Missing();
+    case ArgType::Record:
+    case ArgType::Void: break;
+  }
+  return Variant::Missing();
+}
+}  // namespace
+
+std::vector<Variant> PrepareArguments(const MethodSpec& method,
+                                      const std::vector<std::optional<Variant>>& given) {
+  if (given.size() > method.args.size()) rt::Raise(rt::err::kWrongArgCount);
+  std::vector<Variant> args;
+  args.reserve(method.args.size());
+  for (std::size_t i = 0; i < method.args.size(); ++i) {
+    const ArgSpec& spec = method.args[i];
+    const bool present = i < given.size() && given[i].has_value();
+    if (!present) {
+      if (!spec.optional) {
+        rt::Raise(rt::err::kArgNotOptional,
+                  "Argument not optional: " + std::string(spec.name) + " of " +
+                      std::string(method.name));
+      }
+      args.push_back(OmittedValue(spec));
+    } else if (spec.type == ArgType::Variant) {
+      args.push_back(*given[i]);  // a Variant argument takes the value as it is
+    } else {
+      args.push_back(CoerceTo(*given[i], spec.type));
+    }
+  }
+  return args;
+}
+
+Variant Invoke(clsZMDBFunc& object, const MethodSpec& method, std::vector<Variant>& args) {
+  if (!method.invoke) {
+    rt::Raise(rt::err::kNotSupported, std::string(method.name) + " is not available yet: it needs " +
+                                          std::string(method.needs));
+  }
+  return method.invoke(object, args);
+}
+
+}  // namespace zmdb::frame

@@ -1,1 +1,52 @@
-// placeholder
+#include "zmdb/frame/state.h"
+
+#include "zmdb/runtime/error.h"
+
+namespace zmdb::frame {
+
+namespace {
+// A form with no behaviour of its own: what the export-type dialog is until
+// the export subsystem installs the real one. Unloading it is harmless.
+class PlainForm : public rt::Object {
+ public:
+  std::string TypeName() const override { return "frmDataType"; }
+};
+
+ObjectFactory& EngineFactory() {
+  static ObjectFactory factory;
+  return factory;
+}
+
+ObjectFactory& DialogFactory() {
+  static ObjectFactory factory = [] { return std::make_shared<PlainForm>(); };
+  return factory;
+}
+}  // namespace
+
+LibraryState& Library() {
+  thread_local LibraryState state;
+  return state;
+}
+
+void SetEngineFactory(ObjectFactory factory) { EngineFactory() = std::move(factory); }
+
+rt::ObjectRef Engine() {
+  LibraryState& lib = Library();
+  if (!lib.engine) {
+    if (!EngineFactory()) {
+      rt::Raise(rt::err::kObjectNotSet, "No data engine is available: the data-access layer is not linked");
+    }
+    lib.engine = EngineFactory()();
+  }
+  return lib.engine;
+}
+
+void SetExportDialogFactory(ObjectFactory factory) { DialogFactory() = std::move(factory); }
+
+rt::ObjectRef ExportDialog() {
+  LibraryState& lib = Library();
+  if (!lib.exportDialog) lib.exportDialog = DialogFactory()();
+  return lib.exportDialog;
+}
+
+}  // namespace zmdb::frame

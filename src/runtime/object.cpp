@@ -1,1 +1,55 @@
-// placeholder
+#include "zmdb/runtime/object.h"
+
+#include <cctype>
+
+namespace zmdb::rt {
+
+// Unknown member: the platform answers error 438.
+Variant Object::GetProperty(std::string_view, const std::vector<Variant>&) {
+  Raise(err::kNotSupported);
+}
+
+void Object::SetProperty(std::string_view, const Variant&, const std::vector<Variant>&) {
+  Raise(err::kNotSupported);
+}
+
+Variant Object::Call(std::string_view, std::vector<Variant>&) { Raise(err::kNotSupported); }
+
+Variant Object::DefaultValue() { Raise(err::kNotSupported); }
+
+// ASCII case-insensitive equality, as member and collection look-ups use.
+bool NameEquals(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (std::tolower(static_cast<unsigned char>(a[i])) !=
+        std::tolower(static_cast<unsigned char>(b[i])))
+      return false;
+  }
+  return true;
+}
+
+namespace {
+// The object behind a Variant for a late-bound call: 424 when there is none,
+// 91 when the reference is Nothing.
+Object& Target(const Variant& v) {
+  if (!v.IsObject()) Raise(err::kObjectRequired);
+  const ObjectRef& o = v.AsObject();
+  if (!o) Raise(err::kObjectNotSet);
+  return *o;
+}
+}  // namespace
+
+Variant GetProp(const Variant& v, std::string_view name, const std::vector<Variant>& index) {
+  return Target(v).GetProperty(name, index);
+}
+
+void SetProp(const Variant& v, std::string_view name, const Variant& value,
+             const std::vector<Variant>& index) {
+  Target(v).SetProperty(name, value, index);
+}
+
+Variant CallMethod(const Variant& v, std::string_view name, std::vector<Variant> args) {
+  return Target(v).Call(name, args);
+}
+
+}  // namespace zmdb::rt

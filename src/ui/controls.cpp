@@ -1,1 +1,132 @@
-// placeholder
+#include "zmdb/ui/controls.h"
+
+#include "zmdb/runtime/convert.h"
+#include "zmdb/runtime/error.h"
+
+namespace zmdb::ui {
+
+namespace {
+[[noreturn]] void Refuse(std::string_view property) {
+  rt::Raise(kInvalidPropertyValue, "Invalid property value: " + std::string(property));
+}
+}  // namespace
+
+// The position an indexed property names; error 381 ("Invalid property array
+// index") outside the list, as the host's list controls answer.
+std::size_t ListControl::CheckedIndex(const std::vector<rt::Variant>& index) const {
+  if (index.size() != 1) rt::Raise(rt::err::kWrongArgCount);
+  const std::int32_t i = rt::CLng(index[0]);
+  if (i < 0 || static_cast<std::size_t>(i) >= items_.size()) {
+    rt::Raise(381, "Invalid property array index");
+  }
+  return static_cast<std::size_t>(i);
+}
+
+rt::Variant ListControl::GetProperty(std::string_view name,
+                                     const std::vector<rt::Variant>& index) {
+  if (rt::NameEquals(name, "ListCount")) return rt::Variant(static_cast<std::int32_t>(items_.size()));
+  if (rt::NameEquals(name, "ItemData")) return rt::Variant(itemData_[CheckedIndex(index)]);
+  if (rt::NameEquals(name, "List")) return rt::Variant(items_[CheckedIndex(index)]);
+  if (rt::NameEquals(name, "ListIndex")) return rt::Variant(listIndex_);
+  if (rt::NameEquals(name, "Text")) return DefaultValue();
+  return Object::GetProperty(name, index);
+}
+
+void ListControl::SetProperty(std::string_view name, const rt::Variant& value,
+                              const std::vector<rt::Variant>& index) {
+  if (rt::NameEquals(name, "ItemData")) {
+    itemData_[CheckedIndex(index)] = rt::CLng(value);
+  } else if (rt::NameEquals(name, "ListIndex")) {
+    const std::int32_t i = rt::CLng(value);
+    if (i < -1 || i >= static_cast<std::int32_t>(items_.size())) Refuse(name);
+    listIndex_ = i;
+  } else {
+    Object::SetProperty(name, value, index);
+  }
+}
+
+// AddItem takes the item's text from its argument: a field object gives its
+// value, anything else its text form.
+rt::Variant ListControl::Call(std::string_view name, std::vector<rt::Variant>& args) {
+  if (rt::NameEquals(name, "AddItem")) {
+    if (args.empty()) rt::Raise(rt::err::kArgNotOptional);
+    const rt::Variant& item = args[0];
+    items_.push_back(item.IsObject() ? rt::CStr(item.AsObject()->DefaultValue()) : rt::CStr(item));
+    itemData_.push_back(0);
+    return {};
+  }
+  if (rt::NameEquals(name, "Clear")) {
+    items_.clear();
+    itemData_.clear();
+    listIndex_ = -1;
+    return {};
+  }
+  return Object::Call(name, args);
+}
+
+rt::Variant ListControl::DefaultValue() {
+  if (listIndex_ < 0) return rt::Variant(std::string());
+  return rt::Variant(items_[static_cast<std::size_t>(listIndex_)]);
+}
+
+rt::Variant ProgressControl::GetProperty(std::string_view name,
+                                         const std::vector<rt::Variant>& index) {
+  if (rt::NameEquals(name, "Visible")) return rt::Variant(visible_);
+  if (isProgressBar()) {
+    if (rt::NameEquals(name, "Max")) return rt::Variant(max_);
+    if (rt::NameEquals(name, "Min")) return rt::Variant(min_);
+    if (rt::NameEquals(name, "Value")) return values_.empty() ? rt::Variant(min_) : values_.back();
+  } else if (rt::NameEquals(name, "Caption")) {
+    return DefaultValue();
+  }
+  return Object::GetProperty(name, index);
+}
+
+void ProgressControl::SetProperty(std::string_view name, const rt::Variant& value,
+                                  const std::vector<rt::Variant>& index) {
+  if (rt::NameEquals(name, "Visible")) {
+    visible_ = rt::CBool(value);
+    return;
+  }
+  if (isProgressBar()) {
+    if (rt::NameEquals(name, "Max")) {
+      const double m = rt::CDbl(value);
+      if (m <= min_) Refuse(name);
+      max_ = m;
+      return;
+    }
+    if (rt::NameEquals(name, "Min")) {
+      const double m = rt::CDbl(value);
+      if (m >= max_) Refuse(name);
+      min_ = m;
+      return;
+    }
+    if (rt::NameEquals(name, "Value")) {
+      const double v = rt::CDbl(value);
+      if (v < min_ || v > max_) Refuse(name);
+      values_.push_back(value);
+      return;
+    }
+  } else if (rt::NameEquals(name, "Caption")) {
+    captions_.push_back(rt::Variant(rt::CStr(value)));
+    return;
+  }
+  Object::SetProperty(name, value, index);
+}
+
+rt::Variant ProgressControl::DefaultValue() {
+  if (isProgressBar()) return values_.empty() ? rt::Variant(min_) : values_.back();
+  return captions_.empty() ? rt::Variant(std::string()) : captions_.back();
+}
+
+rt::ObjectRef NewControl(std::string_view typeName) {
+  if (typeName == "ListBox" || typeName == "ComboBox") {
+    return std::make_shared<ListControl>(std::string(typeName));
+  }
+  if (typeName == "ProgressBar" || typeName == "Label") {
+    return std::make_shared<ProgressControl>(std::string(typeName));
+  }
+  return nullptr;
+}
+
+}  // namespace zmdb::ui

@@ -1,0 +1,66 @@
+// The automation session: one JSON request in, one JSON response out. A
+// session owns named component objects ("main" from the start), the handles
+// of the objects it handed out, and a headless host whose boxes and pointer
+// changes are reported with each response.
+//
+// Requests:
+//   {"call": "dbCSql", "args": {"fsSQL": "..."}, "answers": [2], "object": "main"}
+//   {"new": "clsZMDBFunc", "name": "b"}   a further component object
+//   {"new": "ListBox" | "ComboBox" | "ProgressBar" | "Label"}
+//   {"new": "Connection" | "Database" | ..., "args": {...}}  from the registry
+//   {"release": "b"}                      the object runs its teardown
+//   {"exec": "SQL", "conn": {"handle": "h1"}}   raw SQL, for test set-up
+//   {"inspect": {"handle": "h2"}}
+// Response: {"result", "byref", "lastError", "shown", "pointer"} and "raised"
+// when the call itself failed or the request was malformed.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "zmdb/automation/json_value.h"
+#include "zmdb/frame/component.h"
+#include "zmdb/runtime/host.h"
+
+namespace zmdb::automation {
+
+// Extension points the data-access layer fills in: constructors of objects
+// by type name, raw statement execution, and inspection of its objects.
+using ObjectMaker = std::function<rt::ObjectRef(const Json& args, const HandleTable& handles)>;
+using ExecHandler = std::function<Json(const std::string& sql, const rt::Variant& conn,
+                                       HandleTable& handles)>;
+using Inspector = std::function<std::optional<Json>(rt::Object& object, HandleTable& handles)>;
+
+void RegisterObjectMaker(const std::string& typeName, ObjectMaker maker);
+void SetExecHandler(ExecHandler handler);
+void RegisterInspector(Inspector inspector);
+
+class Session {
+ public:
+  Session();
+  ~Session();
+
+  // Handle one request line; never throws. A malformed line gets a response
+  // with "raised" and leaves the session usable.
+  std::string HandleLine(const std::string& line);
+  Json Handle(const Json& request);
+
+  const std::shared_ptr<rt::HeadlessHost>& host() const { return host_; }
+
+ private:
+  Json Call(const Json& request, Json& response);
+  Json New(const Json& request);
+  Json Inspect(const Json& request);
+  Json Exec(const Json& request);
+  clsZMDBFunc& ObjectNamed(const std::string& name);
+
+  std::shared_ptr<rt::HeadlessHost> host_;
+  rt::ScopedHost scope_;
+  std::map<std::string, std::unique_ptr<clsZMDBFunc>> objects_;
+  HandleTable handles_;
+};
+
+}  // namespace zmdb::automation

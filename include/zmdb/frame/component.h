@@ -1,0 +1,187 @@
+// clsZMDBFunc: the component object. Every public method follows one frame:
+// it starts from its failure value, runs its work under the guard kind the
+// method table gives it, resolves its connection by one of two rules, and
+// hands back the value as it stands. The methods of each subsystem are defined
+// in that subsystem's folder; this header declares them all.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "zmdb/frame/guard.h"
+#include "zmdb/runtime/error.h"
+#include "zmdb/runtime/object.h"
+#include "zmdb/runtime/variant.h"
+
+namespace zmdb {
+
+// The last error, as dbGetLastError returns it (members in this order).
+struct ErrStruct {
+  std::int32_t Number = 0;
+  std::string Description;
+  std::string Source;
+  bool operator==(const ErrStruct&) const = default;
+};
+
+// The store a two-store method works on, as resolved from its Conn argument.
+enum class StorePath {
+  None,     // Conn missing and no default database: do nothing
+  Ado,      // an object of type "Connection"
+  Dao,      // an object of type "Database", or the default database
+  Catalog,  // an object of type "Catalog" (only where a method accepts one)
+  Other,    // any other type: the method skips its work
+};
+
+struct ResolvedStore {
+  StorePath path = StorePath::None;
+  rt::Variant conn;  // the connection object to work on (empty for None/Other)
+};
+
+class clsZMDBFunc {
+ public:
+  clsZMDBFunc();
+  // Teardown: unload the export dialog, then release the working recordset,
+  // the default connection, the default database, the default workspace, the
+  // current table definition and the data engine, each step ignoring errors.
+  ~clsZMDBFunc();
+  clsZMDBFunc(const clsZMDBFunc&) = delete;
+  clsZMDBFunc& operator=(const clsZMDBFunc&) = delete;
+
+  // ---- Error capture and reporting ----
+  ErrStruct dbGetLastError() const;
+  void dbClearError();
+  rt::Variant dbSetDebug(bool fbDebug);
+  void dbSetAppTitle(const std::string& fsAppTitle);
+  void dbDisplayADOError(rt::Variant& cn);
+
+  // ---- Connection strings ----
+  std::string dbGetJetConnect(const std::string& fsDatabase, const std::string& fsPasswd = "",
+                              bool fbIsShape = false, const std::string& fsJetVersion = "3.51");
+  std::string dbGetSQLConnect(const std::string& fsUser, const std::string& fsDatabase,
+                              const std::string& fsPasswd = "", const std::string& fsServer = "",
+                              bool fbIsShape = false, const std::string& fsDSN = "",
+                              std::int32_t fiType = 1);
+  std::string dbGetConnString(bool IsDAO);
+
+  // ---- Field type vocabulary ----
+  std::string dbGetFldTypeDesc(std::int32_t iType, bool bIsADO = true);
+  std::int32_t dbAdo2DaoType(std::int32_t flType);
+  std::int32_t dbDao2AdoType(std::int32_t flType);
+  std::string dbGetHXType(std::int32_t flType, bool fbIsDAO = true);
+  std::string dbGetFieldType(std::int32_t flType, bool fbIsAdo = true);
+  std::string dbGetDAODesc(std::int32_t feDAO);
+
+  // ---- SQL dialect translation ----
+  std::string dbCSql(const std::string& fsSQL);
+
+  // ---- Frame services used by every subsystem ----
+
+  // Value to text with a default for Null, empty and zero (list filling and
+  // identifier generation use it). A missing Default gives "".
+  std::string ValueOrDefault(const rt::Variant& Value,
+                             const rt::Variant& Default = rt::Variant::Missing());
+
+  // Two-store resolution: a present Conn selects its path by type name
+  // ("Connection", "Database", and "Catalog" when accepted); a missing Conn
+  // takes the default database, or None when there is none.
+  ResolvedStore ResolveTwoStore(const rt::Variant& Conn, bool acceptCatalog = false) const;
+  // ADO-only resolution: a missing Conn gives the default connection (no value
+  // when there is none); a present Conn must be a Connection, else error 13.
+  std::optional<rt::Variant> ResolveAdoOnly(const rt::Variant& Conn) const;
+
+  // Per-object state, read by the subsystems and by tests.
+  const rt::ObjectRef& defaultConnection() const { return defaultConnection_; }
+  const rt::ObjectRef& workingRecordset() const { return workingRecordset_; }
+  const rt::ObjectRef& currentTableDef() const { return currentTableDef_; }
+  bool debug() const { return debug_; }
+
+  // The body of every recording handler: show the debug box (if the debug
+  // flag is set), then overwrite the last error with `e`.
+  void RecordError(const rt::ErrorInfo& e);
+  // Show the debug box for an error object (read late-bound: Number, Source,
+  // Description) when the debug flag is set. Errors reading it propagate.
+  void ShowDebugError(const rt::Variant& errObject);
+
+ protected:
+  // Run `body(result)` under the guard kind of `method` in the method table.
+  // On failure the guard kind decides: record and/or swallow the error (then
+  // `onError(error, result)` does the method's own clean-up), or let it out.
+  // The caller gets `result` as it stood when the error struck.
+  template <class R, class Body>
+  R Run(std::string_view method, R result, Body&& body);
+  template <class R, class Body, class OnError>
+  R Run(std::string_view method, R result, Body&& body, OnError&& onError);
+
+ private:
+  // After a failure in a guarded method: what the guard kind does before the
+  // method's own clean-up. Returns normally for every kind but Unguarded.
+  void HandleFailure(frame::GuardKind kind, const rt::ErrorInfo& e);
+  static frame::GuardKind KindOf(std::string_view method);
+
+  // Per-object state, in teardown order.
+  rt::ObjectRef currentTableDef_;
+  rt::ObjectRef defaultConnection_;
+  rt::ObjectRef workingRecordset_;
+  bool debug_ = false;
+  ErrStruct lastError_;
+  // Between dbCreateTableItem and dbCreateTableOver.
+  rt::ObjectRef pendingCatalog_;
+  rt::ObjectRef pendingTable_;
+  std::string virtualIndexText_;
+};
+
+template <class R, class Body>
+R clsZMDBFunc::Run(std::string_view method, R result, Body&& body) {
+  return Run(method, std::move(result), std::forward<Body>(body),
+             [](const rt::ErrorInfo&, R&) {});
+}
+
+template <class R, class Body, class OnError>
+R clsZMDBFunc::Run(std::string_view method, R result, Body&& body, OnError&& onError) {
+  const frame::GuardKind kind = KindOf(method);
+  if (kind == frame::GuardKind::Unguarded) {
+    body(result);
+    return result;
+  }
+  try {
+    body(result);
+  } catch (...) {
+    const rt::ErrorInfo e = rt::ErrorFromCurrentException();
+    HandleFailure(kind, e);
+    onError(e, result);
+  }
+  return result;
+}
+
+// Runs statements with the resume-next rule: a failing statement is skipped
+// and remembered as the current error; the next one runs regardless.
+class ResumeNext {
+ public:
+  template <class F>
+  void operator()(F&& statement) noexcept {
+    try {
+      statement();
+    } catch (...) {
+      err_ = rt::ErrorFromCurrentException();
+    }
+  }
+  const rt::ErrorInfo& err() const { return err_; }
+
+ private:
+  rt::ErrorInfo err_;
+};
+
+// The platform's error object as a late-bound object: Number, Source, Description.
+class ErrObject : public rt::Object {
+ public:
+  explicit ErrObject(rt::ErrorInfo info) : info_(std::move(info)) {}
+  std::string TypeName() const override { return "ErrObject"; }
+  rt::Variant GetProperty(std::string_view name, const std::vector<rt::Variant>& index) override;
+
+ private:
+  rt::ErrorInfo info_;
+};
+
+}  // namespace zmdb
