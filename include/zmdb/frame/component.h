@@ -120,7 +120,8 @@ class clsZMDBFunc {
   void HandleFailure(frame::GuardKind kind, const rt::ErrorInfo& e);
   static frame::GuardKind KindOf(std::string_view method);
 
-  // Per-object state, in teardown order.
+ protected:
+  // Per-object state (protected so that subsystem tests can arrange it).
   rt::ObjectRef currentTableDef_;
   rt::ObjectRef defaultConnection_;
   rt::ObjectRef workingRecordset_;
