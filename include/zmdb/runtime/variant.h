@@ -87,6 +87,7 @@ class SafeArray {
   // ReDim Preserve: keeps the lower bound (or takes `lbound` when unallocated).
   void RedimPreserve(std::int32_t lbound, std::int32_t ubound);
   const std::vector<Variant>& items() const;  // empty when unallocated
+  // For filling in place: an unallocated array becomes allocated with no items.
   std::vector<Variant>& items();
 
   bool operator==(const SafeArray& other) const;
@@ -154,6 +155,8 @@ class Variant {
 
   // The VarType of the value; arrays report Array (see ArrayType for the element).
   VarType Type() const;
+  // An array's element type; error 13 unless the value is an array.
+  VarType ArrayType() const;
   bool IsEmpty() const { return v_.index() == 0; }
   bool IsNull() const { return std::holds_alternative<NullTag>(v_); }
   bool IsMissing() const;  // the Error form of an omitted optional argument
