@@ -13,9 +13,12 @@ namespace zmdb::sqlconv {
 
 // Translate a Jet statement into SQL Server SQL. Raises run-time error 5
 // ("Invalid procedure call or argument") for a FORMAT( without a following
-// comma or without a quoted format. An IIF( that is not followed by two commas
-// and a ")" is left as it stands (the rewrite stops instead of repeating
-// forever); well-formed input is unaffected by that guard.
+// comma, without a quoted format or without a ")" after it, and error 7 ("Out
+// of memory") when a format text that itself holds FORMAT( makes the statement
+// grow on every pass. An
+// IIF( that is not followed by two commas and a ")" is left as it stands (the
+// rewrite stops instead of repeating forever); well-formed input is unaffected
+// by that guard.
 std::string TranslateJetToSql(std::string_view statement);
 
 // Replace every quoted literal, from an opening "'" to the next "'" inclusive,
