@@ -1,0 +1,29 @@
+// Jet SQL on SQLite: a token-based rewriter from the Jet dialect that callers
+// and the library write into statements SQLite runs with Jet's meaning.
+// It respects '...' and "..." literals, [bracketed names], #date# literals
+// and comments; it never replaces text blindly.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zmdb::dal::sqlite {
+
+// The SQLite statements one Jet statement becomes, in order (a CREATE TABLE
+// with an AutoNumber column that is not the primary key, for instance, also
+// needs the trigger that numbers its rows).
+struct Rewritten {
+  std::vector<std::string> statements;
+};
+
+// Rewrite one Jet statement. Raises PlatformError -2147217900 (syntax error)
+// for Jet syntax that cannot be rewritten (an unterminated literal, TOP
+// without a number, an unknown Jet type name in DDL ...), naming the statement.
+Rewritten RewriteJet(std::string_view jet);
+
+// Split a text that may hold several statements separated by ";" (outside
+// literals, brackets and comments); empty statements are dropped.
+std::vector<std::string> SplitStatements(std::string_view text);
+
+}  // namespace zmdb::dal::sqlite

@@ -1,0 +1,7 @@
+# The data-access layer: backend-independent objects (Connection, Recordset,
+# Field, Errors), the client-side filter, and the routing of connection strings.
+target_sources(zmdb PRIVATE
+  ${CMAKE_CURRENT_LIST_DIR}/filter.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/router.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/connection.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/recordset.cpp)

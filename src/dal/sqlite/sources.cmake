@@ -1,0 +1,6 @@
+# The embedded file store: Jet SQL on SQLite.
+target_sources(zmdb PRIVATE
+  ${CMAKE_CURRENT_LIST_DIR}/jetsql.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/coltypes.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/functions.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/backend.cpp)
