@@ -1,5 +1,7 @@
 #include "zmdb/automation/session.h"
 
+#include "zmdb/dal/connection.h"
+#include "zmdb/dal/recordset.h"
 #include "zmdb/frame/methods.h"
 #include "zmdb/runtime/error.h"
 #include "zmdb/ui/controls.h"
@@ -7,17 +9,6 @@
 namespace zmdb::automation {
 
 namespace {
-
-struct Registry {
-  std::map<std::string, ObjectMaker> makers;
-  ExecHandler exec;
-  std::vector<Inspector> inspectors;
-};
-
-Registry& TheRegistry() {
-  static Registry registry;
-  return registry;
-}
 
 constexpr const char* kSource = "zmdb";
 
@@ -47,17 +38,31 @@ std::optional<Json> InspectControl(rt::Object& object) {
   return std::nullopt;
 }
 
+// Fields, rows (in order, after any filter) and the count of a recordset.
+Json InspectRecordset(dal::Recordset& rs, HandleTable& handles) {
+  Json fields = Json::array();
+  for (const dal::ColumnInfo& c : rs.columns()) {
+    fields.push_back(Json{{"Name", c.name}, {"Type", c.adoType}, {"DefinedSize", c.definedSize}});
+  }
+  const std::int32_t count = rs.RecordCount();
+  Json rows = Json::array();
+  for (const auto& row : rs.VisibleRows()) {
+    Json r = Json::array();
+    for (const rt::Variant& v : row) r.push_back(ToJson(v, handles));
+    rows.push_back(std::move(r));
+  }
+  return Json{{"fields", std::move(fields)}, {"rows", std::move(rows)}, {"RecordCount", count}};
+}
+
+Json InspectConnection(dal::Connection& cn) {
+  Json errors = Json::array();
+  for (const rt::ErrorInfo& e : cn.errors()->items()) errors.push_back(ErrorJson(e));
+  return Json{{"ConnectionString", cn.ConnectionString()}, {"Provider", cn.Provider()},
+              {"State", cn.State()},  {"CursorLocation", cn.CursorLocation()},
+              {"Errors", std::move(errors)}, {"statements", cn.statementLog()}};
+}
+
 }  // namespace
-
-void RegisterObjectMaker(const std::string& typeName, ObjectMaker maker) {
-  TheRegistry().makers[typeName] = std::move(maker);
-}
-
-void SetExecHandler(ExecHandler handler) { TheRegistry().exec = std::move(handler); }
-
-void RegisterInspector(Inspector inspector) {
-  TheRegistry().inspectors.push_back(std::move(inspector));
-}
 
 Session::Session() : host_(std::make_shared<rt::HeadlessHost>()), scope_(host_) {
   host_->SetEcho(false);
@@ -194,14 +199,22 @@ Json Session::New(const Json& request) {
   if (rt::ObjectRef control = ui::NewControl(type)) {
     return ToJson(rt::Variant(control), handles_);
   }
-  const auto it = TheRegistry().makers.find(type);
-  if (it == TheRegistry().makers.end()) {
-    rt::Raise(rt::err::kNotSupported,
-              "Objects of type '" + type + "' cannot be made yet: they need the data-access layer",
-              kSource);
+  if (type == "Connection") {
+    auto cn = dal::Connection::Create();
+    cn->EnableStatementLog(true);
+    const Json args = request.value("args", Json::object());
+    for (const auto& [key, value] : args.items()) {
+      if (!rt::NameEquals(key, "ConnectionString")) {
+        cn->SetProperty(key, FromJson(value, handles_), {});
+      }
+    }
+    for (const auto& [key, value] : args.items()) {
+      if (rt::NameEquals(key, "ConnectionString")) cn->Open(value.get<std::string>());
+    }
+    return ToJson(rt::Variant(rt::ObjectRef(cn)), handles_);
   }
-  const Json args = request.value("args", Json::object());
-  return ToJson(rt::Variant(it->second(args, handles_)), handles_);
+  if (type == "Recordset") return ToJson(rt::Variant(rt::ObjectRef(dal::Recordset::Create())), handles_);
+  rt::Raise(rt::err::kNotSupported, "Objects of type '" + type + "' cannot be made yet", kSource);
 }
 
 Json Session::Inspect(const Json& request) {
@@ -209,20 +222,21 @@ Json Session::Inspect(const Json& request) {
   if (!target.IsObject() || !target.AsObject()) Malformed("\"inspect\" takes {\"handle\": ...}");
   rt::Object& object = *target.AsObject();
   if (auto j = InspectControl(object)) return *j;
-  for (const Inspector& inspector : TheRegistry().inspectors) {
-    if (auto j = inspector(object, handles_)) return *j;
-  }
+  if (auto* rs = dynamic_cast<dal::Recordset*>(&object)) return InspectRecordset(*rs, handles_);
+  if (auto* cn = dynamic_cast<dal::Connection*>(&object)) return InspectConnection(*cn);
   rt::Raise(rt::err::kNotSupported,
-            "Objects of type '" + object.TypeName() + "' cannot be inspected yet", kSource);
+            "Objects of type '" + object.TypeName() + "' cannot be inspected", kSource);
 }
 
+// Raw SQL on a connection, for test set-up: rows as inspect shows them (all
+// of them, counted), or the number of rows changed.
 Json Session::Exec(const Json& request) {
-  if (!TheRegistry().exec) {
-    rt::Raise(rt::err::kNotSupported, "exec needs the data-access layer, which is not built yet",
-              kSource);
-  }
-  const rt::Variant conn = FromJson(request.value("conn", Json{{"missing", true}}), handles_);
-  return TheRegistry().exec(request.at("exec").get<std::string>(), conn, handles_);
+  if (!request.contains("conn")) Malformed("\"exec\" needs \"conn\": {\"handle\": ...}");
+  auto cn = rt::ObjectAs<dal::Connection>(FromJson(request.at("conn"), handles_));
+  std::int64_t affected = -1;
+  auto rs = cn->Execute(request.at("exec").get<std::string>(), &affected, -1, 3);
+  if (rs->State() == 1) return InspectRecordset(*rs, handles_);
+  return Json{{"rowsAffected", affected}};
 }
 
 }  // namespace zmdb::automation

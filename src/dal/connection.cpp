@@ -1,1 +1,338 @@
-// placeholder
+#include "zmdb/dal/connection.h"
+
+#include "zmdb/dal/ado.h"
+#include "zmdb/dal/recordset.h"
+#include "zmdb/dal/sqlite/backend.h"
+#include "zmdb/runtime/convert.h"
+
+namespace zmdb::dal {
+
+using rt::NameEquals;
+using rt::Variant;
+
+namespace {
+// The argument at `i`, or Missing when the call gave fewer.
+const Variant& Arg(const std::vector<Variant>& args, std::size_t i) {
+  static const Variant missing = Variant::Missing();
+  return i < args.size() ? args[i] : missing;
+}
+
+std::string OptText(const std::vector<Variant>& args, std::size_t i) {
+  const Variant& v = Arg(args, i);
+  return v.IsMissing() ? std::string() : rt::CStr(v);
+}
+
+int OptInt(const std::vector<Variant>& args, std::size_t i, int fallback) {
+  const Variant& v = Arg(args, i);
+  return v.IsMissing() ? fallback : rt::CLng(v);
+}
+}  // namespace
+
+// ---- Errors ----
+
+Variant ErrorItem::GetProperty(std::string_view name, const std::vector<Variant>& index) {
+  if (NameEquals(name, "Number")) return Variant(info_.Number);
+  if (NameEquals(name, "Source")) return Variant(info_.Source);
+  if (NameEquals(name, "Description")) return Variant(info_.Description);
+  if (NameEquals(name, "NativeError")) return Variant(info_.Number);
+  return Object::GetProperty(name, index);
+}
+
+Variant Errors::GetProperty(std::string_view name, const std::vector<Variant>& index) {
+  if (NameEquals(name, "Count")) return Variant(static_cast<std::int32_t>(errors_.size()));
+  if (NameEquals(name, "Item")) {
+    const std::int32_t i = rt::CLng(Arg(index, 0));
+    if (i < 0 || static_cast<std::size_t>(i) >= errors_.size()) {
+      rt::Raise(dalerr::kItemNotFound,
+                "Item cannot be found in the collection corresponding to the requested name or ordinal.",
+                kConnectionSource);
+    }
+    return Variant(rt::ObjectRef(std::make_shared<ErrorItem>(errors_[static_cast<std::size_t>(i)])));
+  }
+  return Object::GetProperty(name, index);
+}
+
+Variant Errors::Call(std::string_view name, std::vector<Variant>& args) {
+  if (NameEquals(name, "Clear")) {
+    Clear();
+    return {};
+  }
+  if (NameEquals(name, "Item")) return GetProperty(name, args);
+  return Object::Call(name, args);
+}
+
+// ---- Properties ----
+
+void Properties::Put(std::string name, Variant value) {
+  for (auto& [n, v] : items_) {
+    if (NameEquals(n, name)) {
+      v = std::move(value);
+      return;
+    }
+  }
+  items_.emplace_back(std::move(name), std::move(value));
+}
+
+Variant Properties::Value(std::string_view name) const {
+  for (const auto& [n, v] : items_) {
+    if (NameEquals(n, name)) return v;
+  }
+  rt::Raise(dalerr::kItemNotFound,
+            "Item cannot be found in the collection corresponding to the requested name or ordinal.",
+            kConnectionSource);
+}
+
+namespace {
+// One property as an object with Name and Value.
+class PropertyItem : public rt::Object {
+ public:
+  PropertyItem(std::string name, Variant value) : name_(std::move(name)), value_(std::move(value)) {}
+  std::string TypeName() const override { return "Property"; }
+  Variant GetProperty(std::string_view name, const std::vector<Variant>& index) override {
+    if (NameEquals(name, "Name")) return Variant(name_);
+    if (NameEquals(name, "Value")) return value_;
+    return Object::GetProperty(name, index);
+  }
+  Variant DefaultValue() override { return value_; }
+
+ private:
+  std::string name_;
+  Variant value_;
+};
+}  // namespace
+
+Variant Properties::GetProperty(std::string_view name, const std::vector<Variant>& index) {
+  if (NameEquals(name, "Count")) return Variant(static_cast<std::int32_t>(items_.size()));
+  if (NameEquals(name, "Item")) {
+    const Variant& key = Arg(index, 0);
+    if (key.IsString()) {
+      return Variant(rt::ObjectRef(std::make_shared<PropertyItem>(key.AsString(), Value(key.AsString()))));
+    }
+    const std::int32_t i = rt::CLng(key);
+    if (i < 0 || static_cast<std::size_t>(i) >= items_.size()) {
+      rt::Raise(dalerr::kItemNotFound,
+                "Item cannot be found in the collection corresponding to the requested name or "
+                "ordinal.",
+                kConnectionSource);
+    }
+    const auto& [n, v] = items_[static_cast<std::size_t>(i)];
+    return Variant(rt::ObjectRef(std::make_shared<PropertyItem>(n, v)));
+  }
+  return Object::GetProperty(name, index);
+}
+
+Variant Properties::Call(std::string_view name, std::vector<Variant>& args) {
+  if (NameEquals(name, "Item")) return GetProperty(name, args);
+  return Object::Call(name, args);
+}
+
+// ---- Connection ----
+
+std::shared_ptr<Connection> Connection::Create() {
+  return std::shared_ptr<Connection>(new Connection());
+}
+
+Connection::~Connection() {
+  try {
+    if (backend_) backend_->Close();
+  } catch (...) {
+  }
+}
+
+std::unique_ptr<Backend> OpenBackend(const Route& route) {
+  switch (route.kind) {
+    case StoreKind::File: {
+      sqlite::OpenOptions options;
+      options.path = route.dataSource;
+      return sqlite::OpenDatabase(options);
+    }
+    case StoreKind::Server:
+      rt::Raise(rt::err::kUnspecified,
+                "Server stores are not supported yet: provider '" + route.provider +
+                    "' needs the ODBC backend",
+                kConnectionSource);
+  }
+  rt::Raise(rt::err::kUnspecified, "Provider cannot be found.", kConnectionSource);
+}
+
+void Connection::Fail(const rt::PlatformError& e) {
+  if (const auto* p = dynamic_cast<const ProviderError*>(&e)) {
+    errors_->Set(p->records());
+  } else {
+    errors_->Set({e.info()});
+  }
+}
+
+void Connection::Open(const std::string& connectionString, const std::string&, const std::string&,
+                      int) {
+  Guarded([&] {
+    if (backend_) {
+      rt::Raise(dalerr::kOpen, "Operation is not allowed when the object is open.", kConnectionSource);
+    }
+    if (!connectionString.empty()) connectionString_ = connectionString;
+    const Route route = RouteConnection(connectionString_, provider_);
+    backend_ = OpenBackend(route);
+    if (provider_.empty() || !route.provider.empty()) provider_ = route.provider;
+    properties_->Clear();
+    properties_->Put("Data Source", Variant(route.dataSource));
+    properties_->Put("Extended Properties", Variant(std::string()));
+    properties_->Put("Provider Name", Variant(provider_));
+    return 0;
+  });
+}
+
+void Connection::Close() {
+  Guarded([&] {
+    if (!backend_) {
+      rt::Raise(dalerr::kClosed, "Operation is not allowed when the object is closed.",
+                kConnectionSource);
+    }
+    std::unique_ptr<Backend> b = std::move(backend_);
+    transactionLevel_ = 0;
+    b->Close();
+    return 0;
+  });
+}
+
+Backend& Connection::backend() {
+  if (!backend_) {
+    rt::Raise(dalerr::kClosed, "Operation is not allowed when the object is closed.",
+              kConnectionSource);
+  }
+  return *backend_;
+}
+
+void Connection::Trace(std::string_view statement) {
+  if (logging_) log_.emplace_back(statement);
+  if (hook_) hook_(statement);
+}
+
+std::shared_ptr<Recordset> Connection::Execute(const std::string& statement,
+                                               std::int64_t* rowsAffected, int, int cursorType) {
+  return Guarded([&] {
+    Trace(statement);
+    Result result = backend().Execute(statement);
+    if (rowsAffected) *rowsAffected = result.rowsAffected;
+    auto rs = Recordset::Create();
+    if (result.cursor) {
+      auto self = std::static_pointer_cast<Connection>(shared_from_this());
+      rs->OpenResult(self, std::move(result), cursorType, ado::adLockReadOnly, statement);
+    }
+    return rs;
+  });
+}
+
+std::int32_t Connection::BeginTrans() {
+  return Guarded([&] {
+    backend().Begin();
+    return ++transactionLevel_;
+  });
+}
+
+void Connection::CommitTrans() {
+  Guarded([&] {
+    backend().Commit();
+    if (transactionLevel_ > 0) --transactionLevel_;
+    return 0;
+  });
+}
+
+void Connection::RollbackTrans() {
+  Guarded([&] {
+    backend().Rollback();
+    if (transactionLevel_ > 0) --transactionLevel_;
+    return 0;
+  });
+}
+
+std::shared_ptr<Recordset> Connection::OpenSchema(std::int32_t schema) {
+  return Guarded([&] {
+    Result result = backend().OpenSchema(schema);
+    auto rs = Recordset::Create();
+    auto self = std::static_pointer_cast<Connection>(shared_from_this());
+    rs->OpenResult(self, std::move(result), ado::adOpenStatic, ado::adLockReadOnly, {});
+    return rs;
+  });
+}
+
+void Connection::SetConnectionString(std::string s) {
+  if (backend_) {
+    rt::Raise(dalerr::kOpen, "Operation is not allowed when the object is open.", kConnectionSource);
+  }
+  connectionString_ = std::move(s);
+}
+
+void Connection::SetProvider(std::string p) {
+  if (backend_) {
+    rt::Raise(dalerr::kOpen, "Operation is not allowed when the object is open.", kConnectionSource);
+  }
+  provider_ = std::move(p);
+}
+
+void Connection::SetCursorLocation(int location) {
+  if (location == 0) location = ado::adUseServer;
+  if (location != ado::adUseServer && location != ado::adUseClient) {
+    rt::Raise(dalerr::kBadArguments,
+              "Arguments are of the wrong type, are out of acceptable range, or are in conflict "
+              "with one another.",
+              kConnectionSource);
+  }
+  cursorLocation_ = location;
+}
+
+Variant Connection::GetProperty(std::string_view name, const std::vector<Variant>& index) {
+  if (NameEquals(name, "ConnectionString")) return Variant(connectionString_);
+  if (NameEquals(name, "Provider")) return Variant(provider_);
+  if (NameEquals(name, "CursorLocation")) return Variant(cursorLocation_);
+  if (NameEquals(name, "State")) return Variant(State());
+  if (NameEquals(name, "Errors")) return Variant(rt::ObjectRef(errors_));
+  if (NameEquals(name, "Properties")) {
+    if (index.empty()) return Variant(rt::ObjectRef(properties_));
+    return properties_->GetProperty("Item", index);
+  }
+  if (NameEquals(name, "ConnectionTimeout") || NameEquals(name, "CommandTimeout")) {
+    return Variant(30);
+  }
+  return Object::GetProperty(name, index);
+}
+
+void Connection::SetProperty(std::string_view name, const Variant& value,
+                             const std::vector<Variant>& index) {
+  if (NameEquals(name, "ConnectionString")) return SetConnectionString(rt::CStr(value));
+  if (NameEquals(name, "Provider")) return SetProvider(rt::CStr(value));
+  if (NameEquals(name, "CursorLocation")) return SetCursorLocation(rt::CLng(value));
+  if (NameEquals(name, "ConnectionTimeout") || NameEquals(name, "CommandTimeout")) return;
+  Object::SetProperty(name, value, index);
+}
+
+Variant Connection::Call(std::string_view name, std::vector<Variant>& args) {
+  if (NameEquals(name, "Open")) {
+    Open(OptText(args, 0), OptText(args, 1), OptText(args, 2), OptInt(args, 3, -1));
+    return {};
+  }
+  if (NameEquals(name, "Close")) {
+    Close();
+    return {};
+  }
+  if (NameEquals(name, "Execute")) {
+    std::int64_t affected = -1;
+    auto rs = Execute(rt::CStr(Arg(args, 0)), &affected, OptInt(args, 2, -1));
+    if (args.size() > 1 && !args[1].IsMissing()) {
+      args[1] = Variant(static_cast<std::int32_t>(affected));
+    }
+    return Variant(rt::ObjectRef(rs));
+  }
+  if (NameEquals(name, "BeginTrans")) return Variant(BeginTrans());
+  if (NameEquals(name, "CommitTrans")) {
+    CommitTrans();
+    return {};
+  }
+  if (NameEquals(name, "RollbackTrans")) {
+    RollbackTrans();
+    return {};
+  }
+  if (NameEquals(name, "OpenSchema")) return Variant(rt::ObjectRef(OpenSchema(rt::CLng(Arg(args, 0)))));
+  return Object::Call(name, args);
+}
+
+}  // namespace zmdb::dal

@@ -1,1 +1,221 @@
-#include <gtest/gtest.h>
+// Connections on the file store: routing, opening, statements, errors,
+// transactions, schema rowsets and two connections sharing one file.
+#include "dal_fixture.h"
+
+#include "zmdb/dal/ado.h"
+#include "zmdb/dal/router.h"
+
+namespace zmdb::dal::testing {
+namespace {
+
+using rt::Variant;
+
+TEST(Router, DecidesTheStoreFromTheConnectionString) {
+  struct Case {
+    const char* text;
+    StoreKind kind;
+    const char* dataSource;
+    bool shaped;
+    const char* password;
+  };
+  const Case cases[] = {
+      {"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=/d/a.mdb;Jet OLEDB:Database Password =;",
+       StoreKind::File, "/d/a.mdb", false, ""},
+      {"PROVIDER=MSDataShape;DATA PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=/d/b.mdb;"
+       "Jet OLEDB:Database Password =pw;",
+       StoreKind::File, "/d/b.mdb", true, "pw"},
+      {"Provider=Microsoft.ACE.OLEDB.12.0;Data Source=/d/c.accdb", StoreKind::File, "/d/c.accdb",
+       false, ""},
+      {"/data/plain file.db", StoreKind::File, "/data/plain file.db", false, ""},
+      {"PROVIDER=MSDASQL;DRIVER=SQL SERVER;SERVER=srv;UID=sa;PWD=;DATABASE=db1;", StoreKind::Server,
+       "", false, ""},
+      {"PROVIDER=SQLOLEDB;DRIVER=SQL SERVER;SERVER=srv;UID=sa;PWD=;DATABASE=db1;",
+       StoreKind::Server, "", false, ""},
+      {"PROVIDER=MSDataShape;DATA PROVIDER=MSDASQL;DSN=dsn1;UID=sa;", StoreKind::Server, "", true,
+       ""},
+      {"DRIVER={PostgreSQL Unicode};SERVER=127.0.0.1;DATABASE=t", StoreKind::Server, "", false, ""},
+  };
+  for (const Case& c : cases) {
+    const Route r = RouteConnection(c.text);
+    EXPECT_EQ(r.kind, c.kind) << c.text;
+    EXPECT_EQ(r.dataSource, c.dataSource) << c.text;
+    EXPECT_EQ(r.shaped, c.shaped) << c.text;
+    EXPECT_EQ(r.password, c.password) << c.text;
+  }
+  // The provider may be set apart from the string.
+  EXPECT_EQ(RouteConnection("Data Source=srv;User ID=sa;Pwd=x", "SQLOLEDB").kind, StoreKind::Server);
+  EXPECT_EQ(RouteConnection("Data Source=/d/a.mdb", "Microsoft.Jet.OLEDB.4.0").dataSource, "/d/a.mdb");
+  EXPECT_NE(RaisedNumber([] { RouteConnection("   "); }), 0);
+}
+
+using ConnectionTest = FileStoreTest;
+
+TEST_F(ConnectionTest, OpensThroughEveryFileStoreForm) {
+  for (const std::string& text :
+       {"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=" + path_ + ";Jet OLEDB:Database Password =;",
+        "PROVIDER=MSDataShape;DATA PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + path_ + ";", path_}) {
+    auto cn = Connection::Create();
+    cn->Open(text);
+    EXPECT_EQ(cn->State(), 1);
+    EXPECT_EQ(cn->ConnectionString(), text);  // as given
+    EXPECT_EQ(rt::CStr(cn->properties()->Value("Data Source")), path_);
+    EXPECT_EQ(rt::CStr(cn->properties()->Value("Extended Properties")), "");
+    cn->Close();
+    EXPECT_EQ(cn->State(), 0);
+  }
+}
+
+TEST_F(ConnectionTest, AMissingFileIsAClearErrorInTheErrorsCollection) {
+  auto cn = Connection::Create();
+  try {
+    cn->Open("PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + path_ + ".nope;");
+    FAIL() << "opened a missing file";
+  } catch (const rt::PlatformError& e) {
+    EXPECT_EQ(e.number(), rt::err::kUnspecified);
+    EXPECT_NE(e.info().Description.find("Could not find file"), std::string::npos);
+  }
+  EXPECT_EQ(cn->State(), 0);
+  ASSERT_EQ(cn->errors()->items().size(), 1u);
+  EXPECT_FALSE(std::filesystem::exists(path_ + ".nope"));
+  // A closed connection refuses work with the platform's error.
+  EXPECT_EQ(RaisedNumber([&] { cn->Execute("SELECT 1"); }), dalerr::kClosed);
+}
+
+TEST_F(ConnectionTest, LegacyJetFilesAreNotOpenedAsFileStores) {
+  const char* jet = ZMDB_SHARED_DIR "/testdata/jet/nwind.mdb";
+  if (!std::filesystem::exists(jet)) GTEST_SKIP() << "no legacy test file at " << jet;
+  auto cn = Connection::Create();
+  EXPECT_EQ(RaisedNumber([&] { cn->Open(jet); }), rt::err::kUnspecified);
+  EXPECT_NE(cn->errors()->items().at(0).Description.find("Unrecognized database format"),
+            std::string::npos);
+}
+
+TEST_F(ConnectionTest, ExecuteReturnsRowsOrTheCountOfRowsChanged) {
+  auto cn = Connect();
+  std::int64_t affected = -2;
+  auto none = cn->Execute("CREATE TABLE T (ID LONG, Name TEXT(10))", &affected);
+  EXPECT_EQ(none->State(), 0);
+  cn->Execute("INSERT INTO T VALUES (1, 'a')");
+  cn->Execute("INSERT INTO T VALUES (2, 'b')");
+  cn->Execute("UPDATE T SET Name = 'c'", &affected);
+  EXPECT_EQ(affected, 2);
+  auto rs = cn->Execute("SELECT * FROM T ORDER BY ID");
+  ASSERT_EQ(rs->State(), 1);
+  EXPECT_EQ(rs->CursorType(), ado::adOpenForwardOnly);
+  EXPECT_EQ(rs->RecordCount(), -1);  // a server-side forward-only cursor does not count
+  EXPECT_EQ(rs->ValueAt(0), Variant(2 - 1));
+}
+
+TEST_F(ConnectionTest, FailuresCarryTheirNumbersAndNameTheStatement) {
+  auto cn = Connect();
+  cn->Execute("CREATE TABLE Staff (ID LONG, Name TEXT(10))");
+  const std::pair<const char*, std::int32_t> cases[] = {
+      {"SELEC * FROM Staff", rt::err::kSyntaxError},
+      {"SELECT * FROM Staff WHERE", rt::err::kSyntaxError},
+      {"SELECT Nmae FROM Staff", rt::err::kMissingParameter},
+      {"SELECT * FROM Staf", rt::err::kNoSuchObject},
+      {"DELETE * FROM Nowhere", rt::err::kNoSuchObject},
+      {"SELECT NoSuchFunction(ID) FROM Staff", rt::err::kSyntaxError},
+  };
+  for (const auto& [sql, number] : cases) {
+    try {
+      cn->Execute(sql);
+      ADD_FAILURE() << "no error for " << sql;
+    } catch (const rt::PlatformError& e) {
+      EXPECT_EQ(e.number(), number) << sql << ": " << e.info().Description;
+      EXPECT_NE(e.info().Description.find(sql), std::string::npos) << e.info().Description;
+      ASSERT_EQ(cn->errors()->items().size(), 1u);
+      EXPECT_EQ(cn->errors()->items()[0].Number, number);
+    }
+  }
+  // A success after a failure starts with an empty collection.
+  cn->Execute("SELECT * FROM Staff");
+  EXPECT_TRUE(cn->errors()->items().empty());
+}
+
+TEST_F(ConnectionTest, TransactionsNestAndRollBack) {
+  auto cn = Connect();
+  cn->Execute("CREATE TABLE T (ID LONG)");
+  EXPECT_EQ(cn->BeginTrans(), 1);
+  cn->Execute("INSERT INTO T VALUES (1)");
+  EXPECT_EQ(cn->BeginTrans(), 2);
+  cn->Execute("INSERT INTO T VALUES (2)");
+  cn->RollbackTrans();  // only the inner insert goes
+  cn->CommitTrans();
+  EXPECT_EQ(cn->BeginTrans(), 1);
+  cn->Execute("INSERT INTO T VALUES (3)");
+  cn->RollbackTrans();
+  auto rs = cn->Execute("SELECT ID FROM T", nullptr, -1, ado::adOpenStatic);
+  ASSERT_EQ(rs->RecordCount(), 1);
+  EXPECT_EQ(rs->ValueAt(0), Variant(1));
+  EXPECT_NE(RaisedNumber([&] { cn->CommitTrans(); }), 0);
+}
+
+TEST_F(ConnectionTest, SchemaRowsetsTypeTablesViewsAndSystemTables) {
+  auto cn = Connect();
+  cn->Execute("CREATE TABLE Staff (ID COUNTER PRIMARY KEY, Name TEXT(10))");
+  cn->Execute("CREATE VIEW Names AS SELECT Name FROM Staff");
+  cn->Execute("INSERT INTO Staff (Name) VALUES ('x')");  // makes sqlite_sequence
+  auto tables = cn->OpenSchema(ado::adSchemaTables);
+  std::map<std::string, std::string> types;
+  for (const auto& row : tables->VisibleRows()) types[rt::CStr(row[2])] = rt::CStr(row[3]);
+  EXPECT_EQ(types["Staff"], "TABLE");
+  EXPECT_EQ(types["Names"], "VIEW");
+  EXPECT_EQ(types["sqlite_sequence"], "SYSTEM TABLE");
+  auto fields = tables->fields();
+  EXPECT_EQ(fields->Item(Variant("DATE_CREATED"))->Type(), 7);
+  auto catalogs = cn->OpenSchema(ado::adSchemaCatalogs);
+  EXPECT_EQ(catalogs->RecordCount(), 1);
+  EXPECT_EQ(catalogs->fields()->Item(Variant("CATALOG_NAME"))->Value(), Variant(path_));
+}
+
+TEST_F(ConnectionTest, CursorLocationZeroIsTheDefaultAndClientCursorsCount) {
+  auto cn = Connection::Create();
+  cn->SetCursorLocation(0);
+  EXPECT_EQ(cn->CursorLocation(), ado::adUseServer);
+  EXPECT_EQ(RaisedNumber([&] { cn->SetCursorLocation(7); }), dalerr::kBadArguments);
+  auto client = Connect(ado::adUseClient);
+  client->Execute("CREATE TABLE T (ID LONG)");
+  client->Execute("INSERT INTO T VALUES (5)");
+  auto rs = Recordset::Create();
+  rs->Open(Variant("SELECT * FROM T"), Variant(rt::ObjectRef(client)), ado::adOpenForwardOnly,
+           ado::adLockReadOnly);
+  EXPECT_EQ(rs->CursorType(), ado::adOpenStatic);
+  EXPECT_EQ(rs->RecordCount(), 1);
+}
+
+TEST_F(ConnectionTest, ASecondConnectionReadsWhileTheFirstWrites) {
+  auto writer = Connect();
+  writer->Execute("CREATE TABLE T (ID LONG)");
+  for (int i = 0; i < 100; ++i) writer->Execute("INSERT INTO T VALUES (" + std::to_string(i) + ")");
+  auto reader = Connect();
+  // The reader holds a streaming cursor open across the writer's commits.
+  auto rs = reader->Execute("SELECT ID FROM T ORDER BY ID");
+  int seen = 0;
+  for (int i = 0; i < 50; ++i, ++seen) rs->MoveNext();
+  writer->BeginTrans();
+  writer->Execute("INSERT INTO T VALUES (1000)");
+  writer->Execute("DELETE * FROM T WHERE ID < 10");
+  writer->CommitTrans();
+  while (!rs->AtEOF()) {
+    rs->MoveNext();
+    ++seen;
+  }
+  EXPECT_EQ(seen, 100);  // the reader's snapshot is unchanged
+  auto after = reader->Execute("SELECT COUNT(*) FROM T", nullptr, -1, ado::adOpenStatic);
+  EXPECT_EQ(after->ValueAt(0), Variant(91));
+}
+
+TEST_F(ConnectionTest, StatementsAreVisibleBeforeTheyRun) {
+  auto cn = Connect();
+  std::vector<std::string> seen;
+  cn->SetStatementHook([&](std::string_view s) { seen.emplace_back(s); });
+  cn->EnableStatementLog(true);
+  cn->Execute("CREATE TABLE T (ID LONG)");
+  EXPECT_NE(RaisedNumber([&] { cn->Execute("SELEC 1"); }), 0);
+  EXPECT_EQ(seen, (std::vector<std::string>{"CREATE TABLE T (ID LONG)", "SELEC 1"}));
+  EXPECT_EQ(cn->statementLog(), seen);
+}
+
+}  // namespace
+}  // namespace zmdb::dal::testing

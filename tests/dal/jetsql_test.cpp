@@ -1,1 +1,416 @@
+// The Jet-to-SQLite rewriter and the column-type mapping.
+//
+// Most cases are files under data/jetsql/*.test, each run on a fresh SQLite
+// file with the Jet functions registered: every Jet statement goes through
+// RewriteJet and every resulting statement is executed. A file is a sequence
+// of records separated by blank lines; lines starting with "#" between records
+// are comments.
+//
+//   statement ok                 the statement runs without error
+//   <Jet SQL, one or more lines>
+//
+//   statement error [N | text]   the statement fails: with error number N, or
+//   <Jet SQL>                    with a message containing `text`, or at all
+//
+//   query                        the statement's rows, in the order returned:
+//   <Jet SQL>                    one line per row, values joined by "|", NULL
+//   ----                         for Null, (empty) for an empty text and
+//   <rows>                       numbers as SQLite writes them
+//
+//   query columns                the statement's result columns, one line
+//   <Jet SQL>                    each: name|ADO type|defined size, plus
+//   ----                         |precision|scale for Decimal columns and
+//   <columns>                    |auto for AutoNumber, read through
+//                                sqlite3_column_decltype and ColumnTypeForDeclared
+//
+// An error is numbered as the provider would, simply: the rewriter raises its
+// own numbers; SQLite's syntax errors are -2147217900, "no such table"
+// -2147217865 and "no such column" -2147217904; anything else is 0.
+#include "zmdb/dal/sqlite/jetsql.h"
+
 #include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "zmdb/dal/sqlite/coltypes.h"
+#include "zmdb/dal/sqlite/functions.h"
+#include "zmdb/runtime/error.h"
+
+namespace zmdb::dal::sqlite {
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path kCaseDir = fs::path(ZMDB_TEST_DATA) / "jetsql";
+
+// ------------------------------------------------------------ case files
+
+struct Record {
+  int line = 0;      // line of the record's first line
+  std::string kind;  // "statement ok", "statement error", "query", "query columns"
+  std::string arg;   // statement error: the expected number or text, if any
+  std::string sql;
+  std::vector<std::string> expected;
+};
+
+// Reads a case file; malformed records are reported in `problems`.
+std::vector<Record> LoadRecords(const fs::path& path, std::vector<std::string>& problems) {
+  std::ifstream in(path);
+  if (!in) problems.push_back("cannot open " + path.string());
+  std::vector<std::string> lines;
+  for (std::string l; std::getline(in, l);) {
+    if (!l.empty() && l.back() == '\r') l.pop_back();
+    lines.push_back(l);
+  }
+  std::vector<Record> records;
+  for (std::size_t i = 0; i < lines.size();) {
+    const std::string& head = lines[i];
+    if (head.empty() || head[0] == '#') {
+      ++i;
+      continue;
+    }
+    Record r;
+    r.line = static_cast<int>(i) + 1;
+    if (head == "statement ok" || head == "query" || head == "query columns") {
+      r.kind = head;
+    } else if (head.rfind("statement error", 0) == 0) {
+      r.kind = "statement error";
+      const std::size_t a = head.find_first_not_of(' ', 15);
+      if (a != std::string::npos) r.arg = head.substr(a);
+    } else {
+      problems.push_back(path.filename().string() + ":" + std::to_string(i + 1) +
+                         ": unknown record '" + head + "'");
+      ++i;
+      continue;
+    }
+    for (++i; i < lines.size() && !lines[i].empty() && lines[i] != "----"; ++i) {
+      r.sql += (r.sql.empty() ? "" : "\n") + lines[i];
+    }
+    const bool isQuery = r.kind.rfind("query", 0) == 0;
+    if (isQuery != (i < lines.size() && lines[i] == "----") || r.sql.empty()) {
+      problems.push_back(path.filename().string() + ":" + std::to_string(r.line) +
+                         ": a query needs \"----\" and its rows; a statement must not have them");
+    }
+    if (isQuery) {
+      for (++i; i < lines.size() && !lines[i].empty(); ++i) r.expected.push_back(lines[i]);
+    }
+    records.push_back(std::move(r));
+  }
+  return records;
+}
+
+// ------------------------------------------------------------ execution
+
+struct Outcome {
+  bool ok = true;
+  int number = 0;
+  std::string message;
+  std::vector<std::string> rows;     // query: the rows of the last statement
+  std::vector<std::string> columns;  // query columns: the column descriptions
+};
+
+// The error number of an SQLite failure, by the runner's small mapping.
+int NumberOf(const std::string& message) {
+  if (message.find("syntax error") != std::string::npos || message.rfind("near ", 0) == 0 ||
+      message.find("unrecognized token") != std::string::npos) {
+    return rt::err::kSyntaxError;
+  }
+  if (message.find("no such table") != std::string::npos) return rt::err::kNoSuchObject;
+  if (message.find("no such column") != std::string::npos) return rt::err::kMissingParameter;
+  return 0;
+}
+
+// A result value as the case files write it.
+std::string ValueText(sqlite3_stmt* st, int col) {
+  if (sqlite3_column_type(st, col) == SQLITE_NULL) return "NULL";
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(st, col));
+  return text == nullptr || *text == '\0' ? "(empty)" : text;
+}
+
+// A result column as "name|type|size", with "|precision|scale" for Decimal
+// and "|auto" for AutoNumber.
+std::string ColumnText(sqlite3_stmt* st, int col) {
+  const char* decl = sqlite3_column_decltype(st, col);
+  const ColumnType t = ColumnTypeForDeclared(decl == nullptr ? "" : decl);
+  std::string s = std::string(sqlite3_column_name(st, col)) + "|" + std::to_string(t.adoType) +
+                  "|" + std::to_string(t.definedSize);
+  if (t.adoType == 131) s += "|" + std::to_string(t.precision) + "|" + std::to_string(t.scale);
+  if (t.autoNumber) s += "|auto";
+  return s;
+}
+
+// Rewrites a Jet statement and runs the result, stopping at the first failure.
+Outcome RunJet(sqlite3* db, const std::string& jet) {
+  Outcome out;
+  Rewritten r;
+  try {
+    r = RewriteJet(jet);
+  } catch (const rt::PlatformError& e) {
+    return {false, e.number(), e.what(), {}, {}};
+  }
+  for (const std::string& sql : r.statements) {
+    sqlite3_stmt* st = nullptr;
+    int rc = sqlite3_prepare_v2(db, sql.c_str(), -1, &st, nullptr);
+    out.rows.clear();
+    out.columns.clear();
+    if (rc == SQLITE_OK && st != nullptr) {
+      for (int c = 0; c < sqlite3_column_count(st); ++c) out.columns.push_back(ColumnText(st, c));
+      while ((rc = sqlite3_step(st)) == SQLITE_ROW) {
+        std::string row;
+        for (int c = 0; c < sqlite3_column_count(st); ++c) row += (c ? "|" : "") + ValueText(st, c);
+        out.rows.push_back(row);
+      }
+    }
+    sqlite3_finalize(st);
+    if (rc != SQLITE_OK && rc != SQLITE_DONE) {
+      const std::string message = std::string(sqlite3_errmsg(db)) + " [in: " + sql + "]";
+      return {false, NumberOf(sqlite3_errmsg(db)), message, {}, {}};
+    }
+  }
+  return out;
+}
+
+// A fresh database file for one case file, removed afterwards.
+class ScratchDb {
+ public:
+  // Creates the file and registers the Jet functions on it.
+  explicit ScratchDb(const std::string& stem)
+      : path_(fs::temp_directory_path() /
+              ("zmdb_jetsql_" + stem + "_" + std::to_string(::getpid()) + ".db")) {
+    fs::remove(path_);
+    sqlite3_open_v2(path_.c_str(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    if (db_ != nullptr) registered_ = RegisterJetFunctions(db_);
+  }
+  // Closes and deletes the file.
+  ~ScratchDb() {
+    sqlite3_close(db_);
+    fs::remove(path_);
+  }
+  ScratchDb(const ScratchDb&) = delete;
+  ScratchDb& operator=(const ScratchDb&) = delete;
+
+  // The open connection (null when the file could not be opened).
+  sqlite3* get() const { return db_; }
+  // What RegisterJetFunctions returned.
+  int registered() const { return registered_; }
+
+ private:
+  fs::path path_;
+  sqlite3* db_ = nullptr;
+  int registered_ = SQLITE_ERROR;
+};
+
+// Every *.test file of the case directory, sorted.
+std::vector<std::string> CaseFiles() {
+  std::vector<std::string> files;
+  for (const auto& e : fs::directory_iterator(kCaseDir)) {
+    if (e.path().extension() == ".test") files.push_back(e.path().filename().string());
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+// Checks one record's outcome against what it expects.
+void Check(const Record& r, const Outcome& got) {
+  if (r.kind == "statement error") {
+    ASSERT_FALSE(got.ok) << "expected an error";
+    if (r.arg.empty()) return;
+    if (r.arg.find_first_not_of("-0123456789") == std::string::npos) {
+      EXPECT_EQ(got.number, std::stoi(r.arg)) << got.message;
+    } else {
+      EXPECT_NE(got.message.find(r.arg), std::string::npos) << got.message;
+    }
+    return;
+  }
+  ASSERT_TRUE(got.ok) << "error " << got.number << ": " << got.message;
+  if (r.kind == "query") {
+    EXPECT_EQ(got.rows, r.expected);
+  } else if (r.kind == "query columns") {
+    EXPECT_EQ(got.columns, r.expected);
+  }
+}
+
+class JetSqlFile : public ::testing::TestWithParam<std::string> {};
+
+// Every record of one case file, in order, on one fresh database.
+TEST_P(JetSqlFile, RunsOnSqlite) {
+  std::vector<std::string> problems;
+  const auto records = LoadRecords(kCaseDir / GetParam(), problems);
+  ASSERT_TRUE(problems.empty()) << ::testing::PrintToString(problems);
+  ASSERT_FALSE(records.empty());
+  ScratchDb db(fs::path(GetParam()).stem().string());
+  ASSERT_NE(db.get(), nullptr);
+  ASSERT_EQ(db.registered(), SQLITE_OK);
+  for (const Record& r : records) {
+    SCOPED_TRACE(GetParam() + ":" + std::to_string(r.line) + ": " + r.sql);
+    Check(r, RunJet(db.get(), r.sql));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(JetSqlData, JetSqlFile, ::testing::ValuesIn(CaseFiles()),
+                         // The file's stem, as a test name.
+                         [](const ::testing::TestParamInfo<std::string>& param_info) {
+                           std::string name = fs::path(param_info.param).stem().string();
+                           for (char& ch : name) {
+                             if (!std::isalnum(static_cast<unsigned char>(ch))) ch = '_';
+                           }
+                           return name;
+                         });
+
+// ------------------------------------------------------------ text tables
+
+// The exact text of rewrites whose form matters beyond their result.
+TEST(JetSqlRewrite, TokenCases) {
+  const struct {
+    const char* jet;
+    const char* sqlite;
+  } kCases[] = {
+      {"SELECT a & b FROM t", "SELECT (IFNULL(a,'') || IFNULL(b,'')) FROM t"},
+      {"SELECT x+1 & 'y' & Mid(s, 2) AS z FROM t",
+       "SELECT (IFNULL(x+1,'') || 'y' || IFNULL(Mid(s, 2),'')) AS z FROM t"},
+      {"SELECT \"it's\", 'a & b', \"say \"\"hi\"\"\" FROM t",
+       "SELECT 'it''s', 'a & b', 'say \"hi\"' FROM t"},
+      {"SELECT [TOP 5], '#1/1/2000#' FROM [my t] -- True\nWHERE d > #1/2/2003 1:05 PM#",
+       "SELECT [TOP 5], '#1/1/2000#' FROM [my t]  \nWHERE d > '2003-01-02 13:05:00'"},
+      {"SELECT DISTINCTROW a FROM t WHERE b = True OR c = false",
+       "SELECT DISTINCT a FROM t WHERE b = -1 OR c = 0"},
+      {"SELECT 5-True, 7 Mod 2, Mid$(s, 1) FROM t", "SELECT 5- -1, 7 % 2, Mid(s, 1) FROM t"},
+      {"DELETE t.* FROM t WHERE x = 1", "DELETE FROM t WHERE x = 1"},
+      {"SELECT a INTO [new t] FROM t", "CREATE TABLE [new t] AS SELECT a FROM t"},
+      {"SELECT TOP 10 PERCENT a FROM t WHERE b > 1 ORDER BY a",
+       "SELECT a FROM t WHERE b > 1 ORDER BY a LIMIT (SELECT CAST(((COUNT(*) * 10) + 99) / 100 "
+       "AS INTEGER) FROM (SELECT a FROM t WHERE b > 1))"},
+  };
+  for (const auto& c : kCases) {
+    const Rewritten r = RewriteJet(c.jet);
+    ASSERT_EQ(r.statements.size(), 1u) << c.jet;
+    EXPECT_EQ(r.statements[0], c.sqlite) << c.jet;
+  }
+}
+
+// DDL whose companion statements (triggers, sequence rows) are the point.
+TEST(JetSqlRewrite, DdlStatements) {
+  EXPECT_EQ(RewriteJet("CREATE TABLE [a b] (N COUNTER, [x \"y] TEXT(10) NOT NULL)").statements,
+            (std::vector<std::string>{
+                "CREATE TABLE [a b] (N COUNTER, [x \"y] VARCHAR(10) COLLATE NOCASE NOT NULL CHECK "
+        "(length([x \"y]) <= 10))",
+                "CREATE TRIGGER \"a b__counter_N\" AFTER INSERT ON \"a b\" FOR EACH ROW WHEN "
+                "NEW.\"N\" IS NULL BEGIN UPDATE \"a b\" SET \"N\" = (SELECT IFNULL(MAX(\"N\") + 1, "
+                "1) FROM \"a b\") WHERE rowid = NEW.rowid; END"}));
+  EXPECT_EQ(RewriteJet("CREATE TABLE t (ID AUTOINCREMENT(100, 1), CONSTRAINT pk PRIMARY KEY (id))")
+                .statements,
+            (std::vector<std::string>{
+                "CREATE TABLE t (ID INTEGER CONSTRAINT pk PRIMARY KEY AUTOINCREMENT)",
+                "INSERT INTO sqlite_sequence (name, seq) VALUES ('t', 99)"}));
+  EXPECT_EQ(RewriteJet("DROP INDEX ix ON t").statements,
+            (std::vector<std::string>{"DROP INDEX ix", "DROP TRIGGER IF EXISTS \"ix__notnull_ins\"",
+                                      "DROP TRIGGER IF EXISTS \"ix__notnull_upd\""}));
+}
+
+// Jet text that cannot be rewritten raises -2147217900 naming the statement.
+TEST(JetSqlRewrite, SyntaxErrors) {
+  const char* kCases[] = {
+      "SELECT 'open",
+      "SELECT [open",
+      "SELECT #1/2/2003",
+      "SELECT #13/45/2003#",
+      "SELECT #yesterday#",
+      "SELECT TOP a FROM t",
+      "SELECT TOP 1.5 a FROM t",
+      "SELECT (a FROM t",
+      "SELECT a) FROM t",
+      "SELECT 1; SELECT 2",
+      "   ;  ",
+      "CREATE TABLE t (a WIDGET)",
+      "CREATE TABLE t (a TEXT(300))",
+      "CREATE TABLE t (a)",
+      "ALTER TABLE t ALTER COLUMN a LONG",
+      "CREATE INDEX i ON t (a) WITH SPEED",
+      "SELECT a INTO x IN 'other.mdb' FROM t",
+      "SELECT /* open",
+  };
+  for (const char* jet : kCases) {
+    try {
+      RewriteJet(jet);
+      ADD_FAILURE() << "no error for: " << jet;
+    } catch (const rt::PlatformError& e) {
+      EXPECT_EQ(e.number(), rt::err::kSyntaxError) << jet;
+      EXPECT_NE(std::string(e.what()).find(jet), std::string::npos) << e.what();
+    }
+  }
+}
+
+// ";" splits only outside literals, names and comments; empty pieces go.
+TEST(JetSqlSplit, SplitsOutsideLiteralsAndComments) {
+  const struct {
+    const char* text;
+    std::vector<std::string> pieces;
+  } kCases[] = {
+      {"SELECT 1; SELECT 2;", {"SELECT 1", "SELECT 2"}},
+      {"SELECT ';', \";\", [a;b] FROM t; ;  ; -- only a comment; still\n",
+       {"SELECT ';', \";\", [a;b] FROM t"}},
+      {"SELECT 'it''s;' /* ; */ FROM t;DELETE FROM t",
+       {"SELECT 'it''s;' /* ; */ FROM t", "DELETE FROM t"}},
+      {"", {}},
+      {"SELECT 'open;", {"SELECT 'open;"}},
+  };
+  for (const auto& c : kCases) EXPECT_EQ(SplitStatements(c.text), c.pieces) << c.text;
+}
+
+// Declared types written by other programs map by SQLite's affinity rules;
+// canonical ones are checked end to end by the columns cases of the data files.
+TEST(ColTypes, ForeignDeclaredTypes) {
+  const struct {
+    const char* declared;
+    std::int32_t type, size;
+  } kCases[] = {
+      {"bigint", 3, 4},
+      {"NVARCHAR(40)", 202, 40},
+      {"character varying(300)", 203, 536870910},
+      {"TEXT", 202, 255},
+      {"CLOB", 203, 536870910},
+      {"", 205, 1073741823},
+      {"blob", 205, 1073741823},
+      {"REAL", 5, 8},
+      {"double precision", 5, 8},
+      {"BOOLEAN", 131, 19},
+      {"DATE", 131, 19},
+      {"varchar(20) COLLATE NOCASE", 202, 20},
+      {"BINARY", 128, 510},
+      {"FLOATING POINT", 3, 4},  // "INT" wins, as in SQLite
+  };
+  for (const auto& c : kCases) {
+    const ColumnType t = ColumnTypeForDeclared(c.declared);
+    EXPECT_EQ(t.adoType, c.type) << c.declared;
+    EXPECT_EQ(t.definedSize, c.size) << c.declared;
+  }
+}
+
+// Jet names in any case, default and out-of-range sizes.
+TEST(ColTypes, JetNamesAndSizes) {
+  EXPECT_EQ(DeclaredTypeForJet("text"), "VARCHAR(255) COLLATE NOCASE");
+  EXPECT_EQ(DeclaredTypeForJet("Char", 1), "VARCHAR(1) COLLATE NOCASE");
+  EXPECT_EQ(DeclaredTypeForJet("NUMERIC", 10, 2), "DECIMAL(10,2)");
+  EXPECT_EQ(DeclaredTypeForJet("varbinary"), "BINARY(510)");
+  EXPECT_EQ(DeclaredTypeForJet("Long", 9), "INTEGER");
+  for (auto bad : {DeclaredTypeForJet("TEXT", 0), DeclaredTypeForJet("TEXT", 256),
+                   DeclaredTypeForJet("BINARY", 511), DeclaredTypeForJet("DECIMAL", 29),
+                   DeclaredTypeForJet("DECIMAL", 5, 6), DeclaredTypeForJet("VARCHAR2")}) {
+    EXPECT_FALSE(bad.has_value()) << *bad;
+  }
+  const ColumnType d = ColumnTypeForDeclared("DECIMAL(10,2)");
+  EXPECT_EQ(d.precision, 10);
+  EXPECT_EQ(d.scale, 2);
+  EXPECT_TRUE(ColumnTypeForDeclared("COUNTER").autoNumber);
+}
+
+}  // namespace
+}  // namespace zmdb::dal::sqlite

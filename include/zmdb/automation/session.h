@@ -7,7 +7,8 @@
 //   {"call": "dbCSql", "args": {"fsSQL": "..."}, "answers": [2], "object": "main"}
 //   {"new": "clsZMDBFunc", "name": "b"}   a further component object
 //   {"new": "ListBox" | "ComboBox" | "ProgressBar" | "Label"}
-//   {"new": "Connection" | "Database" | ..., "args": {...}}  from the registry
+//   {"new": "Connection", "args": {"ConnectionString": "...", "CursorLocation": 3}}
+//   {"new": "Recordset"}                  an unopened recordset (fields may be appended)
 //   {"release": "b"}                      the object runs its teardown
 //   {"exec": "SQL", "conn": {"handle": "h1"}}   raw SQL, for test set-up
 //   {"inspect": {"handle": "h2"}}
@@ -15,7 +16,6 @@
 // when the call itself failed or the request was malformed.
 #pragma once
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -26,17 +26,6 @@
 #include "zmdb/runtime/host.h"
 
 namespace zmdb::automation {
-
-// Extension points the data-access layer fills in: constructors of objects
-// by type name, raw statement execution, and inspection of its objects.
-using ObjectMaker = std::function<rt::ObjectRef(const Json& args, const HandleTable& handles)>;
-using ExecHandler = std::function<Json(const std::string& sql, const rt::Variant& conn,
-                                       HandleTable& handles)>;
-using Inspector = std::function<std::optional<Json>(rt::Object& object, HandleTable& handles)>;
-
-void RegisterObjectMaker(const std::string& typeName, ObjectMaker maker);
-void SetExecHandler(ExecHandler handler);
-void RegisterInspector(Inspector inspector);
 
 class Session {
  public:

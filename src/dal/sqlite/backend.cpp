@@ -1,1 +1,473 @@
-// placeholder
+// The file store over SQLite: Jet SQL is rewritten into SQLite statements,
+// Jet's functions are registered on every connection, and column metadata
+// carries the Jet types the columns were created with.
+#include "zmdb/dal/sqlite/backend.h"
+
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+
+#include "zmdb/dal/ado.h"
+#include "zmdb/dal/rows_cursor.h"
+#include "zmdb/dal/sqlite/coltypes.h"
+#include "zmdb/dal/sqlite/functions.h"
+#include "zmdb/dal/sqlite/jetsql.h"
+#include "zmdb/runtime/convert.h"
+
+namespace zmdb::dal::sqlite {
+
+namespace {
+
+constexpr const char* kSource = "ZMDB File Store";
+
+bool Contains(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
+}
+
+// The name inside a message such as "no such table: main.Staff".
+std::string NameAfterColon(std::string_view msg) {
+  const auto colon = msg.rfind(": ");
+  std::string name(colon == std::string_view::npos ? msg : msg.substr(colon + 2));
+  if (name.starts_with("main.")) name.erase(0, 5);
+  return name;
+}
+
+// A prepared statement that finalizes itself.
+struct Stmt {
+  sqlite3_stmt* p = nullptr;
+  Stmt() = default;
+  Stmt(const Stmt&) = delete;
+  Stmt& operator=(const Stmt&) = delete;
+  ~Stmt() { sqlite3_finalize(p); }
+};
+
+// The rows of one SQLite statement. The first row is fetched when the cursor
+// is made, so that computed columns can take their type from it.
+class StatementCursor : public Cursor {
+ public:
+  StatementCursor(sqlite3* db, sqlite3_stmt* stmt, std::string sql)
+      : db_(db), stmt_(stmt), sql_(std::move(sql)) {
+    const int rc = sqlite3_step(stmt_);
+    if (rc == SQLITE_ROW) {
+      pending_ = true;
+    } else if (rc != SQLITE_DONE) {
+      sqlite3_finalize(stmt_);
+      stmt_ = nullptr;
+      RaiseSqliteError(db_, rc, sql_);
+    }
+    Describe();
+  }
+  ~StatementCursor() override { sqlite3_finalize(stmt_); }
+
+  const std::vector<ColumnInfo>& columns() const override { return columns_; }
+
+  bool Step() override {
+    if (done_) return false;
+    if (pending_) {
+      pending_ = false;
+      return true;
+    }
+    const int rc = sqlite3_step(stmt_);
+    if (rc == SQLITE_ROW) return true;
+    done_ = true;
+    if (rc != SQLITE_DONE) RaiseSqliteError(db_, rc, sql_);
+    return false;
+  }
+
+  CellType Type(std::size_t c) const override {
+    switch (sqlite3_column_type(stmt_, static_cast<int>(c))) {
+      case SQLITE_INTEGER: return CellType::Integer;
+      case SQLITE_FLOAT: return CellType::Real;
+      case SQLITE_TEXT: return CellType::Text;
+      case SQLITE_BLOB: return CellType::Blob;
+      default: return CellType::Null;
+    }
+  }
+  std::int64_t Integer(std::size_t c) const override {
+    return sqlite3_column_int64(stmt_, static_cast<int>(c));
+  }
+  double Real(std::size_t c) const override { return sqlite3_column_double(stmt_, static_cast<int>(c)); }
+  std::string_view Text(std::size_t c) const override {
+    const auto* t = reinterpret_cast<const char*>(sqlite3_column_text(stmt_, static_cast<int>(c)));
+    return {t ? t : "", static_cast<std::size_t>(sqlite3_column_bytes(stmt_, static_cast<int>(c)))};
+  }
+  std::span<const std::uint8_t> Blob(std::size_t c) const override {
+    const auto* b = static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt_, static_cast<int>(c)));
+    return {b, static_cast<std::size_t>(sqlite3_column_bytes(stmt_, static_cast<int>(c)))};
+  }
+
+ private:
+  void Describe() {
+    const int n = sqlite3_column_count(stmt_);
+    for (int i = 0; i < n; ++i) {
+      ColumnInfo c;
+      c.name = sqlite3_column_name(stmt_, i);
+      const char* table = sqlite3_column_table_name(stmt_, i);
+      const char* origin = sqlite3_column_origin_name(stmt_, i);
+      const char* decl = sqlite3_column_decltype(stmt_, i);
+      if (table && origin) {
+        c.baseTable = table;
+        c.baseColumn = origin;
+        const char* declared = nullptr;
+        int notNull = 0, pk = 0, autoinc = 0;
+        if (sqlite3_table_column_metadata(db_, sqlite3_column_database_name(stmt_, i), table, origin,
+                                          &declared, nullptr, &notNull, &pk, &autoinc) == SQLITE_OK) {
+          c.nullable = notNull == 0;
+          c.key = pk != 0;
+          c.autoIncrement = autoinc != 0;
+        }
+      }
+      if (decl) {
+        const ColumnType t = ColumnTypeForDeclared(decl);
+        c.adoType = t.adoType;
+        c.definedSize = t.definedSize;
+        c.precision = t.precision;
+        c.scale = t.scale;
+        c.autoIncrement = c.autoIncrement || t.autoNumber;
+      } else {
+        // A computed column takes its type from the first row's value.
+        switch (pending_ ? sqlite3_column_type(stmt_, i) : SQLITE_NULL) {
+          case SQLITE_INTEGER: c.adoType = 3, c.definedSize = 4; break;
+          case SQLITE_FLOAT: c.adoType = 5, c.definedSize = 8; break;
+          case SQLITE_BLOB: c.adoType = 205, c.definedSize = 1073741823; break;
+          default: c.adoType = 202, c.definedSize = 255; break;
+        }
+      }
+      columns_.push_back(std::move(c));
+    }
+  }
+
+  sqlite3* db_;
+  sqlite3_stmt* stmt_;
+  std::string sql_;
+  std::vector<ColumnInfo> columns_;
+  bool pending_ = false;
+  bool done_ = false;
+};
+
+class SqliteBackend : public Backend {
+ public:
+  SqliteBackend(sqlite3* db, std::string path) : db_(db), path_(std::move(path)) {}
+  ~SqliteBackend() override { Close(); }
+
+  const Quirks& quirks() const override {
+    static const Quirks q{};
+    return q;
+  }
+
+  Result Execute(std::string_view statement) override {
+    const Rewritten rewritten = RewriteJet(statement);
+    Result result;
+    for (std::size_t i = 0; i < rewritten.statements.size(); ++i) {
+      result = Run(rewritten.statements[i], {}, statement);
+    }
+    return result;
+  }
+
+  // Statements the layer builds repeat (one per recordset and kind of
+  // change), so their prepared forms are kept and reused.
+  Result ExecuteNative(std::string_view statement, const std::vector<rt::Variant>& params) override {
+    sqlite3_stmt* st = Cached(statement);
+    sqlite3_reset(st);
+    sqlite3_clear_bindings(st);
+    for (std::size_t i = 0; i < params.size(); ++i) Bind(st, static_cast<int>(i + 1), params[i]);
+    if (sqlite3_column_count(st) > 0) return Run(std::string(statement), params, statement);
+    const int rc = sqlite3_step(st);
+    sqlite3_reset(st);
+    if (rc != SQLITE_DONE && rc != SQLITE_ROW) RaiseSqliteError(db_, rc, statement);
+    return Result{nullptr, sqlite3_changes64(db_)};
+  }
+
+  // Nested transactions are savepoints inside the outermost one.
+  void Begin() override {
+    Simple(depth_ == 0 ? "BEGIN" : "SAVEPOINT level" + std::to_string(depth_));
+    ++depth_;
+  }
+
+  void Commit() override {
+    if (depth_ == 0) NoTransaction();
+    --depth_;
+    Simple(depth_ == 0 ? "COMMIT" : "RELEASE level" + std::to_string(depth_));
+  }
+
+  void Rollback() override {
+    if (depth_ == 0) NoTransaction();
+    --depth_;
+    if (depth_ == 0) {
+      Simple("ROLLBACK");
+    } else {
+      Simple("ROLLBACK TO level" + std::to_string(depth_));
+      Simple("RELEASE level" + std::to_string(depth_));
+    }
+  }
+
+  Result OpenSchema(std::int32_t schema) override {
+    switch (schema) {
+      case ado::adSchemaCatalogs: return Catalogs();
+      case ado::adSchemaTables: return Tables();
+      default:
+        rt::Raise(-2146825037, "Object or provider is not capable of performing requested operation.",
+                  kSource);
+    }
+  }
+
+  std::vector<std::string> KeyColumns(const std::string& table) override {
+    Stmt st;
+    Prepare("SELECT name, pk FROM pragma_table_info(?) WHERE pk > 0 ORDER BY pk", st);
+    sqlite3_bind_text(st.p, 1, table.c_str(), -1, SQLITE_TRANSIENT);
+    std::vector<std::string> keys;
+    while (sqlite3_step(st.p) == SQLITE_ROW) {
+      keys.emplace_back(reinterpret_cast<const char*>(sqlite3_column_text(st.p, 0)));
+    }
+    return keys;
+  }
+
+  rt::Variant InsertedValue(const std::string& table, const std::string& column) override {
+    sqlite3_stmt* st = Cached("SELECT " + Quote(column) + " FROM " + Quote(table) +
+                              " WHERE rowid = last_insert_rowid()");
+    sqlite3_reset(st);
+    rt::Variant v = rt::Variant::Null();
+    if (sqlite3_step(st) == SQLITE_ROW) v = ValueOf(sqlite3_column_value(st, 0));
+    sqlite3_reset(st);
+    return v;
+  }
+
+  void Close() override {
+    for (auto& [sql, st] : cache_) sqlite3_finalize(st);
+    cache_.clear();
+    if (db_) {
+      sqlite3_close_v2(db_);
+      db_ = nullptr;
+    }
+  }
+
+ private:
+  static std::string Quote(std::string_view name) {
+    std::string out = "\"";
+    for (char c : name) {
+      if (c == '"') out += '"';
+      out += c;
+    }
+    return out + "\"";
+  }
+
+  [[noreturn]] static void NoTransaction() {
+    rt::Raise(-2147168242, "No transaction is active.", kSource);  // 0x8004D00E
+  }
+
+  // The prepared form of a statement the layer builds, from the cache. The
+  // cache is dropped whole when it grows past a few dozen statements.
+  sqlite3_stmt* Cached(std::string_view sql) {
+    const auto it = cache_.find(sql);
+    if (it != cache_.end()) return it->second;
+    if (cache_.size() >= 64) {
+      for (auto& [text, st] : cache_) sqlite3_finalize(st);
+      cache_.clear();
+    }
+    sqlite3_stmt* st = nullptr;
+    const int rc = sqlite3_prepare_v2(db_, sql.data(), static_cast<int>(sql.size()), &st, nullptr);
+    if (rc != SQLITE_OK) RaiseSqliteError(db_, rc, sql);
+    cache_.emplace(std::string(sql), st);
+    return st;
+  }
+
+  void Prepare(const std::string& sql, Stmt& st) {
+    const int rc = sqlite3_prepare_v2(db_, sql.c_str(), static_cast<int>(sql.size()), &st.p, nullptr);
+    if (rc != SQLITE_OK) RaiseSqliteError(db_, rc, sql);
+  }
+
+  void Simple(const std::string& sql) {
+    char* msg = nullptr;
+    const int rc = sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &msg);
+    sqlite3_free(msg);
+    if (rc != SQLITE_OK) RaiseSqliteError(db_, rc, sql);
+  }
+
+  void Bind(sqlite3_stmt* st, int i, const rt::Variant& v) {
+    switch (v.Type()) {
+      case rt::VarType::Empty:
+      case rt::VarType::Null: sqlite3_bind_null(st, i); return;
+      case rt::VarType::Boolean: sqlite3_bind_int(st, i, v.AsBoolean() ? -1 : 0); return;
+      case rt::VarType::Byte:
+      case rt::VarType::Integer:
+      case rt::VarType::Long: sqlite3_bind_int(st, i, v.AsLong()); return;
+      case rt::VarType::Single:
+      case rt::VarType::Double: sqlite3_bind_double(st, i, v.AsDouble()); return;
+      case rt::VarType::Currency: sqlite3_bind_double(st, i, v.AsCurrency().ToDouble()); return;
+      case rt::VarType::Date: {
+        const std::string t = CanonicalDateText(v.AsDate());
+        sqlite3_bind_text(st, i, t.c_str(), static_cast<int>(t.size()), SQLITE_TRANSIENT);
+        return;
+      }
+      case rt::VarType::Array: {
+        std::vector<std::uint8_t> bytes;
+        for (const rt::Variant& b : v.AsArray().items()) bytes.push_back(rt::CByte(b));
+        sqlite3_bind_blob(st, i, bytes.data(), static_cast<int>(bytes.size()), SQLITE_TRANSIENT);
+        return;
+      }
+      default: {
+        const std::string t = rt::CStr(v);
+        sqlite3_bind_text(st, i, t.c_str(), static_cast<int>(t.size()), SQLITE_TRANSIENT);
+        return;
+      }
+    }
+  }
+
+  // Prepare, bind and run one SQLite statement; `shown` is the caller's text
+  // for error messages.
+  Result Run(const std::string& sql, const std::vector<rt::Variant>& params, std::string_view shown) {
+    if (!db_) rt::Raise(dalerr::kClosed, "Operation is not allowed when the object is closed.", kSource);
+    sqlite3_stmt* st = nullptr;
+    const char* tail = nullptr;
+    int rc = sqlite3_prepare_v2(db_, sql.c_str(), static_cast<int>(sql.size()), &st, &tail);
+    if (rc != SQLITE_OK) RaiseSqliteError(db_, rc, shown);
+    if (!st) return Result{nullptr, 0};  // only blanks or a comment
+    for (std::size_t i = 0; i < params.size(); ++i) Bind(st, static_cast<int>(i + 1), params[i]);
+    Result result;
+    if (sqlite3_column_count(st) > 0) {
+      result.cursor = std::make_unique<StatementCursor>(db_, st, std::string(shown));
+      return result;
+    }
+    rc = sqlite3_step(st);
+    sqlite3_finalize(st);
+    if (rc != SQLITE_DONE && rc != SQLITE_ROW) RaiseSqliteError(db_, rc, shown);
+    result.rowsAffected = sqlite3_changes64(db_);
+    return result;
+  }
+
+  static ColumnInfo Col(std::string name, std::int32_t type, std::int32_t size) {
+    ColumnInfo c;
+    c.name = std::move(name);
+    c.adoType = type;
+    c.definedSize = size;
+    return c;
+  }
+
+  Result Catalogs() {
+    std::vector<ColumnInfo> cols = {Col("CATALOG_NAME", 202, 128), Col("DESCRIPTION", 202, 255)};
+    std::vector<std::vector<rt::Variant>> rows;
+    rows.push_back({rt::Variant(path_), rt::Variant::Null()});
+    return Result{std::make_unique<RowsCursor>(std::move(cols), std::move(rows)), -1};
+  }
+
+  Result Tables() {
+    std::vector<ColumnInfo> cols = {
+        Col("TABLE_CATALOG", 202, 128), Col("TABLE_SCHEMA", 202, 128), Col("TABLE_NAME", 202, 128),
+        Col("TABLE_TYPE", 202, 128),    Col("TABLE_GUID", 72, 16),      Col("DESCRIPTION", 202, 255),
+        Col("TABLE_PROPID", 19, 4),     Col("DATE_CREATED", 7, 8),      Col("DATE_MODIFIED", 7, 8)};
+    std::vector<std::vector<rt::Variant>> rows;
+    Stmt st;
+    Prepare("SELECT name, type FROM sqlite_master WHERE type IN ('table','view') ORDER BY name", st);
+    while (sqlite3_step(st.p) == SQLITE_ROW) {
+      const std::string name = reinterpret_cast<const char*>(sqlite3_column_text(st.p, 0));
+      const std::string type = reinterpret_cast<const char*>(sqlite3_column_text(st.p, 1));
+      const bool system = name.starts_with("sqlite_") || name.starts_with("MSys");
+      rows.push_back({rt::Variant::Null(), rt::Variant::Null(), rt::Variant(name),
+                      rt::Variant(system ? "SYSTEM TABLE" : type == "view" ? "VIEW" : "TABLE"),
+                      rt::Variant::Null(), rt::Variant::Null(), rt::Variant::Null(),
+                      rt::Variant::Null(), rt::Variant::Null()});
+    }
+    return Result{std::make_unique<RowsCursor>(std::move(cols), std::move(rows)), -1};
+  }
+
+  sqlite3* db_;
+  std::string path_;
+  int depth_ = 0;
+  std::map<std::string, sqlite3_stmt*, std::less<>> cache_;
+};
+
+// Whether the file starts like a Jet or ACE database (which this store reads
+// through another reader, not SQLite).
+bool LooksLikeJet(const std::string& path) {
+  std::ifstream f(path, std::ios::binary);
+  char head[32] = {};
+  f.read(head, sizeof head);
+  const std::string_view h(head, sizeof head);
+  return Contains(h, "Standard Jet DB") || Contains(h, "Standard ACE DB");
+}
+
+}  // namespace
+
+void RaiseSqliteError(sqlite3* db, int code, std::string_view statement) {
+  const std::string msg = db ? sqlite3_errmsg(db) : sqlite3_errstr(code);
+  const int primary = code & 0xFF;
+  const std::string where = statement.empty() ? "" : " (in: " + std::string(statement) + ")";
+  std::int32_t number = rt::err::kUnspecified;
+  std::string text;
+  if (Contains(msg, "no such table") || Contains(msg, "no such view")) {
+    number = rt::err::kNoSuchObject;
+    text = "The database engine cannot find the input table or query '" + NameAfterColon(msg) +
+           "'. Make sure it exists and that its name is spelled correctly.";
+  } else if (Contains(msg, "no such column")) {
+    number = rt::err::kMissingParameter;
+    text = "No value given for one or more required parameters: the name '" + NameAfterColon(msg) +
+           "' is not a field.";
+  } else if (Contains(msg, "no such index") || Contains(msg, "no such trigger")) {
+    number = rt::err::kNoSuchObject;
+    text = "The database engine cannot find '" + NameAfterColon(msg) + "'.";
+  } else if (Contains(msg, "syntax error") || Contains(msg, "incomplete input") ||
+             Contains(msg, "unrecognized token") || Contains(msg, "no such function") ||
+             Contains(msg, "already exists") || Contains(msg, "wrong number of arguments")) {
+    number = rt::err::kSyntaxError;
+    text = "Syntax error in statement: " + msg + ".";
+  } else if (primary == SQLITE_READONLY || primary == SQLITE_PERM || primary == SQLITE_AUTH) {
+    number = rt::err::kPermissionDenied;
+    text = "Permission denied: " + msg + ".";
+  } else if (primary == SQLITE_CONSTRAINT) {
+    number = -2147217873;  // 0x80040E2F: integrity violation
+    text = Contains(msg, "CHECK constraint failed: length(")
+               ? "The field is too small to accept the amount of data you attempted to add (" +
+                     msg + ")."
+               : "The change was refused by the table's rules: " + msg + ".";
+  } else if (primary == SQLITE_BUSY || primary == SQLITE_LOCKED) {
+    text = "The database is in use by another connection and stayed locked: " + msg + ".";
+  } else {
+    text = msg + ".";
+  }
+  throw ProviderError({rt::ErrorInfo{number, kSource, text + where}});
+}
+
+std::unique_ptr<Backend> OpenDatabase(const OpenOptions& options) {
+  namespace fs = std::filesystem;
+  std::error_code ec;
+  if (!options.create && !fs::exists(options.path, ec)) {
+    throw ProviderError({rt::ErrorInfo{rt::err::kUnspecified, kSource,
+                                       "Could not find file '" + options.path + "'."}});
+  }
+  if (fs::exists(options.path, ec) && LooksLikeJet(options.path)) {
+    throw ProviderError({rt::ErrorInfo{rt::err::kUnspecified, kSource,
+                                       "Unrecognized database format '" + options.path +
+                                           "': a Jet or ACE file is read through the legacy reader, "
+                                           "not opened as a file store."}});
+  }
+  sqlite3* db = nullptr;
+  int flags = options.readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
+  if (options.create) flags |= SQLITE_OPEN_CREATE;
+  int rc = sqlite3_open_v2(options.path.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+  if (rc != SQLITE_OK) {
+    const std::string msg = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
+    sqlite3_close_v2(db);
+    throw ProviderError({rt::ErrorInfo{rt::err::kUnspecified, kSource,
+                                       "Could not open '" + options.path + "': " + msg + "."}});
+  }
+  auto backend = std::make_unique<SqliteBackend>(db, options.path);
+  sqlite3_busy_timeout(db, options.busyTimeoutMs);
+  sqlite3_extended_result_codes(db, 1);
+  // Reading the schema tells a database from any other file.
+  rc = sqlite3_exec(db, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr);
+  if (rc != SQLITE_OK) {
+    throw ProviderError({rt::ErrorInfo{rt::err::kUnspecified, kSource,
+                                       "Unrecognized database format '" + options.path + "'."}});
+  }
+  if (!options.readOnly) {
+    // Readers and one writer work side by side in write-ahead logging.
+    sqlite3_exec(db, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
+  }
+  rc = RegisterJetFunctions(db);
+  if (rc != SQLITE_OK) RaiseSqliteError(db, rc, {});
+  return backend;
+}
+
+}  // namespace zmdb::dal::sqlite

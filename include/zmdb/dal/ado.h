@@ -1,0 +1,68 @@
+// Numbers of the data-access object model: cursor, lock and cursor-location
+// kinds, object states, field attributes and the layer's own error numbers.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "zmdb/runtime/error.h"
+
+namespace zmdb::dal {
+
+namespace ado {
+inline constexpr int adOpenUnspecified = -1, adOpenForwardOnly = 0, adOpenKeyset = 1,
+                     adOpenDynamic = 2, adOpenStatic = 3;
+inline constexpr int adLockUnspecified = -1, adLockReadOnly = 1, adLockPessimistic = 2,
+                     adLockOptimistic = 3, adLockBatchOptimistic = 4;
+inline constexpr int adUseServer = 2, adUseClient = 3;
+inline constexpr int adStateClosed = 0, adStateOpen = 1;
+inline constexpr int adCmdUnspecified = -1, adCmdText = 1, adCmdTable = 2,
+                     adCmdStoredProc = 4, adCmdUnknown = 8, adCmdTableDirect = 512;
+inline constexpr int adEditNone = 0, adEditInProgress = 1, adEditAdd = 2;
+inline constexpr std::int32_t adFldUnspecified = -1, adFldMayDefer = 0x2,
+                              adFldUpdatable = 0x4, adFldUnknownUpdatable = 0x8,
+                              adFldFixed = 0x10, adFldIsNullable = 0x20, adFldMayBeNull = 0x40,
+                              adFldLong = 0x80, adFldRowID = 0x100, adFldKeyColumn = 0x8000;
+inline constexpr int adSchemaCatalogs = 1, adSchemaTables = 20;
+}  // namespace ado
+
+// Error numbers of the layer (HRESULTs as signed 32-bit values).
+namespace dalerr {
+// 0x800A0BB9: arguments are of the wrong type, out of range, or in conflict.
+inline constexpr std::int32_t kBadArguments = -2146825287;
+// 0x800A0BCD: either BOF or EOF is true, or the current record was deleted.
+inline constexpr std::int32_t kNoCurrentRecord = rt::err::kAdoBofEof;
+// 0x800A0CB3: the recordset does not support updating.
+inline constexpr std::int32_t kNotUpdatable = rt::err::kAdoNotSupported;
+// 0x800A0E78: operation not allowed when the object is closed.
+inline constexpr std::int32_t kClosed = rt::err::kObjectClosed;
+// 0x800A0E79: operation not allowed when the object is open.
+inline constexpr std::int32_t kOpen = -2146824583;
+// 0x800A0CC1: item not found in the collection.
+inline constexpr std::int32_t kItemNotFound = rt::err::kAdoItemNotFound;
+// 0x80040E21: a multiple-step operation generated errors (a value the field refuses).
+inline constexpr std::int32_t kMultipleStep = rt::err::kMultipleStep;
+// 0x80040E38: the row to update was changed or deleted by someone else.
+inline constexpr std::int32_t kRowChanged = -2147217864;
+// 0x80040E24: the rowset cannot fetch backwards.
+inline constexpr std::int32_t kForwardOnly = -2147217884;
+}  // namespace dalerr
+
+inline constexpr const char* kAdoSource = "ADODB.Recordset";
+inline constexpr const char* kConnectionSource = "ADODB.Connection";
+
+// A failure of a store with every diagnostic record it gave (the first is
+// the one the platform error carries).
+class ProviderError : public rt::PlatformError {
+ public:
+  explicit ProviderError(std::vector<rt::ErrorInfo> records)
+      : rt::PlatformError(records.empty() ? rt::ErrorInfo{} : records.front()),
+        records_(std::move(records)) {}
+  const std::vector<rt::ErrorInfo>& records() const { return records_; }
+
+ private:
+  std::vector<rt::ErrorInfo> records_;
+};
+
+}  // namespace zmdb::dal

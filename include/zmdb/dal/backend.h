@@ -1,0 +1,87 @@
+// The one small interface every store implements (the embedded file store on
+// SQLite, server stores through ODBC). Everything above it (connections,
+// recordsets, filters, bookmarks, write-back) is shared by all backends.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "zmdb/runtime/variant.h"
+
+namespace zmdb::dal {
+
+// What the data-access layer knows of one result column.
+struct ColumnInfo {
+  std::string name;
+  std::int32_t adoType = 202;  // ADO DataTypeEnum
+  std::int32_t definedSize = 0;
+  std::int32_t precision = 0;
+  std::int32_t scale = 0;
+  bool nullable = true;
+  bool autoIncrement = false;
+  bool key = false;        // part of its base table's primary key
+  std::string baseTable;   // the table the column is read from; "" when computed
+  std::string baseColumn;  // its name there
+};
+
+// The storage class of one cell as the backend delivers it.
+enum class CellType { Null, Integer, Real, Text, Blob };
+
+// The rows of one executed statement, read forward once. The current row's
+// cells are read with typed getters, so a static recordset can copy them
+// without building a Variant per value.
+class Cursor {
+ public:
+  virtual ~Cursor() = default;
+  virtual const std::vector<ColumnInfo>& columns() const = 0;
+  // Advance to the next row; false at the end.
+  virtual bool Step() = 0;
+  virtual CellType Type(std::size_t column) const = 0;
+  virtual std::int64_t Integer(std::size_t column) const = 0;
+  virtual double Real(std::size_t column) const = 0;
+  virtual std::string_view Text(std::size_t column) const = 0;
+  virtual std::span<const std::uint8_t> Blob(std::size_t column) const = 0;
+};
+
+// The outcome of one statement: rows, or the number of rows it changed.
+struct Result {
+  std::unique_ptr<Cursor> cursor;  // set when the statement returns rows
+  std::int64_t rowsAffected = -1;
+};
+
+// How a store differs, declared in one place rather than tested in `if`s.
+struct Quirks {
+  // Quotes around an identifier in statements the layer builds itself.
+  std::string_view quoteOpen = "[";
+  std::string_view quoteClose = "]";
+};
+
+class Backend {
+ public:
+  virtual ~Backend() = default;
+  virtual const Quirks& quirks() const = 0;
+  // Run one statement written by a caller, in the store's caller dialect
+  // (Jet SQL on the file store).
+  virtual Result Execute(std::string_view statement) = 0;
+  // Run a statement the layer built itself, with "?" parameters.
+  virtual Result ExecuteNative(std::string_view statement,
+                               const std::vector<rt::Variant>& params) = 0;
+  virtual void Begin() = 0;
+  virtual void Commit() = 0;
+  virtual void Rollback() = 0;
+  // The schema rowset (1 catalogues: CATALOG_NAME; 20 tables: TABLE_NAME,
+  // TABLE_TYPE, DATE_CREATED, DATE_MODIFIED), as rows of a cursor.
+  virtual Result OpenSchema(std::int32_t schema) = 0;
+  // The primary-key columns of a base table (empty when it has none).
+  virtual std::vector<std::string> KeyColumns(const std::string& table) = 0;
+  // The value the store gave `column` of the row the last INSERT added (an
+  // AutoNumber); Null when it cannot tell.
+  virtual rt::Variant InsertedValue(const std::string& table, const std::string& column) = 0;
+  virtual void Close() = 0;
+};
+
+}  // namespace zmdb::dal

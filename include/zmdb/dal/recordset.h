@@ -1,0 +1,204 @@
+// Recordset, Fields and Field: rows of a statement or rows built in memory,
+// with navigation, bookmarks, a client-side filter, and AddNew / Update /
+// Delete written back to the single base table of the source.
+//
+// Cursor behaviour: a connection with client-side cursors (CursorLocation 3)
+// gives static recordsets whatever cursor type is asked for, as client
+// cursors do. On server-side cursors a forward-only, read-only recordset
+// streams its rows and reports RecordCount -1; every other recordset is
+// static: it holds all rows and knows its exact count.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "zmdb/dal/backend.h"
+#include "zmdb/dal/filter.h"
+#include "zmdb/runtime/object.h"
+
+namespace zmdb::dal {
+
+class Connection;
+class Recordset;
+
+// The rows of a static recordset, stored by column in typed arrays, so a
+// million rows cost little more than their values. Values come out as
+// Variants of the column's ADO type.
+class RowStore {
+ public:
+  explicit RowStore(const std::vector<ColumnInfo>& columns);
+  RowStore(const RowStore&) = delete;
+  RowStore& operator=(const RowStore&) = delete;
+  ~RowStore();
+
+  std::size_t rows() const { return rows_; }
+  // Append the cursor's current row.
+  void AppendFrom(const Cursor& cursor);
+  // Append a row of Nulls; returns its index.
+  std::size_t AppendEmpty();
+  rt::Variant Get(std::size_t row, std::size_t column) const;
+  // Store a value already converted to the column's type.
+  void Set(std::size_t row, std::size_t column, const rt::Variant& value);
+  std::size_t MemoryUsed() const;
+  // Forget every row (the column types stay).
+  void Clear();
+
+ private:
+  struct Column;
+  std::vector<std::unique_ptr<Column>> columns_;
+  std::size_t rows_ = 0;
+};
+
+// Convert a value for a column of ADO type `adoType` (text to numbers and
+// dates, numbers to text ...); a text longer than `definedSize` characters is
+// refused for the sized text types. Raises 0x80040E21 with a description that
+// names the field and the value.
+rt::Variant ConvertForColumn(const rt::Variant& value, const ColumnInfo& column);
+
+class Field : public rt::Object {
+ public:
+  Field(std::shared_ptr<Recordset> owner, std::size_t index);
+  std::string TypeName() const override { return "Field"; }
+  rt::Variant GetProperty(std::string_view name, const std::vector<rt::Variant>& index) override;
+  void SetProperty(std::string_view name, const rt::Variant& value,
+                   const std::vector<rt::Variant>& index) override;
+  rt::Variant DefaultValue() override { return Value(); }
+
+  const std::string& Name() const;
+  std::int32_t Type() const;
+  std::int32_t DefinedSize() const;
+  std::int32_t ActualSize() const;
+  std::int32_t Attributes() const;
+  rt::Variant Value() const;
+  void SetValue(const rt::Variant& v);
+
+ private:
+  std::shared_ptr<Recordset> owner_;
+  std::size_t index_;
+};
+
+class Fields : public rt::Object {
+ public:
+  explicit Fields(std::weak_ptr<Recordset> owner) : owner_(std::move(owner)) {}
+  std::string TypeName() const override { return "Fields"; }
+  rt::Variant GetProperty(std::string_view name, const std::vector<rt::Variant>& index) override;
+  rt::Variant Call(std::string_view name, std::vector<rt::Variant>& args) override;
+
+  std::int32_t Count() const;
+  // A field by position (0-based) or by name without regard to case; error
+  // 0x800A0CC1 when there is none.
+  std::shared_ptr<Field> Item(const rt::Variant& index) const;
+  // Define a field of a recordset that is not open yet.
+  void Append(const std::string& name, std::int32_t type, std::int32_t definedSize = 0,
+              std::int32_t attributes = -1);
+
+ private:
+  std::shared_ptr<Recordset> Owner() const;
+  std::weak_ptr<Recordset> owner_;
+};
+
+class Recordset : public rt::Object {
+ public:
+  static std::shared_ptr<Recordset> Create();
+  ~Recordset() override;
+  std::string TypeName() const override { return "Recordset"; }
+  rt::Variant GetProperty(std::string_view name, const std::vector<rt::Variant>& index) override;
+  void SetProperty(std::string_view name, const rt::Variant& value,
+                   const std::vector<rt::Variant>& index) override;
+  rt::Variant Call(std::string_view name, std::vector<rt::Variant>& args) override;
+
+  // Open on a statement or table name (`source`) with a Connection object or a
+  // connection string; with neither, open the appended fields as a
+  // disconnected recordset. -1 leaves the cursor or lock type as set.
+  void Open(const rt::Variant& source = rt::Variant::Missing(),
+            const rt::Variant& activeConnection = rt::Variant::Missing(), int cursorType = -1,
+            int lockType = -1, int options = -1);
+  // Open over the rows of an executed statement (Connection.Execute, OpenSchema).
+  void OpenResult(std::shared_ptr<Connection> connection, Result result, int cursorType,
+                  int lockType, std::string source);
+  void Close();
+  int State() const { return open_ ? 1 : 0; }
+  bool AtEOF() const;
+  bool AtBOF() const;
+  std::int32_t RecordCount() const;
+  void MoveFirst();
+  void MoveNext();
+  void MovePrevious();
+  void MoveLast();
+  rt::Variant Bookmark() const;
+  void SetBookmark(const rt::Variant& bookmark);
+  rt::Variant FilterValue() const { return filterText_; }
+  void SetFilter(const rt::Variant& filter);
+  void AddNew();
+  void Update();
+  void CancelUpdate();
+  void Delete();
+  int CursorType() const { return cursorType_; }
+  int LockType() const { return lockType_; }
+  void SetCursorType(int t);
+  void SetLockType(int t);
+  int EditMode() const { return editMode_; }
+  const std::shared_ptr<Fields>& fields();
+  const std::vector<ColumnInfo>& columns() const { return columns_; }
+  const std::string& Source() const { return source_; }
+  std::size_t MemoryUsed() const;
+  // The rows a reader of the recordset would visit, in order, after any
+  // filter; without moving the current row of a static recordset. A
+  // forward-only recordset is read to its end.
+  std::vector<std::vector<rt::Variant>> VisibleRows();
+
+  // Used by Field.
+  rt::Variant ValueAt(std::size_t column) const;
+  void SetValueAt(std::size_t column, const rt::Variant& value);
+  void AppendColumn(ColumnInfo column);
+
+ private:
+  Recordset() = default;
+  void RequireOpen() const;
+  void RequireCurrent() const;
+  void RequireUpdatable() const;
+  std::size_t VisibleCount() const;
+  std::size_t PhysicalRow(std::size_t visible) const;
+  void Rebuild();  // recompute the visible rows after a filter or a deletion
+  void LoadAll(Cursor& cursor);
+  void FinishEditBeforeMove();
+  std::string BaseTable() const;
+  void WriteBackUpdate(std::size_t row);
+  void WriteBackInsert(std::size_t row);
+  void WriteBackDelete(std::size_t row);
+  std::vector<rt::Variant> RowValues(std::size_t row) const;
+
+  bool open_ = false;
+  int cursorType_ = 0;   // adOpenForwardOnly until set
+  int lockType_ = 1;     // adLockReadOnly until set
+  std::string source_;
+  std::shared_ptr<Connection> connection_;
+  std::vector<ColumnInfo> columns_;
+  std::shared_ptr<Fields> fields_;
+
+  // Static rows, or a streamed cursor.
+  std::unique_ptr<RowStore> store_;
+  std::unique_ptr<Cursor> stream_;
+  std::unique_ptr<RowStore> streamStore_;  // converts the streamed row's cells
+  std::vector<rt::Variant> streamRow_;
+  bool streamAtEnd_ = false;
+  std::int64_t streamPos_ = 0;
+
+  std::vector<bool> deleted_;           // by physical row (empty: none deleted)
+  std::optional<std::vector<std::uint32_t>> visible_;  // none: every row, in order
+  std::int64_t cur_ = 0;                // position among the visible rows
+  bool currentDeleted_ = false;
+
+  rt::Variant filterText_ = rt::Variant(std::string());
+  std::shared_ptr<const Filter> filter_;
+
+  int editMode_ = 0;
+  std::vector<std::optional<rt::Variant>> pending_;  // edits of the current row
+  std::size_t addedRow_ = 0;
+};
+
+}  // namespace zmdb::dal

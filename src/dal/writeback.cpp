@@ -1,0 +1,86 @@
+#include "zmdb/dal/writeback.h"
+
+namespace zmdb::dal {
+
+std::string QuoteName(std::string_view name, const Quirks& quirks) {
+  std::string out(quirks.quoteOpen);
+  for (char c : name) {
+    out += c;
+    // A closing quote inside the name is doubled.
+    if (quirks.quoteClose.size() == 1 && c == quirks.quoteClose[0]) out += c;
+  }
+  out += quirks.quoteClose;
+  return out;
+}
+
+namespace {
+// " WHERE a = ? AND b IS NULL": a Null original value matches with IS NULL.
+void AppendMatch(Statement& st, const std::vector<ColumnValue>& match, const Quirks& quirks) {
+  for (std::size_t i = 0; i < match.size(); ++i) {
+    st.sql += i == 0 ? " WHERE " : " AND ";
+    st.sql += QuoteName(match[i].column, quirks);
+    if (match[i].value.IsNull() || match[i].value.IsEmpty()) {
+      st.sql += " IS NULL";
+    } else {
+      st.sql += " = ?";
+      st.params.push_back(match[i].value);
+    }
+  }
+}
+}  // namespace
+
+Statement BuildInsert(std::string_view table, const std::vector<ColumnValue>& values,
+                      const Quirks& quirks) {
+  Statement st;
+  st.sql = "INSERT INTO " + QuoteName(table, quirks);
+  if (values.empty()) {
+    st.sql += " DEFAULT VALUES";
+    return st;
+  }
+  std::string names, marks;
+  for (const ColumnValue& v : values) {
+    if (!names.empty()) {
+      names += ", ";
+      marks += ", ";
+    }
+    names += QuoteName(v.column, quirks);
+    marks += "?";
+    st.params.push_back(v.value);
+  }
+  st.sql += " (" + names + ") VALUES (" + marks + ")";
+  return st;
+}
+
+Statement BuildUpdate(std::string_view table, const std::vector<ColumnValue>& values,
+                      const std::vector<ColumnValue>& match, const Quirks& quirks) {
+  Statement st;
+  st.sql = "UPDATE " + QuoteName(table, quirks) + " SET ";
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (i) st.sql += ", ";
+    st.sql += QuoteName(values[i].column, quirks) + " = ?";
+    st.params.push_back(values[i].value);
+  }
+  AppendMatch(st, match, quirks);
+  return st;
+}
+
+Statement BuildDelete(std::string_view table, const std::vector<ColumnValue>& match,
+                      const Quirks& quirks) {
+  Statement st;
+  st.sql = "DELETE FROM " + QuoteName(table, quirks);
+  AppendMatch(st, match, quirks);
+  return st;
+}
+
+bool ComparableForMatch(std::int32_t adoType) {
+  switch (adoType) {
+    case 4: case 5:                      // Single, Double
+    case 201: case 203:                  // long text
+    case 128: case 204: case 205:        // binary
+      return false;
+    default:
+      return true;
+  }
+}
+
+}  // namespace zmdb::dal

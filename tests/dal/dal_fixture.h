@@ -1,0 +1,61 @@
+// A fresh file-store database per test, and small helpers to reach it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include "zmdb/dal/connection.h"
+#include "zmdb/dal/recordset.h"
+#include "zmdb/dal/sqlite/backend.h"
+#include "zmdb/runtime/convert.h"
+
+namespace zmdb::dal::testing {
+
+class FileStoreTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    dir_ = std::filesystem::temp_directory_path() /
+           ("zmdb_" + std::string(info->test_suite_name()) + "_" + info->name() + "_" +
+            std::to_string(::getpid()));
+    std::filesystem::remove_all(dir_);
+    std::filesystem::create_directories(dir_);
+    path_ = (dir_ / "test.mdb").string();
+    sqlite::OpenDatabase({path_, true, false, 5000})->Close();
+  }
+  void TearDown() override { std::filesystem::remove_all(dir_); }
+
+  // A connection to the test database, opened through a Jet connection string.
+  std::shared_ptr<Connection> Connect(int cursorLocation = 2) {
+    auto cn = Connection::Create();
+    cn->SetCursorLocation(cursorLocation);
+    cn->Open("PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + path_ +
+             ";Jet OLEDB:Database Password =;");
+    return cn;
+  }
+
+  std::shared_ptr<Recordset> Open(const std::shared_ptr<Connection>& cn, const std::string& sql,
+                                  int cursorType = 3, int lockType = 3) {
+    auto rs = Recordset::Create();
+    rs->Open(rt::Variant(sql), rt::Variant(rt::ObjectRef(cn)), cursorType, lockType);
+    return rs;
+  }
+
+  std::filesystem::path dir_;
+  std::string path_;
+};
+
+// The number of the platform error `f` raises, or 0.
+inline std::int32_t RaisedNumber(const std::function<void()>& f) {
+  try {
+    f();
+  } catch (const rt::PlatformError& e) {
+    return e.number();
+  }
+  return 0;
+}
+
+}  // namespace zmdb::dal::testing
