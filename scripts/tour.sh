@@ -4,6 +4,12 @@
 set -euo pipefail
 zmdb=${1:-build/default/tools/zmdb/zmdb}
 
+# A fresh, empty file-store database (an empty file is an empty database).
+workdir=$(mktemp -d)
+trap 'rm -rf "$workdir"' EXIT
+db="$workdir/staff.mdb"
+: > "$db"
+
 requests=(
   '{"call": "dbSetAppTitle", "args": {"fsAppTitle": "Staff Manager"}}'
   '{"call": "dbGetJetConnect", "args": {"fsDatabase": "/data/staff.mdb"}}'
@@ -21,6 +27,15 @@ requests=(
   '{"call": "dbCSql", "args": {"fsSQL": "SELECT FORMAT(D) FROM T"}}'
   '{"call": "dbGetLastError"}'
   '{"new": "ListBox"}'
+  '{"new": "Connection", "args": {"CursorLocation": 3, "ConnectionString": "PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source='"$db"';Jet OLEDB:Database Password =;"}}'
+  '{"exec": "CREATE TABLE Staff (ID COUNTER PRIMARY KEY, Name TEXT(20), Dept TEXT(10), Hired DATETIME, Pay CURRENCY, Active YESNO)", "conn": {"handle": "h2"}}'
+  '{"exec": "INSERT INTO Staff (Name, Dept, Hired, Pay, Active) VALUES ('"'"'李明'"'"', '"'"'Sales'"'"', #8/30/2004#, 4200.5, True)", "conn": {"handle": "h2"}}'
+  '{"exec": "INSERT INTO Staff (Name, Dept, Hired, Pay, Active) VALUES ('"'"'Wang'"'"', '"'"'IT'"'"', #2010-03-01#, 5100, False)", "conn": {"handle": "h2"}}'
+  '{"exec": "INSERT INTO Staff (Name, Dept, Pay, Active) VALUES ('"'"'Zhang'"'"', '"'"'IT'"'"', 3900, True)", "conn": {"handle": "h2"}}'
+  '{"exec": "SELECT TOP 2 ID, Name & '"'"' ('"'"' & Dept & '"'"')'"'"' AS Who, FORMAT(ID, '"'"'000000'"'"') AS Code, IIF(Active, '"'"'yes'"'"', '"'"'no'"'"') AS Working, Hired FROM Staff WHERE Name LIKE '"'"'*a*'"'"' OR Dept = '"'"'sales'"'"' ORDER BY ID", "conn": {"handle": "h2"}}'
+  '{"exec": "DELETE * FROM Staff WHERE Hired IS NULL", "conn": {"handle": "h2"}}'
+  '{"exec": "SELEC * FROM Staff", "conn": {"handle": "h2"}}'
+  '{"inspect": {"handle": "h2"}}'
 )
 
 # One session serves every request, so state carries from call to call.

@@ -78,7 +78,9 @@ std::optional<rt::Date> ParseStoredDate(std::string_view t) {
     const long days = static_cast<long>(era) * 146097 + doe - 719468;  // since 1970-01-01
     const double serial = static_cast<double>(days + 25569);
     const double time = (h * 3600 + mi * 60 + s) / 86400.0;
-    if (d > 28) return rt::ParseDate(t);  // let the full parser judge the month's length
+    static constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    const bool leap = (y % 4 == 0 && y % 100 != 0) || y % 400 == 0;
+    if (d > kDays[mo - 1] + (mo == 2 && leap)) return std::nullopt;
     return rt::Date{serial + time};
   }
   return rt::ParseDate(t);
@@ -93,10 +95,35 @@ rt::Variant BytesOf(std::span<const std::uint8_t> bytes) {
 
 }  // namespace
 
+// One bit per row: set when the row's value is Null.
+class NullBits {
+ public:
+  void push_back(bool null) {
+    if ((size_ & 63) == 0) words_.push_back(0);
+    if (null) words_.back() |= std::uint64_t{1} << (size_ & 63);
+    ++size_;
+  }
+  bool operator[](std::size_t i) const { return (words_[i >> 6] >> (i & 63)) & 1; }
+  void set(std::size_t i, bool null) {
+    const std::uint64_t bit = std::uint64_t{1} << (i & 63);
+    words_[i >> 6] = null ? words_[i >> 6] | bit : words_[i >> 6] & ~bit;
+  }
+  std::size_t size() const { return size_; }
+  void clear() {
+    words_.clear();
+    size_ = 0;
+  }
+  std::size_t bytes() const { return words_.capacity() * 8; }
+
+ private:
+  std::vector<std::uint64_t> words_;
+  std::size_t size_ = 0;
+};
+
 struct RowStore::Column {
   std::int32_t adoType = 0;
   Kind kind = Kind::Var;
-  std::vector<bool> nulls;
+  NullBits nulls;
   std::vector<std::int32_t> i32;
   std::vector<std::int64_t> i64;
   std::vector<double> f64;
@@ -171,7 +198,7 @@ struct RowStore::Column {
 
   // Store a value already of the column's type at `row`.
   void Put(std::size_t row, const rt::Variant& v) {
-    nulls[row] = v.IsNull() || v.IsEmpty();
+    nulls.set(row, v.IsNull() || v.IsEmpty());
     if (nulls[row]) return;
     switch (kind) {
       case Kind::I32:
@@ -326,7 +353,7 @@ void RowStore::Clear() {
 std::size_t RowStore::MemoryUsed() const {
   std::size_t total = sizeof(*this);
   for (const auto& c : columns_) {
-    total += sizeof(Column) + c->nulls.capacity() / 8 + c->i32.capacity() * 4 +
+    total += sizeof(Column) + c->nulls.bytes() + c->i32.capacity() * 4 +
              c->i64.capacity() * 8 + c->f64.capacity() * 8 + c->arena.capacity() +
              c->offsets.capacity() * 8 + c->lengths.capacity() * 4 +
              c->vars.capacity() * sizeof(rt::Variant);

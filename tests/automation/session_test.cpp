@@ -2,9 +2,13 @@
 // expected (each expected object is matched as a subset of the response).
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 
+#include <unistd.h>
+
 #include "zmdb/automation/session.h"
+#include "zmdb/dal/sqlite/backend.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/datetime.h"
 
@@ -33,17 +37,31 @@ bool Matches(const Json& expected, const Json& actual, std::string& where) {
   return expected == actual;
 }
 
+// "@DB@" in a request stands for a fresh file-store database of the scenario.
+Json WithDatabase(Json j, const std::string& path) {
+  if (j.is_string() && j.get<std::string>() == "@DB@") return path;
+  if (j.is_object() || j.is_array()) {
+    for (auto& item : j) item = WithDatabase(item, path);
+  }
+  return j;
+}
+
 TEST(Session, Scenarios) {
   std::ifstream in(std::string(ZMDB_TEST_DATA) + "/session_cases.json");
   ASSERT_TRUE(in) << "cannot read session_cases.json";
   const Json scenarios = Json::parse(in);
+  const auto dir = std::filesystem::temp_directory_path() / ("zmdb_session_" + std::to_string(::getpid()));
+  std::filesystem::create_directories(dir);
+  int n = 0;
   for (const Json& scenario : scenarios) {
     SCOPED_TRACE(scenario.at("name").get<std::string>());
+    const std::string db = (dir / ("s" + std::to_string(++n) + ".mdb")).string();
+    dal::sqlite::OpenDatabase({db, true, false, 5000})->Close();
     Session session;
     int step = 0;
     for (const Json& s : scenario.at("steps")) {
       ++step;
-      const Json response = session.Handle(s.at("request"));
+      const Json response = session.Handle(WithDatabase(s.at("request"), db));
       std::string where;
       EXPECT_TRUE(Matches(s.at("expect"), response, where))
           << "step " << step << ": " << where << "\n  got " << response.dump();
@@ -52,6 +70,7 @@ TEST(Session, Scenarios) {
       }
     }
   }
+  std::filesystem::remove_all(dir);
 }
 
 TEST(Session, AMalformedLineIsAnsweredAndTheSessionGoesOn) {

@@ -333,8 +333,21 @@ class SqliteBackend : public Backend {
     rc = sqlite3_step(st);
     sqlite3_finalize(st);
     if (rc != SQLITE_DONE && rc != SQLITE_ROW) RaiseSqliteError(db_, rc, shown);
-    result.rowsAffected = sqlite3_changes64(db_);
+    // The count of changed rows belongs to INSERT, UPDATE and DELETE; after
+    // any other statement SQLite would still report the previous one's.
+    result.rowsAffected = ChangesRows(sql) ? sqlite3_changes64(db_) : 0;
     return result;
+  }
+
+  static bool ChangesRows(std::string_view sql) {
+    const auto b = sql.find_first_not_of(" \t\r\n(");
+    if (b == std::string_view::npos) return false;
+    std::string head;
+    for (std::size_t i = b; i < sql.size() && std::isalpha(static_cast<unsigned char>(sql[i])); ++i) {
+      head += static_cast<char>(std::toupper(static_cast<unsigned char>(sql[i])));
+    }
+    return head == "INSERT" || head == "UPDATE" || head == "DELETE" || head == "REPLACE" ||
+           head == "WITH";
   }
 
   static ColumnInfo Col(std::string name, std::int32_t type, std::int32_t size) {
