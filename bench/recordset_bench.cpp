@@ -33,8 +33,10 @@ const std::string& BigFile() {
     std::filesystem::remove(p);
     sqlite3* db = nullptr;
     sqlite3_open(p.c_str(), &db);
-    sqlite3_exec(db, "CREATE TABLE Staff (ID INTEGER, Name VARCHAR(20) COLLATE NOCASE, Pay DOUBLE, "
-                     "Hired DATETIME)", nullptr, nullptr, nullptr);
+    sqlite3_exec(db,
+                 "CREATE TABLE Staff (ID INTEGER, Name VARCHAR(20) COLLATE NOCASE, Pay DOUBLE, "
+                 "Hired DATETIME)",
+                 nullptr, nullptr, nullptr);
     sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr);
     sqlite3_stmt* st = nullptr;
     sqlite3_prepare_v2(db, "INSERT INTO Staff VALUES (?, ?, ?, ?)", -1, &st, nullptr);
@@ -74,7 +76,8 @@ std::pair<std::size_t, double> RawLoop(const std::string& path) {
     benchmark::DoNotOptimize(sqlite3_column_text(st, 3));
   }
   sqlite3_finalize(st);
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   benchmark::DoNotOptimize(sum);
   sqlite3_close(db);
   return {bytes, seconds};
@@ -92,9 +95,10 @@ void BM_StaticRecordsetVsStepLoop(benchmark::State& state) {
     cn->Open(path);
     const auto start = std::chrono::steady_clock::now();
     auto rs = dal::Recordset::Create();
-    rs->Open(Variant("SELECT * FROM Staff"), Variant(zmdb::rt::ObjectRef(cn)), dal::ado::adOpenStatic,
-             dal::ado::adLockReadOnly);
-    const double t = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    rs->Open(Variant("SELECT * FROM Staff"), Variant(zmdb::rt::ObjectRef(cn)),
+             dal::ado::adOpenStatic, dal::ado::adLockReadOnly);
+    const double t =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     ours += t;
     state.SetIterationTime(t);
     if (rs->RecordCount() != kRows) state.SkipWithError("wrong row count");
@@ -107,7 +111,10 @@ void BM_StaticRecordsetVsStepLoop(benchmark::State& state) {
   state.counters["raw_MB"] = static_cast<double>(rawBytes) / 1e6;
   state.counters["recordset_MB"] = static_cast<double>(memory) / 1e6;
 }
-BENCHMARK(BM_StaticRecordsetVsStepLoop)->Unit(benchmark::kMillisecond)->Iterations(3)->UseManualTime();
+BENCHMARK(BM_StaticRecordsetVsStepLoop)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(3)
+    ->UseManualTime();
 
 constexpr int kAdds = 100'000;
 
@@ -120,8 +127,10 @@ void BM_AddNewVsPreparedInsert(benchmark::State& state) {
       std::filesystem::remove(p);
       sqlite3* db = nullptr;
       sqlite3_open(p.c_str(), &db);
-      sqlite3_exec(db, "PRAGMA journal_mode=WAL; CREATE TABLE T (ID INTEGER PRIMARY KEY AUTOINCREMENT, "
-                       "Name VARCHAR(20) COLLATE NOCASE, Pay DOUBLE)", nullptr, nullptr, nullptr);
+      sqlite3_exec(db,
+                   "PRAGMA journal_mode=WAL; CREATE TABLE T (ID INTEGER PRIMARY KEY AUTOINCREMENT, "
+                   "Name VARCHAR(20) COLLATE NOCASE, Pay DOUBLE)",
+                   nullptr, nullptr, nullptr);
       sqlite3_close(db);
     }
     {
@@ -160,7 +169,8 @@ void BM_AddNewVsPreparedInsert(benchmark::State& state) {
         rs->Update();
       }
       cn->CommitTrans();
-      const double t = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+      const double t =
+          std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
       ours += t;
       state.SetIterationTime(t);
     }
@@ -195,13 +205,20 @@ void BM_JournalMode(benchmark::State& state) {
       const std::string sql = "INSERT INTO T VALUES (" + std::to_string(i) + ", 'x')";
       sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr);
     }
-    const double t = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const double t =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     sqlite3_close(db);
     seconds += t;
     state.SetIterationTime(t);
   }
   state.counters["commits_per_s"] = kCommits * static_cast<double>(state.iterations()) / seconds;
 }
-BENCHMARK(BM_JournalMode)->Arg(1)->Arg(0)->ArgName("wal")->Iterations(1)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_JournalMode)
+    ->Arg(1)
+    ->Arg(0)
+    ->ArgName("wal")
+    ->Iterations(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -18,11 +18,14 @@ std::string HandleTable::Add(const rt::ObjectRef& object) {
 
 rt::ObjectRef HandleTable::Get(const std::string& handle) const {
   const auto it = objects_.find(handle);
-  if (it == objects_.end()) rt::Raise(rt::err::kObjectRequired, "No object has the handle '" + handle + "'");
+  if (it == objects_.end())
+    rt::Raise(rt::err::kObjectRequired, "No object has the handle '" + handle + "'");
   return it->second;
 }
 
-void HandleTable::Remove(const std::string& handle) { objects_.erase(handle); }
+void HandleTable::Remove(const std::string& handle) {
+  objects_.erase(handle);
+}
 
 namespace {
 rt::Variant ArrayFromJson(const Json& items, std::int32_t lbound, const HandleTable& handles) {
@@ -37,17 +40,22 @@ rt::Variant ArrayFromJson(const Json& items, std::int32_t lbound, const HandleTa
 
 rt::Variant FromJson(const Json& j, const HandleTable& handles) {
   switch (j.type()) {
-    case Json::value_t::null: return rt::Variant::Null();
-    case Json::value_t::boolean: return rt::Variant(j.get<bool>());
-    case Json::value_t::string: return rt::Variant(j.get<std::string>());
+    case Json::value_t::null:
+      return rt::Variant::Null();
+    case Json::value_t::boolean:
+      return rt::Variant(j.get<bool>());
+    case Json::value_t::string:
+      return rt::Variant(j.get<std::string>());
     case Json::value_t::number_integer:
     case Json::value_t::number_unsigned: {
       const double d = j.get<double>();
       if (d >= -2147483648.0 && d <= 2147483647.0) return rt::Variant(j.get<std::int32_t>());
       return rt::Variant(d);
     }
-    case Json::value_t::number_float: return rt::Variant(j.get<double>());
-    case Json::value_t::array: return ArrayFromJson(j, 0, handles);
+    case Json::value_t::number_float:
+      return rt::Variant(j.get<double>());
+    case Json::value_t::array:
+      return ArrayFromJson(j, 0, handles);
     case Json::value_t::object: {
       if (j.contains("empty")) return rt::Variant();
       if (j.contains("missing")) return rt::Variant::Missing();
@@ -71,27 +79,35 @@ rt::Variant FromJson(const Json& j, const HandleTable& handles) {
       }
       return rt::Variant(std::move(record));
     }
-    default: rt::Raise(rt::err::kTypeMismatch, "Unsupported JSON value: " + j.dump());
+    default:
+      rt::Raise(rt::err::kTypeMismatch, "Unsupported JSON value: " + j.dump());
   }
 }
 
 Json ToJson(const rt::Variant& v, HandleTable& handles) {
   switch (v.Type()) {
-    case rt::VarType::Empty: return Json{{"empty", true}};
-    case rt::VarType::Null: return nullptr;
-    case rt::VarType::Boolean: return v.AsBoolean();
+    case rt::VarType::Empty:
+      return Json{{"empty", true}};
+    case rt::VarType::Null:
+      return nullptr;
+    case rt::VarType::Boolean:
+      return v.AsBoolean();
     case rt::VarType::Byte:
     case rt::VarType::Integer:
-    case rt::VarType::Long: return v.AsLong();
+    case rt::VarType::Long:
+      return v.AsLong();
     case rt::VarType::Single:
     case rt::VarType::Double: {
       const double d = v.AsDouble();
       if (std::isfinite(d)) return d;
       return Json{{"double", rt::CStr(v)}};
     }
-    case rt::VarType::Currency: return v.AsCurrency().ToDouble();
-    case rt::VarType::Date: return Json{{"date", rt::DateToText(v.AsDate())}};
-    case rt::VarType::String: return v.AsString();
+    case rt::VarType::Currency:
+      return v.AsCurrency().ToDouble();
+    case rt::VarType::Date:
+      return Json{{"date", rt::DateToText(v.AsDate())}};
+    case rt::VarType::String:
+      return v.AsString();
     case rt::VarType::Error:
       if (v.IsMissing()) return Json{{"missing", true}};
       return Json{{"error", v.AsErrorCode()}};
@@ -112,7 +128,8 @@ Json ToJson(const rt::Variant& v, HandleTable& handles) {
       for (const rt::Variant& item : a.items()) items.push_back(ToJson(item, handles));
       return Json{{"lbound", a.LBound()}, {"items", std::move(items)}};
     }
-    default: return rt::TypeName(v);
+    default:
+      return rt::TypeName(v);
   }
 }
 

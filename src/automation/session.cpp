@@ -32,8 +32,10 @@ std::optional<Json> InspectControl(rt::Object& object) {
     for (const rt::Variant& v : progress->valueHistory()) values.push_back(ToJson(v, none));
     Json captions = Json::array();
     for (const rt::Variant& v : progress->captionHistory()) captions.push_back(ToJson(v, none));
-    return Json{{"Visible", progress->visible()}, {"Max", progress->max()},
-                {"Value", std::move(values)}, {"Caption", std::move(captions)}};
+    return Json{{"Visible", progress->visible()},
+                {"Max", progress->max()},
+                {"Value", std::move(values)},
+                {"Caption", std::move(captions)}};
   }
   return std::nullopt;
 }
@@ -57,9 +59,12 @@ Json InspectRecordset(dal::Recordset& rs, HandleTable& handles) {
 Json InspectConnection(dal::Connection& cn) {
   Json errors = Json::array();
   for (const rt::ErrorInfo& e : cn.errors()->items()) errors.push_back(ErrorJson(e));
-  return Json{{"ConnectionString", cn.ConnectionString()}, {"Provider", cn.Provider()},
-              {"State", cn.State()},  {"CursorLocation", cn.CursorLocation()},
-              {"Errors", std::move(errors)}, {"statements", cn.statementLog()}};
+  return Json{{"ConnectionString", cn.ConnectionString()},
+              {"Provider", cn.Provider()},
+              {"State", cn.State()},
+              {"CursorLocation", cn.CursorLocation()},
+              {"Errors", std::move(errors)},
+              {"statements", cn.statementLog()}};
 }
 
 }  // namespace
@@ -76,8 +81,9 @@ std::string Session::HandleLine(const std::string& line) {
   try {
     response = Handle(Json::parse(line));
   } catch (const Json::parse_error& e) {
-    response = Json{{"raised", ErrorJson({rt::err::kInvalidProcCall, kSource,
-                                          std::string("Malformed request: not JSON: ") + e.what()})}};
+    response =
+        Json{{"raised", ErrorJson({rt::err::kInvalidProcCall, kSource,
+                                   std::string("Malformed request: not JSON: ") + e.what()})}};
   }
   return response.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
@@ -107,7 +113,7 @@ Json Session::Handle(const Json& request) {
       response["result"] = New(request);
     } else if (request.contains("release")) {
       const std::string name = request.at("release").get<std::string>();
-      ObjectNamed(name);  // an unknown name is an error
+      ObjectNamed(name);     // an unknown name is an error
       objects_.erase(name);  // the object's teardown runs here
       response["result"] = true;
     } else if (request.contains("exec")) {
@@ -118,15 +124,17 @@ Json Session::Handle(const Json& request) {
       Malformed("expected one of call, new, release, exec, inspect");
     }
   } catch (const Json::exception& e) {
-    response["raised"] = ErrorJson({rt::err::kInvalidProcCall, kSource,
-                                    std::string("Malformed request: ") + e.what()});
+    response["raised"] = ErrorJson(
+        {rt::err::kInvalidProcCall, kSource, std::string("Malformed request: ") + e.what()});
   } catch (...) {
     response["raised"] = ErrorJson(rt::ErrorFromCurrentException());
   }
   Json shown = Json::array();
   for (const rt::ShownBox& box : host_->shown()) {
-    shown.push_back(Json{{"prompt", box.prompt}, {"buttons", box.buttons},
-                         {"title", box.title}, {"answer", box.answer}});
+    shown.push_back(Json{{"prompt", box.prompt},
+                         {"buttons", box.buttons},
+                         {"title", box.title},
+                         {"answer", box.answer}});
   }
   response["shown"] = std::move(shown);
   response["pointer"] = host_->pointerHistory();
@@ -167,7 +175,8 @@ Json Session::Call(const Json& request, Json& response) {
   Json byref = Json::object();
   auto fillByRef = [&] {
     for (std::size_t i = 0; i < method->args.size(); ++i) {
-      if (method->args[i].byRef) byref[std::string(method->args[i].name)] = ToJson(args[i], handles_);
+      if (method->args[i].byRef)
+        byref[std::string(method->args[i].name)] = ToJson(args[i], handles_);
     }
   };
   try {
@@ -182,8 +191,8 @@ Json Session::Call(const Json& request, Json& response) {
   response["result"] = result;  // keeps "result" first
   response["byref"] = byref;
   const ErrStruct e = object.dbGetLastError();
-  response["lastError"] = Json{{"Number", e.Number}, {"Description", e.Description},
-                               {"Source", e.Source}};
+  response["lastError"] =
+      Json{{"Number", e.Number}, {"Description", e.Description}, {"Source", e.Source}};
   return result;
 }
 
@@ -213,7 +222,8 @@ Json Session::New(const Json& request) {
     }
     return ToJson(rt::Variant(rt::ObjectRef(cn)), handles_);
   }
-  if (type == "Recordset") return ToJson(rt::Variant(rt::ObjectRef(dal::Recordset::Create())), handles_);
+  if (type == "Recordset")
+    return ToJson(rt::Variant(rt::ObjectRef(dal::Recordset::Create())), handles_);
   rt::Raise(rt::err::kNotSupported, "Objects of type '" + type + "' cannot be made yet", kSource);
 }
 

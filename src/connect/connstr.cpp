@@ -31,17 +31,17 @@ std::string WithShape(std::string body, bool isShape) {
 // written, and its name keeps the blank before "=" that existing hosts expect.
 std::string JetConnect(std::string_view database, std::string_view password, bool isShape,
                        std::string_view jetVersion) {
-  return WithShape(Join({"PROVIDER=Microsoft.Jet.OLEDB.", jetVersion, ";", "Data Source=",
-                         database, ";Jet OLEDB:Database Password =", password, ";"}),
+  return WithShape(Join({"PROVIDER=Microsoft.Jet.OLEDB.", jetVersion, ";", "Data Source=", database,
+                         ";Jet OLEDB:Database Password =", password, ";"}),
                    isShape);
 }
 
 // SQL Server connection string of the given type: 1 ODBC driver, 2 ODBC data
 // source name, 3 OLE DB provider; any other type gives only the optional shape
 // prefix. Type 2 appends database to the fixed default database name.
-std::string SqlConnect(std::string_view user, std::string_view database,
-                       std::string_view password, std::string_view server, bool isShape,
-                       std::string_view dsn, std::int32_t type) {
+std::string SqlConnect(std::string_view user, std::string_view database, std::string_view password,
+                       std::string_view server, bool isShape, std::string_view dsn,
+                       std::int32_t type) {
   std::string body;
   switch (type) {
     case 1:

@@ -6,9 +6,8 @@
 
 namespace zmdb {
 
-std::string clsZMDBFunc::dbGetJetConnect(const std::string& fsDatabase,
-                                         const std::string& fsPasswd, bool fbIsShape,
-                                         const std::string& fsJetVersion) {
+std::string clsZMDBFunc::dbGetJetConnect(const std::string& fsDatabase, const std::string& fsPasswd,
+                                         bool fbIsShape, const std::string& fsJetVersion) {
   return connect::JetConnect(fsDatabase, fsPasswd, fbIsShape, fsJetVersion);
 }
 

@@ -11,20 +11,9 @@ using rt::NameEquals;
 using rt::Variant;
 
 namespace {
-// The argument at `i`, or Missing when the call gave fewer.
-const Variant& Arg(const std::vector<Variant>& args, std::size_t i) {
-  static const Variant missing = Variant::Missing();
-  return i < args.size() ? args[i] : missing;
-}
-
 std::string OptText(const std::vector<Variant>& args, std::size_t i) {
-  const Variant& v = Arg(args, i);
+  const Variant& v = rt::ArgAt(args, i);
   return v.IsMissing() ? std::string() : rt::CStr(v);
-}
-
-int OptInt(const std::vector<Variant>& args, std::size_t i, int fallback) {
-  const Variant& v = Arg(args, i);
-  return v.IsMissing() ? fallback : rt::CLng(v);
 }
 }  // namespace
 
@@ -41,13 +30,12 @@ Variant ErrorItem::GetProperty(std::string_view name, const std::vector<Variant>
 Variant Errors::GetProperty(std::string_view name, const std::vector<Variant>& index) {
   if (NameEquals(name, "Count")) return Variant(static_cast<std::int32_t>(errors_.size()));
   if (NameEquals(name, "Item")) {
-    const std::int32_t i = rt::CLng(Arg(index, 0));
+    const std::int32_t i = rt::CLng(rt::ArgAt(index, 0));
     if (i < 0 || static_cast<std::size_t>(i) >= errors_.size()) {
-      rt::Raise(dalerr::kItemNotFound,
-                "Item cannot be found in the collection corresponding to the requested name or ordinal.",
-                kConnectionSource);
+      RaiseItemNotFound(kConnectionSource);
     }
-    return Variant(rt::ObjectRef(std::make_shared<ErrorItem>(errors_[static_cast<std::size_t>(i)])));
+    return Variant(
+        rt::ObjectRef(std::make_shared<ErrorItem>(errors_[static_cast<std::size_t>(i)])));
   }
   return Object::GetProperty(name, index);
 }
@@ -77,16 +65,15 @@ Variant Properties::Value(std::string_view name) const {
   for (const auto& [n, v] : items_) {
     if (NameEquals(n, name)) return v;
   }
-  rt::Raise(dalerr::kItemNotFound,
-            "Item cannot be found in the collection corresponding to the requested name or ordinal.",
-            kConnectionSource);
+  RaiseItemNotFound(kConnectionSource);
 }
 
 namespace {
 // One property as an object with Name and Value.
 class PropertyItem : public rt::Object {
  public:
-  PropertyItem(std::string name, Variant value) : name_(std::move(name)), value_(std::move(value)) {}
+  PropertyItem(std::string name, Variant value)
+      : name_(std::move(name)), value_(std::move(value)) {}
   std::string TypeName() const override { return "Property"; }
   Variant GetProperty(std::string_view name, const std::vector<Variant>& index) override {
     if (NameEquals(name, "Name")) return Variant(name_);
@@ -104,16 +91,14 @@ class PropertyItem : public rt::Object {
 Variant Properties::GetProperty(std::string_view name, const std::vector<Variant>& index) {
   if (NameEquals(name, "Count")) return Variant(static_cast<std::int32_t>(items_.size()));
   if (NameEquals(name, "Item")) {
-    const Variant& key = Arg(index, 0);
+    const Variant& key = rt::ArgAt(index, 0);
     if (key.IsString()) {
-      return Variant(rt::ObjectRef(std::make_shared<PropertyItem>(key.AsString(), Value(key.AsString()))));
+      return Variant(
+          rt::ObjectRef(std::make_shared<PropertyItem>(key.AsString(), Value(key.AsString()))));
     }
     const std::int32_t i = rt::CLng(key);
     if (i < 0 || static_cast<std::size_t>(i) >= items_.size()) {
-      rt::Raise(dalerr::kItemNotFound,
-                "Item cannot be found in the collection corresponding to the requested name or "
-                "ordinal.",
-                kConnectionSource);
+      RaiseItemNotFound(kConnectionSource);
     }
     const auto& [n, v] = items_[static_cast<std::size_t>(i)];
     return Variant(rt::ObjectRef(std::make_shared<PropertyItem>(n, v)));
@@ -167,7 +152,7 @@ void Connection::Open(const std::string& connectionString, const std::string&, c
                       int) {
   Guarded([&] {
     if (backend_) {
-      rt::Raise(dalerr::kOpen, "Operation is not allowed when the object is open.", kConnectionSource);
+      RaiseOpen(kConnectionSource);
     }
     if (!connectionString.empty()) connectionString_ = connectionString;
     const Route route = RouteConnection(connectionString_, provider_);
@@ -184,8 +169,7 @@ void Connection::Open(const std::string& connectionString, const std::string&, c
 void Connection::Close() {
   Guarded([&] {
     if (!backend_) {
-      rt::Raise(dalerr::kClosed, "Operation is not allowed when the object is closed.",
-                kConnectionSource);
+      RaiseClosed(kConnectionSource);
     }
     std::unique_ptr<Backend> b = std::move(backend_);
     transactionLevel_ = 0;
@@ -196,8 +180,7 @@ void Connection::Close() {
 
 Backend& Connection::backend() {
   if (!backend_) {
-    rt::Raise(dalerr::kClosed, "Operation is not allowed when the object is closed.",
-              kConnectionSource);
+    RaiseClosed(kConnectionSource);
   }
   return *backend_;
 }
@@ -257,14 +240,14 @@ std::shared_ptr<Recordset> Connection::OpenSchema(std::int32_t schema) {
 
 void Connection::SetConnectionString(std::string s) {
   if (backend_) {
-    rt::Raise(dalerr::kOpen, "Operation is not allowed when the object is open.", kConnectionSource);
+    RaiseOpen(kConnectionSource);
   }
   connectionString_ = std::move(s);
 }
 
 void Connection::SetProvider(std::string p) {
   if (backend_) {
-    rt::Raise(dalerr::kOpen, "Operation is not allowed when the object is open.", kConnectionSource);
+    RaiseOpen(kConnectionSource);
   }
   provider_ = std::move(p);
 }
@@ -307,7 +290,7 @@ void Connection::SetProperty(std::string_view name, const Variant& value,
 
 Variant Connection::Call(std::string_view name, std::vector<Variant>& args) {
   if (NameEquals(name, "Open")) {
-    Open(OptText(args, 0), OptText(args, 1), OptText(args, 2), OptInt(args, 3, -1));
+    Open(OptText(args, 0), OptText(args, 1), OptText(args, 2), rt::OptLongArg(args, 3, -1));
     return {};
   }
   if (NameEquals(name, "Close")) {
@@ -316,7 +299,7 @@ Variant Connection::Call(std::string_view name, std::vector<Variant>& args) {
   }
   if (NameEquals(name, "Execute")) {
     std::int64_t affected = -1;
-    auto rs = Execute(rt::CStr(Arg(args, 0)), &affected, OptInt(args, 2, -1));
+    auto rs = Execute(rt::CStr(rt::ArgAt(args, 0)), &affected, rt::OptLongArg(args, 2, -1));
     if (args.size() > 1 && !args[1].IsMissing()) {
       args[1] = Variant(static_cast<std::int32_t>(affected));
     }
@@ -331,7 +314,8 @@ Variant Connection::Call(std::string_view name, std::vector<Variant>& args) {
     RollbackTrans();
     return {};
   }
-  if (NameEquals(name, "OpenSchema")) return Variant(rt::ObjectRef(OpenSchema(rt::CLng(Arg(args, 0)))));
+  if (NameEquals(name, "OpenSchema"))
+    return Variant(rt::ObjectRef(OpenSchema(rt::CLng(rt::ArgAt(args, 0)))));
   return Object::Call(name, args);
 }
 

@@ -15,10 +15,6 @@ using rt::Variant;
 
 namespace {
 
-[[noreturn]] void Closed() {
-  rt::Raise(dalerr::kClosed, "Operation is not allowed when the object is closed.", kAdoSource);
-}
-
 [[noreturn]] void NoCurrentRecord() {
   rt::Raise(dalerr::kNoCurrentRecord,
             "Either BOF or EOF is True, or the current record has been deleted. Requested "
@@ -29,18 +25,9 @@ namespace {
 [[noreturn]] void BadArguments(const std::string& why) {
   rt::Raise(dalerr::kBadArguments,
             "Arguments are of the wrong type, are out of acceptable range, or are in conflict "
-            "with one another. (" + why + ")",
+            "with one another. (" +
+                why + ")",
             kAdoSource);
-}
-
-const Variant& Arg(const std::vector<Variant>& args, std::size_t i) {
-  static const Variant missing = Variant::Missing();
-  return i < args.size() ? args[i] : missing;
-}
-
-int OptInt(const std::vector<Variant>& args, std::size_t i, int fallback) {
-  const Variant& v = Arg(args, i);
-  return v.IsMissing() ? fallback : rt::CLng(v);
 }
 
 // A source that is one table name, bare or in brackets.
@@ -54,10 +41,9 @@ bool IsTableName(std::string_view s) {
 }
 
 bool KnownAdoType(std::int32_t t) {
-  static const std::set<std::int32_t> known = {0,   2,   3,   4,   5,   6,   7,   8,   9,
-                                               10,  11,  12,  13,  14,  16,  17,  18,  19,
-                                               20,  21,  72,  128, 129, 130, 131, 132, 133,
-                                               134, 135, 200, 201, 202, 203, 204, 205};
+  static const std::set<std::int32_t> known = {
+      0,  2,  3,  4,   5,   6,   7,   8,   9,   10,  11,  12,  13,  14,  16,  17,  18, 19,
+      20, 21, 72, 128, 129, 130, 131, 132, 133, 134, 135, 200, 201, 202, 203, 204, 205};
   return known.count(t) > 0 && t != 0 && t != 9 && t != 13;
 }
 
@@ -69,15 +55,38 @@ bool FixedLength(std::int32_t t) {
 // The size a field of this type has when none is given.
 std::int32_t NaturalSize(std::int32_t t) {
   switch (t) {
-    case 2: case 11: return 2;
-    case 3: case 4: case 18: case 19: return 4;
-    case 5: case 6: case 7: case 20: case 21: case 133: case 134: case 135: return 8;
-    case 16: case 17: return 1;
-    case 72: return 16;
-    case 14: case 131: return 19;
-    case 201: case 203: return 536870910;
-    case 205: return 1073741823;
-    default: return 0;
+    case 2:
+    case 11:
+      return 2;
+    case 3:
+    case 4:
+    case 18:
+    case 19:
+      return 4;
+    case 5:
+    case 6:
+    case 7:
+    case 20:
+    case 21:
+    case 133:
+    case 134:
+    case 135:
+      return 8;
+    case 16:
+    case 17:
+      return 1;
+    case 72:
+      return 16;
+    case 14:
+    case 131:
+      return 19;
+    case 201:
+    case 203:
+      return 536870910;
+    case 205:
+      return 1073741823;
+    default:
+      return 0;
   }
 }
 
@@ -88,9 +97,15 @@ std::int32_t NaturalSize(std::int32_t t) {
 Field::Field(std::shared_ptr<Recordset> owner, std::size_t index)
     : owner_(std::move(owner)), index_(index) {}
 
-const std::string& Field::Name() const { return owner_->columns()[index_].name; }
-std::int32_t Field::Type() const { return owner_->columns()[index_].adoType; }
-std::int32_t Field::DefinedSize() const { return owner_->columns()[index_].definedSize; }
+const std::string& Field::Name() const {
+  return owner_->columns()[index_].name;
+}
+std::int32_t Field::Type() const {
+  return owner_->columns()[index_].adoType;
+}
+std::int32_t Field::DefinedSize() const {
+  return owner_->columns()[index_].definedSize;
+}
 
 std::int32_t Field::ActualSize() const {
   const Variant v = Value();
@@ -108,17 +123,22 @@ std::int32_t Field::Attributes() const {
   const ColumnInfo& c = owner_->columns()[index_];
   std::int32_t a = 0;
   const bool updatable = owner_->LockType() != ado::adLockReadOnly && !c.autoIncrement &&
-                         (!c.baseTable.empty() || !owner_->Source().size());
+                         (!c.baseTable.empty() || owner_->Source().empty());
   if (updatable) a |= ado::adFldUpdatable;
   if (c.nullable) a |= ado::adFldIsNullable | ado::adFldMayBeNull;
   if (FixedLength(c.adoType)) a |= ado::adFldFixed;
-  if (c.adoType == 201 || c.adoType == 203 || c.adoType == 205) a |= ado::adFldLong | ado::adFldMayDefer;
+  if (c.adoType == 201 || c.adoType == 203 || c.adoType == 205)
+    a |= ado::adFldLong | ado::adFldMayDefer;
   if (c.key) a |= ado::adFldKeyColumn;
   return a;
 }
 
-Variant Field::Value() const { return owner_->ValueAt(index_); }
-void Field::SetValue(const Variant& v) { owner_->SetValueAt(index_, v); }
+Variant Field::Value() const {
+  return owner_->ValueAt(index_);
+}
+void Field::SetValue(const Variant& v) {
+  owner_->SetValueAt(index_, v);
+}
 
 Variant Field::GetProperty(std::string_view name, const std::vector<Variant>& index) {
   if (NameEquals(name, "Value")) return Value();
@@ -143,11 +163,13 @@ void Field::SetProperty(std::string_view name, const Variant& value,
 
 std::shared_ptr<Recordset> Fields::Owner() const {
   auto o = owner_.lock();
-  if (!o) Closed();
+  if (!o) RaiseClosed(kAdoSource);
   return o;
 }
 
-std::int32_t Fields::Count() const { return static_cast<std::int32_t>(Owner()->columns().size()); }
+std::int32_t Fields::Count() const {
+  return static_cast<std::int32_t>(Owner()->columns().size());
+}
 
 std::shared_ptr<Field> Fields::Item(const Variant& index) const {
   auto owner = Owner();
@@ -162,16 +184,14 @@ std::shared_ptr<Field> Fields::Item(const Variant& index) const {
       return std::make_shared<Field>(owner, static_cast<std::size_t>(i));
     }
   }
-  rt::Raise(dalerr::kItemNotFound,
-            "Item cannot be found in the collection corresponding to the requested name or ordinal.",
-            kAdoSource);
+  RaiseItemNotFound(kAdoSource);
 }
 
 void Fields::Append(const std::string& name, std::int32_t type, std::int32_t definedSize,
                     std::int32_t attributes) {
   auto owner = Owner();
   if (owner->State() != 0) {
-    rt::Raise(dalerr::kOpen, "Operation is not allowed when the object is open.", kAdoSource);
+    RaiseOpen(kAdoSource);
   }
   if (name.empty()) BadArguments("a field needs a name");
   for (const ColumnInfo& c : owner->columns()) {
@@ -191,13 +211,14 @@ void Fields::Append(const std::string& name, std::int32_t type, std::int32_t def
 
 Variant Fields::GetProperty(std::string_view name, const std::vector<Variant>& index) {
   if (NameEquals(name, "Count")) return Variant(Count());
-  if (NameEquals(name, "Item")) return Variant(rt::ObjectRef(Item(Arg(index, 0))));
+  if (NameEquals(name, "Item")) return Variant(rt::ObjectRef(Item(rt::ArgAt(index, 0))));
   return Object::GetProperty(name, index);
 }
 
 Variant Fields::Call(std::string_view name, std::vector<Variant>& args) {
   if (NameEquals(name, "Append")) {
-    Append(rt::CStr(Arg(args, 0)), rt::CLng(Arg(args, 1)), OptInt(args, 2, 0), OptInt(args, 3, -1));
+    Append(rt::CStr(rt::ArgAt(args, 0)), rt::CLng(rt::ArgAt(args, 1)), rt::OptLongArg(args, 2, 0),
+           rt::OptLongArg(args, 3, -1));
     return {};
   }
   if (NameEquals(name, "Item")) return GetProperty(name, args);
@@ -206,7 +227,9 @@ Variant Fields::Call(std::string_view name, std::vector<Variant>& args) {
 
 // ---- Recordset ----
 
-std::shared_ptr<Recordset> Recordset::Create() { return std::shared_ptr<Recordset>(new Recordset()); }
+std::shared_ptr<Recordset> Recordset::Create() {
+  return std::shared_ptr<Recordset>(new Recordset());
+}
 
 Recordset::~Recordset() = default;
 
@@ -217,20 +240,22 @@ const std::shared_ptr<Fields>& Recordset::fields() {
   return fields_;
 }
 
-void Recordset::AppendColumn(ColumnInfo column) { columns_.push_back(std::move(column)); }
+void Recordset::AppendColumn(ColumnInfo column) {
+  columns_.push_back(std::move(column));
+}
 
 void Recordset::SetCursorType(int t) {
-  if (open_) rt::Raise(dalerr::kOpen, "Operation is not allowed when the object is open.", kAdoSource);
+  if (open_) RaiseOpen(kAdoSource);
   cursorType_ = t;
 }
 
 void Recordset::SetLockType(int t) {
-  if (open_) rt::Raise(dalerr::kOpen, "Operation is not allowed when the object is open.", kAdoSource);
+  if (open_) RaiseOpen(kAdoSource);
   lockType_ = t;
 }
 
 void Recordset::RequireOpen() const {
-  if (!open_) Closed();
+  if (!open_) RaiseClosed(kAdoSource);
 }
 
 void Recordset::RequireCurrent() const {
@@ -251,7 +276,7 @@ void Recordset::RequireUpdatable() const {
 
 void Recordset::Open(const Variant& source, const Variant& activeConnection, int cursorType,
                      int lockType, int options) {
-  if (open_) rt::Raise(dalerr::kOpen, "Operation is not allowed when the object is open.", kAdoSource);
+  if (open_) RaiseOpen(kAdoSource);
   if (cursorType != -1) cursorType_ = cursorType;
   if (lockType != -1) lockType_ = lockType;
   const bool noSource = source.IsMissing() || source.IsEmpty() || source.IsNull() ||
@@ -272,8 +297,10 @@ void Recordset::Open(const Variant& source, const Variant& activeConnection, int
     return;
   }
   if (noConnection) {
-    rt::Raise(-2146824579, "The connection cannot be used to perform this operation. It is either "
-                           "closed or invalid in this context.", kAdoSource);
+    rt::Raise(-2146824579,
+              "The connection cannot be used to perform this operation. It is either "
+              "closed or invalid in this context.",
+              kAdoSource);
   }
   std::shared_ptr<Connection> conn;
   if (activeConnection.IsObject()) {
@@ -311,7 +338,8 @@ void Recordset::OpenResult(std::shared_ptr<Connection> connection, Result result
   if (lockType == ado::adLockUnspecified) lockType = ado::adLockReadOnly;
   lockType_ = lockType;
   const bool client = connection_ && connection_->CursorLocation() == ado::adUseClient;
-  const bool forwardOnly = cursorType == ado::adOpenForwardOnly || cursorType == ado::adOpenUnspecified;
+  const bool forwardOnly =
+      cursorType == ado::adOpenForwardOnly || cursorType == ado::adOpenUnspecified;
   if (!client && forwardOnly && lockType == ado::adLockReadOnly) {
     cursorType_ = ado::adOpenForwardOnly;
     stream_ = std::move(result.cursor);
@@ -319,8 +347,7 @@ void Recordset::OpenResult(std::shared_ptr<Connection> connection, Result result
     streamPos_ = 0;
     streamRow_.assign(columns_.size(), Variant());
     open_ = true;
-    MoveNext();  // onto the first row
-    streamPos_ = 0;
+    FetchStreamRow();  // onto the first row
     return;
   }
   cursorType_ = ado::adOpenStatic;
@@ -413,25 +440,29 @@ void Recordset::MoveFirst() {
     }
     return;
   }
+  if (VisibleCount() == 0) NoCurrentRecord();  // an empty recordset has no first row
   cur_ = 0;
   currentDeleted_ = false;
+}
+
+void Recordset::FetchStreamRow() {
+  if (!stream_->Step()) {
+    streamAtEnd_ = true;
+    return;
+  }
+  // The cells convert to the columns' types by the same rules as static rows.
+  streamStore_->Clear();
+  streamStore_->AppendFrom(*stream_);
+  for (std::size_t c = 0; c < columns_.size(); ++c) streamRow_[c] = streamStore_->Get(0, c);
 }
 
 void Recordset::MoveNext() {
   RequireOpen();
   FinishEditBeforeMove();
   if (stream_) {
-    if (streamAtEnd_ && streamPos_ > 0) NoCurrentRecord();
-    if (stream_->Step()) {
-      // The cell converts to the column's type by the same rules as static rows.
-      streamStore_->Clear();
-      streamStore_->AppendFrom(*stream_);
-      for (std::size_t c = 0; c < columns_.size(); ++c) streamRow_[c] = streamStore_->Get(0, c);
-      ++streamPos_;
-    } else {
-      streamAtEnd_ = true;
-      ++streamPos_;
-    }
+    if (streamAtEnd_) NoCurrentRecord();
+    FetchStreamRow();
+    ++streamPos_;
     return;
   }
   if (currentDeleted_) {
@@ -445,7 +476,8 @@ void Recordset::MoveNext() {
 void Recordset::MovePrevious() {
   RequireOpen();
   FinishEditBeforeMove();
-  if (stream_) rt::Raise(dalerr::kForwardOnly, "Rowset does not support fetching backward.", kAdoSource);
+  if (stream_)
+    rt::Raise(dalerr::kForwardOnly, "Rowset does not support fetching backward.", kAdoSource);
   currentDeleted_ = false;
   if (cur_ < 0 || VisibleCount() == 0) NoCurrentRecord();
   --cur_;
@@ -468,24 +500,27 @@ void Recordset::MoveLast() {
     }
     return;
   }
+  if (VisibleCount() == 0) NoCurrentRecord();
   currentDeleted_ = false;
   cur_ = static_cast<std::int64_t>(VisibleCount()) - 1;
-  if (cur_ < 0) cur_ = 0;
 }
 
 Variant Recordset::Bookmark() const {
   RequireCurrent();
-  if (stream_) rt::Raise(dalerr::kNotUpdatable, "Current Recordset does not support bookmarks.", kAdoSource);
+  if (stream_)
+    rt::Raise(dalerr::kNotUpdatable, "Current Recordset does not support bookmarks.", kAdoSource);
   if (editMode_ == ado::adEditAdd) NoCurrentRecord();
   return Variant(static_cast<double>(PhysicalRow(static_cast<std::size_t>(cur_)) + 1));
 }
 
 void Recordset::SetBookmark(const Variant& bookmark) {
   RequireOpen();
-  if (stream_) rt::Raise(dalerr::kNotUpdatable, "Current Recordset does not support bookmarks.", kAdoSource);
+  if (stream_)
+    rt::Raise(dalerr::kNotUpdatable, "Current Recordset does not support bookmarks.", kAdoSource);
   FinishEditBeforeMove();
   const double b = rt::CDbl(bookmark);
-  if (b < 1 || b != static_cast<double>(static_cast<std::int64_t>(b))) BadArguments("not a bookmark");
+  if (b < 1 || b != static_cast<double>(static_cast<std::int64_t>(b)))
+    BadArguments("not a bookmark");
   const std::size_t physical = static_cast<std::size_t>(b) - 1;
   if (visible_) {
     const auto it = std::lower_bound(visible_->begin(), visible_->end(), physical);
@@ -500,10 +535,12 @@ void Recordset::SetBookmark(const Variant& bookmark) {
 
 void Recordset::SetFilter(const Variant& filter) {
   RequireOpen();
-  if (stream_) rt::Raise(dalerr::kNotUpdatable, "Current Recordset does not support filtering.", kAdoSource);
+  if (stream_)
+    rt::Raise(dalerr::kNotUpdatable, "Current Recordset does not support filtering.", kAdoSource);
   FinishEditBeforeMove();
-  const bool clear = filter.IsEmpty() || filter.IsNull() || (filter.IsNumeric() && rt::CLng(filter) == 0) ||
-                     (filter.IsString() && filter.AsString().find_first_not_of(' ') == std::string::npos);
+  const bool clear =
+      filter.IsEmpty() || filter.IsNull() || (filter.IsNumeric() && rt::CLng(filter) == 0) ||
+      (filter.IsString() && filter.AsString().find_first_not_of(' ') == std::string::npos);
   if (clear) {
     filter_.reset();
     filterText_ = Variant(std::string());
@@ -561,8 +598,8 @@ std::string Recordset::BaseTable() const {
     }
   }
   if (table.empty()) {
-    rt::Raise(rt::err::kUnspecified, "Insufficient base table information for updating or refreshing.",
-              kAdoSource);
+    rt::Raise(rt::err::kUnspecified,
+              "Insufficient base table information for updating or refreshing.", kAdoSource);
   }
   return table;
 }
@@ -631,7 +668,8 @@ void Recordset::WriteBackInsert(std::size_t row) {
   // Read back the number the store gave an AutoNumber column.
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     if (columns_[i].autoIncrement && !pending_[i] && NameEquals(columns_[i].baseTable, table)) {
-      pending_[i] = ConvertForColumn(backend.InsertedValue(table, columns_[i].baseColumn), columns_[i]);
+      pending_[i] =
+          ConvertForColumn(backend.InsertedValue(table, columns_[i].baseColumn), columns_[i]);
     }
   }
 }
@@ -644,17 +682,18 @@ void Recordset::WriteBackUpdate(std::size_t row) {
     if (!pending_[i]) continue;
     changed[i] = true;
     if (!NameEquals(columns_[i].baseTable, table)) {
-      rt::Raise(dalerr::kMultipleStep, "Multiple-step operation generated errors. Check each status "
-                                       "value. (Field '" + columns_[i].name + "' is not updatable)",
+      rt::Raise(dalerr::kMultipleStep,
+                "Multiple-step operation generated errors. Check each status "
+                "value. (Field '" +
+                    columns_[i].name + "' is not updatable)",
                 kAdoSource);
     }
     values.push_back({columns_[i].baseColumn, *pending_[i]});
   }
   if (values.empty()) return;
   Backend& backend = connection_->backend();
-  const Statement st = BuildUpdate(table, values,
-                                   MatchOf(columns_, RowValues(row), backend, table, changed),
-                                   backend.quirks());
+  const Statement st = BuildUpdate(
+      table, values, MatchOf(columns_, RowValues(row), backend, table, changed), backend.quirks());
   const std::int64_t affected = connection_->Guarded([&] {
     connection_->Trace(st.sql);
     return backend.ExecuteNative(st.sql, st.params).rowsAffected;
@@ -665,8 +704,8 @@ void Recordset::WriteBackUpdate(std::size_t row) {
 void Recordset::WriteBackDelete(std::size_t row) {
   const std::string table = BaseTable();
   Backend& backend = connection_->backend();
-  const Statement st = BuildDelete(table, MatchOf(columns_, RowValues(row), backend, table),
-                                   backend.quirks());
+  const Statement st =
+      BuildDelete(table, MatchOf(columns_, RowValues(row), backend, table), backend.quirks());
   const std::int64_t affected = connection_->Guarded([&] {
     connection_->Trace(st.sql);
     return backend.ExecuteNative(st.sql, st.params).rowsAffected;
@@ -767,7 +806,7 @@ Variant Recordset::GetProperty(std::string_view name, const std::vector<Variant>
     if (index.empty()) return Variant(rt::ObjectRef(fields()));
     return Variant(rt::ObjectRef(fields()->Item(index[0])));
   }
-  if (NameEquals(name, "Collect")) return fields()->Item(Arg(index, 0))->Value();
+  if (NameEquals(name, "Collect")) return fields()->Item(rt::ArgAt(index, 0))->Value();
   return Object::GetProperty(name, index);
 }
 
@@ -777,14 +816,15 @@ void Recordset::SetProperty(std::string_view name, const Variant& value,
   if (NameEquals(name, "Filter")) return SetFilter(value);
   if (NameEquals(name, "CursorType")) return SetCursorType(rt::CLng(value));
   if (NameEquals(name, "LockType")) return SetLockType(rt::CLng(value));
-  if (NameEquals(name, "Collect")) return fields()->Item(Arg(index, 0))->SetValue(value);
+  if (NameEquals(name, "Collect")) return fields()->Item(rt::ArgAt(index, 0))->SetValue(value);
   if (NameEquals(name, "CursorLocation")) return;  // client-side is what this layer offers
   Object::SetProperty(name, value, index);
 }
 
 Variant Recordset::Call(std::string_view name, std::vector<Variant>& args) {
   if (NameEquals(name, "Open")) {
-    Open(Arg(args, 0), Arg(args, 1), OptInt(args, 2, -1), OptInt(args, 3, -1), OptInt(args, 4, -1));
+    Open(rt::ArgAt(args, 0), rt::ArgAt(args, 1), rt::OptLongArg(args, 2, -1),
+         rt::OptLongArg(args, 3, -1), rt::OptLongArg(args, 4, -1));
     return {};
   }
   if (NameEquals(name, "Close")) return Close(), Variant();
@@ -795,13 +835,14 @@ Variant Recordset::Call(std::string_view name, std::vector<Variant>& args) {
   if (NameEquals(name, "AddNew")) {
     AddNew();
     // AddNew FieldList, Values: set the named fields of the new row at once.
-    if (!Arg(args, 0).IsMissing()) {
+    if (!rt::ArgAt(args, 0).IsMissing()) {
       const Variant& names = args[0];
-      const Variant& values = Arg(args, 1);
+      const Variant& values = rt::ArgAt(args, 1);
       if (names.IsArray()) {
         const auto& n = names.AsArray().items();
         const auto& v = values.AsArray().items();
-        for (std::size_t i = 0; i < n.size() && i < v.size(); ++i) fields()->Item(n[i])->SetValue(v[i]);
+        for (std::size_t i = 0; i < n.size() && i < v.size(); ++i)
+          fields()->Item(n[i])->SetValue(v[i]);
       } else {
         fields()->Item(names)->SetValue(values);
       }
@@ -810,7 +851,7 @@ Variant Recordset::Call(std::string_view name, std::vector<Variant>& args) {
     return {};
   }
   if (NameEquals(name, "Update")) {
-    if (!Arg(args, 0).IsMissing()) fields()->Item(args[0])->SetValue(Arg(args, 1));
+    if (!rt::ArgAt(args, 0).IsMissing()) fields()->Item(args[0])->SetValue(rt::ArgAt(args, 1));
     Update();
     return {};
   }

@@ -95,8 +95,8 @@ Route RouteConnection(std::string_view connectionString, std::string_view provid
   route.provider = Trim(First(route.keys, {"PROVIDER"}));
   if (route.provider.empty()) route.provider = Trim(providerProperty);
   const std::string provider = Upper(route.provider);
-  const bool fileProvider = provider.starts_with("MICROSOFT.JET.OLEDB") ||
-                            provider.starts_with("MICROSOFT.ACE.OLEDB");
+  const bool fileProvider =
+      provider.starts_with("MICROSOFT.JET.OLEDB") || provider.starts_with("MICROSOFT.ACE.OLEDB");
   if (fileProvider) {
     route.kind = StoreKind::File;
     route.dataSource = Trim(First(route.keys, {"DATA SOURCE", "DBQ"}));

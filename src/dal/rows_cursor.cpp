@@ -21,15 +21,19 @@ CellType RowsCursor::Type(std::size_t column) const {
   const rt::Variant& v = Cell(column);
   switch (v.Type()) {
     case rt::VarType::Null:
-    case rt::VarType::Empty: return CellType::Null;
+    case rt::VarType::Empty:
+      return CellType::Null;
     case rt::VarType::Boolean:
     case rt::VarType::Byte:
     case rt::VarType::Integer:
-    case rt::VarType::Long: return CellType::Integer;
+    case rt::VarType::Long:
+      return CellType::Integer;
     case rt::VarType::Single:
     case rt::VarType::Double:
-    case rt::VarType::Currency: return CellType::Real;
-    default: return CellType::Text;
+    case rt::VarType::Currency:
+      return CellType::Real;
+    default:
+      return CellType::Text;
   }
 }
 
@@ -39,13 +43,17 @@ std::int64_t RowsCursor::Integer(std::size_t column) const {
   return rt::CLng(v);
 }
 
-double RowsCursor::Real(std::size_t column) const { return rt::CDbl(Cell(column)); }
+double RowsCursor::Real(std::size_t column) const {
+  return rt::CDbl(Cell(column));
+}
 
 std::string_view RowsCursor::Text(std::size_t column) const {
   text_ = rt::CStr(Cell(column));
   return text_;
 }
 
-std::span<const std::uint8_t> RowsCursor::Blob(std::size_t) const { return {}; }
+std::span<const std::uint8_t> RowsCursor::Blob(std::size_t) const {
+  return {};
+}
 
 }  // namespace zmdb::dal

@@ -13,39 +13,94 @@ namespace {
 
 enum class Kind { I32, I64, F64, Text, Var };
 
-bool IsDateType(std::int32_t t) { return t == 7 || t == 133 || t == 134 || t == 135; }
+bool IsDateType(std::int32_t t) {
+  return t == 7 || t == 133 || t == 134 || t == 135;
+}
 
 // How a column of an ADO type is stored.
 Kind KindFor(std::int32_t adoType) {
   switch (adoType) {
-    case 2: case 3: case 11: case 16: case 17: case 18: return Kind::I32;
-    case 19: case 20: case 21: return Kind::I64;
-    case 4: case 5: case 6: case 14: case 131: case 7: case 133: case 134: case 135:
+    case 2:
+    case 3:
+    case 11:
+    case 16:
+    case 17:
+    case 18:
+      return Kind::I32;
+    case 19:
+    case 20:
+    case 21:
+      return Kind::I64;
+    case 4:
+    case 5:
+    case 6:
+    case 14:
+    case 131:
+    case 7:
+    case 133:
+    case 134:
+    case 135:
       return Kind::F64;
-    case 8: case 72: case 129: case 130: case 200: case 201: case 202: case 203:
+    case 8:
+    case 72:
+    case 129:
+    case 130:
+    case 200:
+    case 201:
+    case 202:
+    case 203:
       return Kind::Text;
-    default: return Kind::Var;
+    default:
+      return Kind::Var;
   }
 }
 
 // The Variant subtype of a column's values.
 rt::VarType VarTypeFor(std::int32_t adoType) {
   switch (adoType) {
-    case 2: case 16: return rt::VarType::Integer;
-    case 3: case 18: case 19: return rt::VarType::Long;
-    case 4: return rt::VarType::Single;
-    case 5: case 14: case 20: case 21: case 131: return rt::VarType::Double;
-    case 6: return rt::VarType::Currency;
-    case 7: case 133: case 134: case 135: return rt::VarType::Date;
-    case 11: return rt::VarType::Boolean;
-    case 17: return rt::VarType::Byte;
-    case 8: case 72: case 129: case 130: case 200: case 201: case 202: case 203:
+    case 2:
+    case 16:
+      return rt::VarType::Integer;
+    case 3:
+    case 18:
+    case 19:
+      return rt::VarType::Long;
+    case 4:
+      return rt::VarType::Single;
+    case 5:
+    case 14:
+    case 20:
+    case 21:
+    case 131:
+      return rt::VarType::Double;
+    case 6:
+      return rt::VarType::Currency;
+    case 7:
+    case 133:
+    case 134:
+    case 135:
+      return rt::VarType::Date;
+    case 11:
+      return rt::VarType::Boolean;
+    case 17:
+      return rt::VarType::Byte;
+    case 8:
+    case 72:
+    case 129:
+    case 130:
+    case 200:
+    case 201:
+    case 202:
+    case 203:
       return rt::VarType::String;
-    default: return rt::VarType::Variant;
+    default:
+      return rt::VarType::Variant;
   }
 }
 
-bool IsSizedText(std::int32_t t) { return t == 129 || t == 130 || t == 200 || t == 202; }
+bool IsSizedText(std::int32_t t) {
+  return t == 129 || t == 130 || t == 200 || t == 202;
+}
 
 std::size_t Utf8Length(std::string_view s) {
   std::size_t n = 0;
@@ -67,8 +122,8 @@ std::optional<rt::Date> ParseStoredDate(std::string_view t) {
   int y, mo, d, h, mi, s;
   if (t.size() == 19 && t[4] == '-' && t[7] == '-' && t[10] == ' ' && t[13] == ':' &&
       t[16] == ':' && digits(0, 4, y) && digits(5, 2, mo) && digits(8, 2, d) && digits(11, 2, h) &&
-      digits(14, 2, mi) && digits(17, 2, s) && mo >= 1 && mo <= 12 && d >= 1 && d <= 31 &&
-      h < 24 && mi < 60 && s < 60 && y >= 1900) {
+      digits(14, 2, mi) && digits(17, 2, s) && mo >= 1 && mo <= 12 && d >= 1 && d <= 31 && h < 24 &&
+      mi < 60 && s < 60 && y >= 1900) {
     // Days from civil (proleptic Gregorian), shifted to the 1899-12-30 epoch.
     const int yy = y - (mo <= 2);
     const int era = (yy >= 0 ? yy : yy - 399) / 400;
@@ -142,11 +197,21 @@ struct RowStore::Column {
 
   void PushDefault() {
     switch (kind) {
-      case Kind::I32: i32.push_back(0); break;
-      case Kind::I64: i64.push_back(0); break;
-      case Kind::F64: f64.push_back(0); break;
-      case Kind::Text: offsets.push_back(0), lengths.push_back(0); break;
-      case Kind::Var: vars.emplace_back(); break;
+      case Kind::I32:
+        i32.push_back(0);
+        break;
+      case Kind::I64:
+        i64.push_back(0);
+        break;
+      case Kind::F64:
+        f64.push_back(0);
+        break;
+      case Kind::Text:
+        offsets.push_back(0), lengths.push_back(0);
+        break;
+      case Kind::Var:
+        vars.emplace_back();
+        break;
     }
   }
 
@@ -157,10 +222,15 @@ struct RowStore::Column {
       case Kind::I32: {
         const std::int32_t v = i32[row];
         switch (adoType) {
-          case 2: case 16: return rt::Variant(static_cast<std::int16_t>(v));
-          case 11: return rt::Variant(v != 0);
-          case 17: return rt::Variant(static_cast<std::uint8_t>(v));
-          default: return rt::Variant(v);
+          case 2:
+          case 16:
+            return rt::Variant(static_cast<std::int16_t>(v));
+          case 11:
+            return rt::Variant(v != 0);
+          case 17:
+            return rt::Variant(static_cast<std::uint8_t>(v));
+          default:
+            return rt::Variant(v);
         }
       }
       case Kind::I64: {
@@ -180,7 +250,8 @@ struct RowStore::Column {
       }
       case Kind::Text:
         return rt::Variant(std::string(arena, offsets[row], lengths[row]));
-      case Kind::Var: return vars[row];
+      case Kind::Var:
+        return vars[row];
     }
     return rt::Variant::Null();
   }
@@ -204,11 +275,13 @@ struct RowStore::Column {
       case Kind::I32:
         i32[row] = v.Type() == rt::VarType::Boolean ? (v.AsBoolean() ? -1 : 0) : rt::CLng(v);
         return;
-      case Kind::I64: i64[row] = static_cast<std::int64_t>(rt::CDbl(v)); return;
+      case Kind::I64:
+        i64[row] = static_cast<std::int64_t>(rt::CDbl(v));
+        return;
       case Kind::F64:
-        f64[row] = v.Type() == rt::VarType::Date ? v.AsDate().serial
+        f64[row] = v.Type() == rt::VarType::Date       ? v.AsDate().serial
                    : v.Type() == rt::VarType::Currency ? v.AsCurrency().ToDouble()
-                                                        : rt::CDbl(v);
+                                                       : rt::CDbl(v);
         return;
       case Kind::Text: {
         const std::string t = rt::CStr(v);
@@ -217,7 +290,9 @@ struct RowStore::Column {
         arena.append(t);
         return;
       }
-      case Kind::Var: vars[row] = v; return;
+      case Kind::Var:
+        vars[row] = v;
+        return;
     }
   }
 };
@@ -291,7 +366,8 @@ void RowStore::AppendFrom(const Cursor& cursor) {
           continue;
         }
         break;
-      case Kind::Var: break;
+      case Kind::Var:
+        break;
     }
     // Anything else (a text in a numeric column, a blob ...) is kept as it came.
     c.ToVariants();
@@ -307,10 +383,18 @@ void RowStore::AppendFrom(const Cursor& cursor) {
         }
         break;
       }
-      case CellType::Real: c.vars.emplace_back(cursor.Real(i)); break;
-      case CellType::Text: c.vars.emplace_back(std::string(cursor.Text(i))); break;
-      case CellType::Blob: c.vars.push_back(BytesOf(cursor.Blob(i))); break;
-      case CellType::Null: c.vars.push_back(rt::Variant::Null()); break;
+      case CellType::Real:
+        c.vars.emplace_back(cursor.Real(i));
+        break;
+      case CellType::Text:
+        c.vars.emplace_back(std::string(cursor.Text(i)));
+        break;
+      case CellType::Blob:
+        c.vars.push_back(BytesOf(cursor.Blob(i)));
+        break;
+      case CellType::Null:
+        c.vars.push_back(rt::Variant::Null());
+        break;
     }
   }
   ++rows_;
@@ -353,10 +437,9 @@ void RowStore::Clear() {
 std::size_t RowStore::MemoryUsed() const {
   std::size_t total = sizeof(*this);
   for (const auto& c : columns_) {
-    total += sizeof(Column) + c->nulls.bytes() + c->i32.capacity() * 4 +
-             c->i64.capacity() * 8 + c->f64.capacity() * 8 + c->arena.capacity() +
-             c->offsets.capacity() * 8 + c->lengths.capacity() * 4 +
-             c->vars.capacity() * sizeof(rt::Variant);
+    total += sizeof(Column) + c->nulls.bytes() + c->i32.capacity() * 4 + c->i64.capacity() * 8 +
+             c->f64.capacity() * 8 + c->arena.capacity() + c->offsets.capacity() * 8 +
+             c->lengths.capacity() * 4 + c->vars.capacity() * sizeof(rt::Variant);
   }
   return total;
 }

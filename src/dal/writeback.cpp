@@ -74,9 +74,13 @@ Statement BuildDelete(std::string_view table, const std::vector<ColumnValue>& ma
 
 bool ComparableForMatch(std::int32_t adoType) {
   switch (adoType) {
-    case 4: case 5:                      // Single, Double
-    case 201: case 203:                  // long text
-    case 128: case 204: case 205:        // binary
+    case 4:
+    case 5:  // Single, Double
+    case 201:
+    case 203:  // long text
+    case 128:
+    case 204:
+    case 205:  // binary
       return false;
     default:
       return true;

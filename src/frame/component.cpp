@@ -66,8 +66,8 @@ std::string clsZMDBFunc::ValueOrDefault(const rt::Variant& Value, const rt::Vari
     try {
       statement();
     } catch (...) {
-      ShowDebugError(rt::Variant(rt::ObjectRef(
-          std::make_shared<ErrObject>(rt::ErrorFromCurrentException()))));
+      ShowDebugError(
+          rt::Variant(rt::ObjectRef(std::make_shared<ErrObject>(rt::ErrorFromCurrentException()))));
     }
   };
   std::string result;

@@ -24,9 +24,9 @@ rt::Variant ErrObject::GetProperty(std::string_view name, const std::vector<rt::
 
 void clsZMDBFunc::ShowDebugError(const rt::Variant& errObject) {
   if (!debug_) return;
-  const std::string prompt = ErrorPrompt(rt::GetProp(errObject, "Number"),
-                                         rt::GetProp(errObject, "Source"),
-                                         rt::GetProp(errObject, "Description"));
+  const std::string prompt =
+      ErrorPrompt(rt::GetProp(errObject, "Number"), rt::GetProp(errObject, "Source"),
+                  rt::GetProp(errObject, "Description"));
   rt::MsgBox(prompt, rt::mb::kOKOnly, "DebugMode");
 }
 
@@ -37,9 +37,13 @@ void clsZMDBFunc::RecordError(const rt::ErrorInfo& e) {
   lastError_.Source = e.Source;
 }
 
-ErrStruct clsZMDBFunc::dbGetLastError() const { return lastError_; }
+ErrStruct clsZMDBFunc::dbGetLastError() const {
+  return lastError_;
+}
 
-void clsZMDBFunc::dbClearError() { lastError_ = ErrStruct{}; }
+void clsZMDBFunc::dbClearError() {
+  lastError_ = ErrStruct{};
+}
 
 // The result is never assigned, so it is Empty whatever the flag.
 rt::Variant clsZMDBFunc::dbSetDebug(bool fbDebug) {
@@ -47,7 +51,9 @@ rt::Variant clsZMDBFunc::dbSetDebug(bool fbDebug) {
   return {};
 }
 
-void clsZMDBFunc::dbSetAppTitle(const std::string& fsAppTitle) { rt::SetAppTitle(fsAppTitle); }
+void clsZMDBFunc::dbSetAppTitle(const std::string& fsAppTitle) {
+  rt::SetAppTitle(fsAppTitle);
+}
 
 // One box per error of the connection's Errors collection, in order, bearing
 // the application title; shown whatever the debug flag says.

@@ -7,11 +7,16 @@ namespace zmdb::frame {
 
 std::string_view GuardKindName(GuardKind kind) {
   switch (kind) {
-    case GuardKind::Recording: return "recording";
-    case GuardKind::Silent: return "silent";
-    case GuardKind::Unguarded: return "unguarded";
-    case GuardKind::ResumeNext: return "resume next";
-    case GuardKind::OwnHandler: return "own handler";
+    case GuardKind::Recording:
+      return "recording";
+    case GuardKind::Silent:
+      return "silent";
+    case GuardKind::Unguarded:
+      return "unguarded";
+    case GuardKind::ResumeNext:
+      return "resume next";
+    case GuardKind::OwnHandler:
+      return "own handler";
   }
   return "?";
 }

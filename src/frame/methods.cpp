@@ -59,8 +59,8 @@ Variant ToVariant(const T& v) {
 // A C++ parameter declared as a non-const reference is a by-reference
 // argument: its value after the call goes back to the caller.
 template <class P>
-constexpr bool kWritesBack = std::is_lvalue_reference_v<P> &&
-                             !std::is_const_v<std::remove_reference_t<P>>;
+constexpr bool kWritesBack =
+    std::is_lvalue_reference_v<P> && !std::is_const_v<std::remove_reference_t<P>>;
 
 template <class R, class Fn, class... Ps, std::size_t... I>
 Variant CallWith(clsZMDBFunc& o, Fn fn, std::vector<Variant>& args, std::index_sequence<I...>) {
@@ -99,17 +99,27 @@ Invoker Bind(R (clsZMDBFunc::*fn)(Ps...) const) {
 
 using G = GuardKind;
 
-ArgSpec In(std::string_view name, ArgType type) { return {name, type, false, false, {}}; }
-ArgSpec Ref(std::string_view name, ArgType type) { return {name, type, false, true, {}}; }
+ArgSpec In(std::string_view name, ArgType type) {
+  return {name, type, false, false, {}};
+}
+ArgSpec Ref(std::string_view name, ArgType type) {
+  return {name, type, false, true, {}};
+}
 ArgSpec Opt(std::string_view name, ArgType type, std::optional<Variant> def = {}) {
   return {name, type, true, false, std::move(def)};
 }
 ArgSpec OptRef(std::string_view name, ArgType type, std::optional<Variant> def = {}) {
   return {name, type, true, true, std::move(def)};
 }
-Variant B(bool b) { return Variant(b); }
-Variant L(std::int32_t l) { return Variant(l); }
-Variant S(const char* s) { return Variant(s); }
+Variant B(bool b) {
+  return Variant(b);
+}
+Variant L(std::int32_t l) {
+  return Variant(l);
+}
+Variant S(const char* s) {
+  return Variant(s);
+}
 
 constexpr std::int32_t kDispBase = 0x60030000;
 
@@ -119,7 +129,12 @@ constexpr std::string_view kNeedsUi = "the host control bindings";
 
 MethodSpec M(int place, std::string_view name, ArgType result, GuardKind guard,
              std::vector<ArgSpec> args, Invoker invoke = {}, std::string_view needs = kNeedsDal) {
-  return {name, kDispBase + place, result, guard, std::move(args), std::move(invoke),
+  return {name,
+          kDispBase + place,
+          result,
+          guard,
+          std::move(args),
+          std::move(invoke),
           invoke ? std::string_view() : needs};
 }
 
@@ -137,8 +152,8 @@ std::vector<MethodSpec> BuildTable() {
                 {Ref("Ctrl", Variant), In("fsTblName", String), In("fsFldName", String),
                  Opt("fItemData", String), Opt("fsSort", String), Opt("fsCondition", String),
                  Opt("fsFilterData", String), OptRef("Conn", Variant)}));
-  t.push_back(M(4, "dbAddFieldsName", Boolean, G::Recording,
-                {Ref("Ctrl", Variant), Ref("rs", Object)}));
+  t.push_back(
+      M(4, "dbAddFieldsName", Boolean, G::Recording, {Ref("Ctrl", Variant), Ref("rs", Object)}));
   t.push_back(M(5, "dbBackupRecordset", Boolean, G::Recording,
                 {Ref("rs", Object), In("fsFile", String), Opt("fsSeparator", String, S(",")),
                  Opt("fsNote", String), Opt("fbNonInfo", Boolean, B(false)),
@@ -146,33 +161,30 @@ std::vector<MethodSpec> BuildTable() {
   t.push_back(M(6, "dbRestoreRecordset", Object, G::Recording,
                 {In("fsFile", String), Opt("fsSeparator", String, S(",")),
                  Opt("fbNote", Boolean, B(false)), Opt("fsFieldNames", String),
-                 Opt("fsFieldTypes", String), Opt("fsFieldLen", String),
-                 OptRef("Ctrl", Variant)}));
+                 Opt("fsFieldTypes", String), Opt("fsFieldLen", String), OptRef("Ctrl", Variant)}));
   t.push_back(M(7, "dbCloneRecord", Object, G::Recording, {Ref("rs", Object)}));
   t.push_back(M(8, "dbCopyRecordset", Boolean, G::Recording,
                 {Ref("rs", Object), In("fsTblName", String), OptRef("Conn", Variant)}));
   t.push_back(M(9, "dbCopyRows", Boolean, G::Recording,
-                {In("fsSrcTblName", String), In("fsDstTblName", String),
-                 Opt("fsCondition", String), OptRef("SrcConn", Variant),
-                 OptRef("DstConn", Variant)}));
-  t.push_back(M(10, "dbCopyTblData", Boolean, G::Recording,
-                {In("fsSrcTblName", String), In("fsDstTblName", String),
-                 Opt("fsCondition", String), OptRef("Conn", Variant)}));
-  t.push_back(M(11, "dbCopyTblStruct", Boolean, G::Recording,
-                {In("fsSrcTblName", String), In("fsDstTblName", String),
+                {In("fsSrcTblName", String), In("fsDstTblName", String), Opt("fsCondition", String),
                  OptRef("SrcConn", Variant), OptRef("DstConn", Variant)}));
+  t.push_back(M(10, "dbCopyTblData", Boolean, G::Recording,
+                {In("fsSrcTblName", String), In("fsDstTblName", String), Opt("fsCondition", String),
+                 OptRef("Conn", Variant)}));
+  t.push_back(M(11, "dbCopyTblStruct", Boolean, G::Recording,
+                {In("fsSrcTblName", String), In("fsDstTblName", String), OptRef("SrcConn", Variant),
+                 OptRef("DstConn", Variant)}));
   t.push_back(M(12, "dbCreateTblStruct", Boolean, G::Recording,
                 {In("fsTblName", String), Ref("fTFieldStruct", Array), OptRef("Conn", Variant)}));
   t.push_back(M(13, "dbCreateVRecord", Object, G::Unguarded, {Ref("fTFieldStruct", Array)}));
   t.push_back(M(14, "dbGetFieldSQLStr", String, G::Recording,
                 {In("fsTblName", String), In("fsFldName", String), OptRef("Conn", Variant)}));
   t.push_back(M(15, "dbGetFieldsName", String, G::Unguarded,
-                {Ref("fsTblName", String), Ref("Conn", Variant),
-                 OptRef("fsFields", String, S("*")), OptRef("fsRetType", String)}));
+                {Ref("fsTblName", String), Ref("Conn", Variant), OptRef("fsFields", String, S("*")),
+                 OptRef("fsRetType", String)}));
   t.push_back(M(16, "dbSetNullToZero", Boolean, G::Silent,
-                {Ref("fsTblName", String), Ref("Conn", Variant),
-                 OptRef("fsFields", String, S("*")), OptRef("fsCondition", String),
-                 OptRef("fbOnlyNumeric", Boolean, B(false))}));
+                {Ref("fsTblName", String), Ref("Conn", Variant), OptRef("fsFields", String, S("*")),
+                 OptRef("fsCondition", String), OptRef("fbOnlyNumeric", Boolean, B(false))}));
   t.push_back(M(17, "dbGetFormCtlInfo", Array, G::Recording,
                 {In("fsFormFile", String), Opt("fsCtlType", String)}, {}, kNeedsUi));
   t.push_back(M(18, "LoSplitVBLineInfo", Boolean, G::Silent,
@@ -202,10 +214,9 @@ std::vector<MethodSpec> BuildTable() {
   t.push_back(M(29, "dbRecordCounts", Long, G::Unguarded,
                 {Ref("fsTblName", String), Ref("Conn", Variant), OptRef("fsCondition", String)}));
   t.push_back(M(30, "dbGetMaxID", String, G::Recording,
-                {In("fsTblName", String), Opt("fsIDFld", String, S("ID")),
-                 OptRef("Conn", Variant), Opt("fbIsStr", Boolean, B(false)),
-                 Opt("flLen", Long, L(8)), OptRef("bIsSQL", Boolean, B(false)),
-                 OptRef("fsConditionSQL", String, S(""))}));
+                {In("fsTblName", String), Opt("fsIDFld", String, S("ID")), OptRef("Conn", Variant),
+                 Opt("fbIsStr", Boolean, B(false)), Opt("flLen", Long, L(8)),
+                 OptRef("bIsSQL", Boolean, B(false)), OptRef("fsConditionSQL", String, S(""))}));
   t.push_back(M(31, "dbOpenDateBase", Boolean, G::Silent,
                 {Ref("fsFilename", String), Ref("fsConnStr", String)}));
   t.push_back(M(32, "dbSetConnect", Boolean, G::Recording,
@@ -225,12 +236,12 @@ std::vector<MethodSpec> BuildTable() {
                  OptRef("fsServer", String), Opt("fbIsShape", Boolean, B(false)),
                  OptRef("fsDSN", String), Opt("fiType", Long, L(1))},
                 Bind(&C::dbGetSQLConnect)));
-  t.push_back(M(39, "dbCreateDBItem", Boolean, G::Recording,
-                {Ref("PathFileName", String), OptRef("fsPasswd", String),
-                 OptRef("fsNewDBFile", String), Opt("fbMsgWarn", Boolean),
-                 Opt("fbSQL", Boolean, B(false)), Opt("fsUserName", String),
-                 Opt("fsServer", String), Opt("fsDatabase", String),
-                 Opt("fsLang", String, S(";LANGID=0x0804;CP=936;COUNTRY=0"))}));
+  t.push_back(
+      M(39, "dbCreateDBItem", Boolean, G::Recording,
+        {Ref("PathFileName", String), OptRef("fsPasswd", String), OptRef("fsNewDBFile", String),
+         Opt("fbMsgWarn", Boolean), Opt("fbSQL", Boolean, B(false)), Opt("fsUserName", String),
+         Opt("fsServer", String), Opt("fsDatabase", String),
+         Opt("fsLang", String, S(";LANGID=0x0804;CP=936;COUNTRY=0"))}));
   t.push_back(M(40, "dbCreateDBADOX", Boolean, G::ResumeNext, {Ref("strDBPath", String)}));
   t.push_back(M(41, "dbCloseDBItem", Boolean, G::Recording, {}));
   t.push_back(M(42, "dbTableDefs", Array, G::Recording,
@@ -238,8 +249,8 @@ std::vector<MethodSpec> BuildTable() {
   t.push_back(M(43, "dbQueryDefs", Array, G::Recording, {OptRef("Conn", Variant)}));
   t.push_back(M(44, "dbProperties", Array, G::Recording,
                 {In("fsTblName", String), Opt("fsFldName", String), OptRef("Conn", Variant)}));
-  t.push_back(M(45, "dbFields", Array, G::Recording,
-                {In("fsTblName", String), OptRef("Conn", Variant)}));
+  t.push_back(
+      M(45, "dbFields", Array, G::Recording, {In("fsTblName", String), OptRef("Conn", Variant)}));
   t.push_back(M(46, "dbQueryExists", Boolean, G::Silent,
                 {In("fsQryName", String), OptRef("Conn", Variant),
                  OptRef("fbIsSQLServer", Boolean, B(false))}));
@@ -247,9 +258,9 @@ std::vector<MethodSpec> BuildTable() {
                 {In("fsTblName", String), OptRef("Conn", Variant)}));
   t.push_back(M(48, "dbFieldExists", Boolean, G::Silent,
                 {In("fsTblName", String), In("fsFldName", String), OptRef("Conn", Variant)}));
-  t.push_back(M(49, "dbIndexExists", Boolean, G::Silent,
-                {In("fsTblName", String), Opt("fsIndexName", String),
-                 Opt("fbIsSQLServer", Boolean)}));
+  t.push_back(
+      M(49, "dbIndexExists", Boolean, G::Silent,
+        {In("fsTblName", String), Opt("fsIndexName", String), Opt("fbIsSQLServer", Boolean)}));
   t.push_back(M(50, "dbCreateTableItem", Boolean, G::Recording,
                 {In("fsTblName", String), Opt("TblConn", String), Opt("bSavePasswd", Boolean),
                  Opt("VirturlIndex", String), OptRef("Conn", Variant)}));
@@ -257,14 +268,13 @@ std::vector<MethodSpec> BuildTable() {
   t.push_back(M(52, "dbSetTableItem", Boolean, G::Recording, {In("fsTblName", String)}));
   t.push_back(M(53, "dbCloseTable", Boolean, G::Recording, {In("fsTblName", String)}));
   t.push_back(M(54, "dbRemoveTableItem", Boolean, G::Recording,
-                {In("fsTblName", String), Opt("fbIsSQLServer", Boolean),
-                 OptRef("Conn", Variant)}));
+                {In("fsTblName", String), Opt("fbIsSQLServer", Boolean), OptRef("Conn", Variant)}));
   t.push_back(M(55, "dbModifyTableName", Boolean, G::Recording,
                 {In("fsOldName", Variant), In("fsNewName", String), OptRef("Conn", Variant)}));
   t.push_back(M(58, "dbGetLastError", Record, G::Unguarded, {}, Bind(&C::dbGetLastError)));
   t.push_back(M(59, "dbClearError", Void, G::Unguarded, {}, Bind(&C::dbClearError)));
-  t.push_back(M(60, "dbSetDebug", Variant, G::Unguarded, {In("fbDebug", Boolean)},
-                Bind(&C::dbSetDebug)));
+  t.push_back(
+      M(60, "dbSetDebug", Variant, G::Unguarded, {In("fbDebug", Boolean)}, Bind(&C::dbSetDebug)));
   t.push_back(M(61, "dbSetAppTitle", Void, G::Unguarded, {In("fsAppTitle", String)},
                 Bind(&C::dbSetAppTitle)));
   t.push_back(M(62, "dbDisplayADOError", Void, G::Unguarded, {Ref("cn", Variant)},
@@ -281,25 +291,25 @@ std::vector<MethodSpec> BuildTable() {
                  OptRef("Conn", Variant)}));
   t.push_back(M(66, "dbIndexDefs", Array, G::Recording,
                 {In("fsTblName", String), OptRef("Conn", Variant)}));
-  t.push_back(M(67, "dbCreateIndexItem", Boolean, G::Recording,
-                {In("fsTblName", String), Opt("fsIndexName", String),
-                 Opt("fsIndexField", String, S("ID")), Opt("fbPrimary", Boolean, B(true)),
-                 Opt("fbRequired", Boolean, B(true)), Opt("fbClustered", Boolean, B(true)),
-                 Opt("fbUnique", Boolean, B(true)), Opt("fbIgnoreNulls", Boolean, B(false)),
-                 Opt("fsGroupName", String, S("PRIMARY")),
-                 Opt("fbIsSQLServer", Boolean, B(false))}));
-  t.push_back(M(68, "dbRemoveIndexItem", Boolean, G::OwnHandler,
-                {In("fsTblName", String), Opt("fsIndexName", String),
-                 Opt("fbIsSQLServer", Boolean)}));
+  t.push_back(
+      M(67, "dbCreateIndexItem", Boolean, G::Recording,
+        {In("fsTblName", String), Opt("fsIndexName", String), Opt("fsIndexField", String, S("ID")),
+         Opt("fbPrimary", Boolean, B(true)), Opt("fbRequired", Boolean, B(true)),
+         Opt("fbClustered", Boolean, B(true)), Opt("fbUnique", Boolean, B(true)),
+         Opt("fbIgnoreNulls", Boolean, B(false)), Opt("fsGroupName", String, S("PRIMARY")),
+         Opt("fbIsSQLServer", Boolean, B(false))}));
+  t.push_back(
+      M(68, "dbRemoveIndexItem", Boolean, G::OwnHandler,
+        {In("fsTblName", String), Opt("fsIndexName", String), Opt("fbIsSQLServer", Boolean)}));
   t.push_back(M(69, "dbCreateRelationItem", Boolean, G::Recording,
                 {In("fsFldName", String), Opt("fsTblName", String), Opt("fsForeignTable", String),
                  Opt("fAttributes", Long), Opt("fsForeignName", String), Opt("fsName", String)}));
   t.push_back(M(70, "dbCreateQueryItem", Boolean, G::Recording,
-                {In("fsQueryName", String), In("fSQLText", String),
-                 Opt("fbIsSQLServer", Boolean), OptRef("Conn", Variant)}));
-  t.push_back(M(71, "dbRemoveQueryItem", Boolean, G::Recording,
-                {In("fsQueryName", String), Opt("fbIsSQLServer", Boolean),
+                {In("fsQueryName", String), In("fSQLText", String), Opt("fbIsSQLServer", Boolean),
                  OptRef("Conn", Variant)}));
+  t.push_back(
+      M(71, "dbRemoveQueryItem", Boolean, G::Recording,
+        {In("fsQueryName", String), Opt("fbIsSQLServer", Boolean), OptRef("Conn", Variant)}));
   t.push_back(M(72, "dbListSQLDBase", Array, G::Recording,
                 {In("fsServer", String), Ref("fsUser", String), Ref("fsPwd", String),
                  OptRef("fsProvider", String, S("SQLOLEDB"))}));
@@ -316,25 +326,23 @@ std::vector<MethodSpec> BuildTable() {
                 {In("cn", Object), Ref("sTblName", String), In("Operator", Long),
                  OptRef("fsGroupOrUser", String, S("Public"))}));
   t.push_back(M(78, "dbCSql", String, G::Unguarded, {Ref("fsSQL", String)}, Bind(&C::dbCSql)));
-  t.push_back(M(79, "dbExport", Boolean, G::OwnHandler,
-                {Ref("fsSQL", String), Ref("Conn", Variant), Opt("fsDefaultFile", String),
-                 Opt("fbNoFiledlg", Boolean), Opt("fbNoTypeSelect", Boolean),
-                 Opt("fsDefType", Long)}));
+  t.push_back(
+      M(79, "dbExport", Boolean, G::OwnHandler,
+        {Ref("fsSQL", String), Ref("Conn", Variant), Opt("fsDefaultFile", String),
+         Opt("fbNoFiledlg", Boolean), Opt("fbNoTypeSelect", Boolean), Opt("fsDefType", Long)}));
   t.push_back(M(80, "dbGetFldTypeDesc", String, G::Unguarded,
-                {In("iType", Long), Opt("bIsADO", Boolean, B(true))},
-                Bind(&C::dbGetFldTypeDesc)));
-  t.push_back(M(81, "dbAdo2DaoType", Long, G::Unguarded, {Ref("flType", Long)},
-                Bind(&C::dbAdo2DaoType)));
-  t.push_back(M(82, "dbDao2AdoType", Long, G::Unguarded, {Ref("flType", Long)},
-                Bind(&C::dbDao2AdoType)));
+                {In("iType", Long), Opt("bIsADO", Boolean, B(true))}, Bind(&C::dbGetFldTypeDesc)));
+  t.push_back(
+      M(81, "dbAdo2DaoType", Long, G::Unguarded, {Ref("flType", Long)}, Bind(&C::dbAdo2DaoType)));
+  t.push_back(
+      M(82, "dbDao2AdoType", Long, G::Unguarded, {Ref("flType", Long)}, Bind(&C::dbDao2AdoType)));
   t.push_back(M(83, "dbGetHXType", String, G::Unguarded,
-                {Ref("flType", Long), OptRef("fbIsDAO", Boolean, B(true))},
-                Bind(&C::dbGetHXType)));
+                {Ref("flType", Long), OptRef("fbIsDAO", Boolean, B(true))}, Bind(&C::dbGetHXType)));
   t.push_back(M(84, "dbGetFieldType", String, G::Unguarded,
                 {In("flType", Long), OptRef("fbIsAdo", Boolean, B(true))},
                 Bind(&C::dbGetFieldType)));
-  t.push_back(M(85, "dbGetDAODesc", String, G::Unguarded, {Ref("feDAO", Long)},
-                Bind(&C::dbGetDAODesc)));
+  t.push_back(
+      M(85, "dbGetDAODesc", String, G::Unguarded, {Ref("feDAO", Long)}, Bind(&C::dbGetDAODesc)));
   return t;
 }
 
@@ -363,11 +371,16 @@ const MethodSpec* FindMethod(std::string_view name) {
 
 Variant CoerceTo(const Variant& v, ArgType type) {
   switch (type) {
-    case ArgType::Boolean: return Variant(rt::CBool(v));
-    case ArgType::Integer: return Variant(rt::CInt(v));
-    case ArgType::Long: return Variant(rt::CLng(v));
-    case ArgType::Date: return Variant(rt::CDate(v));
-    case ArgType::String: return Variant(rt::CStr(v));
+    case ArgType::Boolean:
+      return Variant(rt::CBool(v));
+    case ArgType::Integer:
+      return Variant(rt::CInt(v));
+    case ArgType::Long:
+      return Variant(rt::CLng(v));
+    case ArgType::Date:
+      return Variant(rt::CDate(v));
+    case ArgType::String:
+      return Variant(rt::CStr(v));
     case ArgType::Object:
       if (v.IsEmpty()) return Variant(rt::ObjectRef());
       if (!v.IsObject()) rt::Raise(rt::err::kTypeMismatch);
@@ -379,7 +392,8 @@ Variant CoerceTo(const Variant& v, ArgType type) {
       if (!v.IsRecord()) rt::Raise(rt::err::kTypeMismatch);
       return v;
     case ArgType::Void:
-    case ArgType::Variant: return v;
+    case ArgType::Variant:
+      return v;
   }
   return v;
 }
@@ -389,16 +403,25 @@ namespace {
 Variant OmittedValue(const ArgSpec& arg) {
   if (arg.defaultValue) return *arg.defaultValue;
   switch (arg.type) {
-    case ArgType::Boolean: return Variant(false);
-    case ArgType::Integer: return Variant(std::int16_t{0});
-    case ArgType::Long: return Variant(std::int32_t{0});
-    case ArgType::Date: return Variant(rt::Date{});
-    case ArgType::String: return Variant(std::string());
-    case ArgType::Object: return Variant(rt::ObjectRef());
-    case ArgType::Array: return Variant(rt::SafeArray());
-    case ArgType::Variant: return Variant::Missing();
+    case ArgType::Boolean:
+      return Variant(false);
+    case ArgType::Integer:
+      return Variant(std::int16_t{0});
+    case ArgType::Long:
+      return Variant(std::int32_t{0});
+    case ArgType::Date:
+      return Variant(rt::Date{});
+    case ArgType::String:
+      return Variant(std::string());
+    case ArgType::Object:
+      return Variant(rt::ObjectRef());
+    case ArgType::Array:
+      return Variant(rt::SafeArray());
+    case ArgType::Variant:
+      return Variant::Missing();
     case ArgType::Record:
-    case ArgType::Void: break;
+    case ArgType::Void:
+      break;
   }
   return Variant::Missing();
 }
@@ -414,9 +437,8 @@ std::vector<Variant> PrepareArguments(const MethodSpec& method,
     const bool present = i < given.size() && given[i].has_value();
     if (!present) {
       if (!spec.optional) {
-        rt::Raise(rt::err::kArgNotOptional,
-                  "Argument not optional: " + std::string(spec.name) + " of " +
-                      std::string(method.name));
+        rt::Raise(rt::err::kArgNotOptional, "Argument not optional: " + std::string(spec.name) +
+                                                " of " + std::string(method.name));
       }
       args.push_back(OmittedValue(spec));
     } else if (spec.type == ArgType::Variant) {
@@ -430,8 +452,9 @@ std::vector<Variant> PrepareArguments(const MethodSpec& method,
 
 Variant Invoke(clsZMDBFunc& object, const MethodSpec& method, std::vector<Variant>& args) {
   if (!method.invoke) {
-    rt::Raise(rt::err::kNotSupported, std::string(method.name) + " is not available yet: it needs " +
-                                          std::string(method.needs));
+    rt::Raise(
+        rt::err::kNotSupported,
+        std::string(method.name) + " is not available yet: it needs " + std::string(method.needs));
   }
   return method.invoke(object, args);
 }

@@ -28,20 +28,25 @@ LibraryState& Library() {
   return state;
 }
 
-void SetEngineFactory(ObjectFactory factory) { EngineFactory() = std::move(factory); }
+void SetEngineFactory(ObjectFactory factory) {
+  EngineFactory() = std::move(factory);
+}
 
 rt::ObjectRef Engine() {
   LibraryState& lib = Library();
   if (!lib.engine) {
     if (!EngineFactory()) {
-      rt::Raise(rt::err::kObjectNotSet, "No data engine is available: the data-access layer is not linked");
+      rt::Raise(rt::err::kObjectNotSet,
+                "No data engine is available: the data-access layer is not linked");
     }
     lib.engine = EngineFactory()();
   }
   return lib.engine;
 }
 
-void SetExportDialogFactory(ObjectFactory factory) { DialogFactory() = std::move(factory); }
+void SetExportDialogFactory(ObjectFactory factory) {
+  DialogFactory() = std::move(factory);
+}
 
 rt::ObjectRef ExportDialog() {
   LibraryState& lib = Library();

@@ -1,12 +1,12 @@
 #include "zmdb/runtime/convert.h"
 
+#include <fmt/format.h>
+
 #include <cfloat>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
-
-#include <fmt/format.h>
 
 #include "zmdb/runtime/datetime.h"
 #include "zmdb/runtime/error.h"
@@ -18,8 +18,12 @@ namespace {
 
 // ------------------------------------------------------------ text helpers
 
-bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsBlank(char c) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
 
 // `text` without leading and trailing blanks.
 std::string_view Trim(std::string_view text) {
@@ -29,7 +33,9 @@ std::string_view Trim(std::string_view text) {
 }
 
 // ASCII lower case of one character.
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+char Lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
 
 // ASCII case-insensitive equality.
 bool EqualsNoCase(std::string_view a, std::string_view b) {
@@ -93,13 +99,18 @@ ParseStatus ParseHex(std::string_view s, double& out) {
   for (char c : s) {
     const char l = Lower(c);
     std::uint32_t digit = 0;
-    if (IsDigit(l)) digit = static_cast<std::uint32_t>(l - '0');
-    else if (l >= 'a' && l <= 'f') digit = static_cast<std::uint32_t>(l - 'a' + 10);
-    else return ParseStatus::Bad;
+    if (IsDigit(l))
+      digit = static_cast<std::uint32_t>(l - '0');
+    else if (l >= 'a' && l <= 'f')
+      digit = static_cast<std::uint32_t>(l - 'a' + 10);
+    else
+      return ParseStatus::Bad;
     value = value * 16 + digit;
   }
-  if (s.size() <= 4) out = static_cast<std::int16_t>(static_cast<std::uint16_t>(value));
-  else out = static_cast<std::int32_t>(value);
+  if (s.size() <= 4)
+    out = static_cast<std::int16_t>(static_cast<std::uint16_t>(value));
+  else
+    out = static_cast<std::int32_t>(value);
   return ParseStatus::Ok;
 }
 
@@ -184,8 +195,8 @@ ParseStatus ParseCurrencyText(std::string_view text, Currency& out) {
   constexpr std::uint64_t kMaxPositive = static_cast<std::uint64_t>(INT64_MAX);
   if (dec.negative) {
     if (magnitude > kMaxPositive + 1) return ParseStatus::Overflow;
-    out = Currency{magnitude == kMaxPositive + 1 ? INT64_MIN
-                                                 : -static_cast<std::int64_t>(magnitude)};
+    out =
+        Currency{magnitude == kMaxPositive + 1 ? INT64_MIN : -static_cast<std::int64_t>(magnitude)};
   } else {
     if (magnitude > kMaxPositive) return ParseStatus::Overflow;
     out = Currency{static_cast<std::int64_t>(magnitude)};
@@ -223,7 +234,9 @@ struct Cursor {
   }
 };
 
-bool IsLeapYear(int y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; }
+bool IsLeapYear(int y) {
+  return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0;
+}
 
 // True when year/month/day name a calendar day the platform can hold.
 bool ValidDay(int year, int month, int day) {
@@ -242,8 +255,8 @@ bool ParseTime(Cursor& c, int& seconds) {
   const std::size_t beforeBlanks = c.i;
   c.SkipBlanks();
   const std::string_view rest = c.s.substr(c.i);
-  if (rest.size() >= 2 && (EqualsNoCase(rest.substr(0, 2), "am") ||
-                           EqualsNoCase(rest.substr(0, 2), "pm"))) {
+  if (rest.size() >= 2 &&
+      (EqualsNoCase(rest.substr(0, 2), "am") || EqualsNoCase(rest.substr(0, 2), "pm"))) {
     const bool pm = Lower(rest[0]) == 'p';
     if (hour < 1 || hour > 12) return false;
     hour = hour % 12 + (pm ? 12 : 0);
@@ -295,9 +308,12 @@ struct Number {
 
   double AsDouble() const {
     switch (kind) {
-      case Integer: return static_cast<double>(integer);
-      case Money: return Currency{integer}.ToDouble();
-      default: return real;
+      case Integer:
+        return static_cast<double>(integer);
+      case Money:
+        return Currency{integer}.ToDouble();
+      default:
+        return real;
     }
   }
 };
@@ -306,26 +322,38 @@ struct Number {
 // when out of range), non-scalar values 13.
 Number ToNumber(const Variant& v) {
   switch (v.Type()) {
-    case VarType::Empty: return {};
-    case VarType::Null: Raise(err::kInvalidUseOfNull);
-    case VarType::Boolean: return {Number::Integer, v.AsBoolean() ? -1 : 0, 0.0};
+    case VarType::Empty:
+      return {};
+    case VarType::Null:
+      Raise(err::kInvalidUseOfNull);
+    case VarType::Boolean:
+      return {Number::Integer, v.AsBoolean() ? -1 : 0, 0.0};
     case VarType::Byte:
     case VarType::Integer:
-    case VarType::Long: return {Number::Integer, v.AsLong(), 0.0};
+    case VarType::Long:
+      return {Number::Integer, v.AsLong(), 0.0};
     case VarType::Single:
-    case VarType::Double: return {Number::Real, 0, v.AsDouble()};
-    case VarType::Currency: return {Number::Money, v.AsCurrency().scaled, 0.0};
-    case VarType::Date: return {Number::Real, 0, v.AsDate().serial};
+    case VarType::Double:
+      return {Number::Real, 0, v.AsDouble()};
+    case VarType::Currency:
+      return {Number::Money, v.AsCurrency().scaled, 0.0};
+    case VarType::Date:
+      return {Number::Real, 0, v.AsDate().serial};
     case VarType::String: {
       double d = 0.0;
       switch (ParseNumberText(v.AsString(), d)) {
-        case ParseStatus::Ok: return {Number::Real, 0, d};
-        case ParseStatus::Overflow: Raise(err::kOverflow);
-        default: Raise(err::kTypeMismatch);
+        case ParseStatus::Ok:
+          return {Number::Real, 0, d};
+        case ParseStatus::Overflow:
+          Raise(err::kOverflow);
+        default:
+          Raise(err::kTypeMismatch);
       }
     }
-    case VarType::Object: return ToNumber(DefaultOf(v));
-    default: Raise(err::kTypeMismatch);
+    case VarType::Object:
+      return ToNumber(DefaultOf(v));
+    default:
+      Raise(err::kTypeMismatch);
   }
 }
 
@@ -342,7 +370,9 @@ std::int64_t ToWhole(const Variant& v, std::int64_t lo, std::int64_t hi) {
   const Number n = ToNumber(v);
   std::int64_t result = 0;
   switch (n.kind) {
-    case Number::Integer: result = n.integer; break;
+    case Number::Integer:
+      result = n.integer;
+      break;
     case Number::Money: {
       std::int64_t q = n.integer / 10000;
       const std::int64_t r = n.integer % 10000;
@@ -365,7 +395,9 @@ std::int64_t ToWhole(const Variant& v, std::int64_t lo, std::int64_t hi) {
 }
 
 // The serial range of the platform's dates: 100-01-01 to 9999-12-31 23:59:59.
-bool InDateRange(double serial) { return serial > -657435.0 && serial < 2958466.0; }
+bool InDateRange(double serial) {
+  return serial > -657435.0 && serial < 2958466.0;
+}
 
 // Shared text form of binary floating point: up to `digits` significant
 // digits, trailing zeros removed, exponent form from 1E+digits up and below
@@ -412,10 +444,14 @@ std::int32_t ErrorNumberOf(std::int32_t scode) {
 }
 
 // Three-way comparison of two doubles.
-int Order(double a, double b) { return a < b ? -1 : (a > b ? 1 : 0); }
+int Order(double a, double b) {
+  return a < b ? -1 : (a > b ? 1 : 0);
+}
 
 // Three-way comparison of two integers.
-int Order(std::int64_t a, std::int64_t b) { return a < b ? -1 : (a > b ? 1 : 0); }
+int Order(std::int64_t a, std::int64_t b) {
+  return a < b ? -1 : (a > b ? 1 : 0);
+}
 
 // Numeric comparison, exact when neither side is binary floating point.
 int CompareNumbers(const Number& a, const Number& b) {
@@ -432,9 +468,12 @@ enum class Side { Empty, Null, Text, Numeric };
 
 Side SideOf(const Variant& v) {
   switch (v.Type()) {
-    case VarType::Empty: return Side::Empty;
-    case VarType::Null: return Side::Null;
-    case VarType::String: return Side::Text;
+    case VarType::Empty:
+      return Side::Empty;
+    case VarType::Null:
+      return Side::Null;
+    case VarType::String:
+      return Side::Text;
     case VarType::Boolean:
     case VarType::Byte:
     case VarType::Integer:
@@ -442,8 +481,10 @@ Side SideOf(const Variant& v) {
     case VarType::Single:
     case VarType::Double:
     case VarType::Currency:
-    case VarType::Date: return Side::Numeric;
-    default: Raise(err::kTypeMismatch);
+    case VarType::Date:
+      return Side::Numeric;
+    default:
+      Raise(err::kTypeMismatch);
   }
 }
 
@@ -465,28 +506,44 @@ int CompareNumberWithText(const Variant& number, const std::string& text) {
 // Text of a value; Null raises 94, arrays and records 13.
 std::string CStr(const Variant& v) {
   switch (v.Type()) {
-    case VarType::Empty: return {};
-    case VarType::Null: Raise(err::kInvalidUseOfNull);
-    case VarType::Boolean: return v.AsBoolean() ? "True" : "False";
+    case VarType::Empty:
+      return {};
+    case VarType::Null:
+      Raise(err::kInvalidUseOfNull);
+    case VarType::Boolean:
+      return v.AsBoolean() ? "True" : "False";
     case VarType::Byte:
     case VarType::Integer:
-    case VarType::Long: return std::to_string(v.AsLong());
-    case VarType::Single: return SingleToText(std::get<float>(v.storage()));
-    case VarType::Double: return DoubleToText(v.AsDouble());
-    case VarType::Currency: return CurrencyToText(v.AsCurrency());
-    case VarType::Date: return DateToText(v.AsDate());
-    case VarType::String: return v.AsString();
-    case VarType::Object: return CStr(DefaultOf(v));
-    case VarType::Error: return fmt::format("Error {}", ErrorNumberOf(v.AsErrorCode()));
-    default: Raise(err::kTypeMismatch);
+    case VarType::Long:
+      return std::to_string(v.AsLong());
+    case VarType::Single:
+      return SingleToText(std::get<float>(v.storage()));
+    case VarType::Double:
+      return DoubleToText(v.AsDouble());
+    case VarType::Currency:
+      return CurrencyToText(v.AsCurrency());
+    case VarType::Date:
+      return DateToText(v.AsDate());
+    case VarType::String:
+      return v.AsString();
+    case VarType::Object:
+      return CStr(DefaultOf(v));
+    case VarType::Error:
+      return fmt::format("Error {}", ErrorNumberOf(v.AsErrorCode()));
+    default:
+      Raise(err::kTypeMismatch);
   }
 }
 
 // CStr, except that Null contributes "".
-std::string TextOf(const Variant& v) { return v.IsNull() ? std::string() : CStr(v); }
+std::string TextOf(const Variant& v) {
+  return v.IsNull() ? std::string() : CStr(v);
+}
 
 // The value as a double (see ToNumber for the errors).
-double CDbl(const Variant& v) { return ToNumber(v).AsDouble(); }
+double CDbl(const Variant& v) {
+  return ToNumber(v).AsDouble();
+}
 
 // The value as a Single; error 6 beyond the Single range.
 float CSng(const Variant& v) {
@@ -503,17 +560,23 @@ Currency CCur(const Variant& v) {
   if (v.IsString()) {
     Currency c;
     switch (ParseCurrencyText(v.AsString(), c)) {
-      case ParseStatus::Ok: return c;
-      case ParseStatus::Overflow: Raise(err::kOverflow);
-      default: Raise(err::kTypeMismatch);
+      case ParseStatus::Ok:
+        return c;
+      case ParseStatus::Overflow:
+        Raise(err::kOverflow);
+      default:
+        Raise(err::kTypeMismatch);
     }
   }
   if (v.IsObject()) return CCur(DefaultOf(v));
   const Number n = ToNumber(v);
   switch (n.kind) {
-    case Number::Integer: return Currency{n.integer * 10000};
-    case Number::Money: return Currency{n.integer};
-    default: return Currency::FromDouble(n.real);
+    case Number::Integer:
+      return Currency{n.integer * 10000};
+    case Number::Money:
+      return Currency{n.integer};
+    default:
+      return Currency::FromDouble(n.real);
   }
 }
 
@@ -528,7 +591,9 @@ std::int16_t CInt(const Variant& v) {
 }
 
 // 0..255, rounded half to even; error 6 out of range.
-std::uint8_t CByte(const Variant& v) { return static_cast<std::uint8_t>(ToWhole(v, 0, 255)); }
+std::uint8_t CByte(const Variant& v) {
+  return static_cast<std::uint8_t>(ToWhole(v, 0, 255));
+}
 
 // True unless zero; text is "True"/"False" in any case or a number.
 bool CBool(const Variant& v) {
@@ -546,13 +611,16 @@ bool CBool(const Variant& v) {
 // a serial outside years 100-9999, 13 for text that is not a date.
 Date CDate(const Variant& v) {
   switch (v.Type()) {
-    case VarType::Date: return v.AsDate();
-    case VarType::Null: Raise(err::kInvalidUseOfNull);
+    case VarType::Date:
+      return v.AsDate();
+    case VarType::Null:
+      Raise(err::kInvalidUseOfNull);
     case VarType::String: {
       if (auto d = ParseDate(v.AsString())) return *d;
       Raise(err::kTypeMismatch);
     }
-    case VarType::Object: return CDate(DefaultOf(v));
+    case VarType::Object:
+      return CDate(DefaultOf(v));
     default: {
       const double serial = CDbl(v);
       if (!InDateRange(serial)) Raise(err::kOverflow);
@@ -567,18 +635,30 @@ Date CDate(const Variant& v) {
 Variant ConvertTo(const Variant& v, VarType type) {
   if (v.IsEmpty() || v.IsNull()) return v;
   switch (type) {
-    case VarType::Empty: return Variant();
-    case VarType::Null: return Variant::Null();
-    case VarType::Integer: return Variant(CInt(v));
-    case VarType::Long: return Variant(CLng(v));
-    case VarType::Single: return Variant(CSng(v));
-    case VarType::Double: return Variant(CDbl(v));
-    case VarType::Currency: return Variant(CCur(v));
-    case VarType::Date: return Variant(CDate(v));
-    case VarType::String: return Variant(CStr(v));
-    case VarType::Boolean: return Variant(CBool(v));
-    case VarType::Byte: return Variant(CByte(v));
-    case VarType::Variant: return v;
+    case VarType::Empty:
+      return Variant();
+    case VarType::Null:
+      return Variant::Null();
+    case VarType::Integer:
+      return Variant(CInt(v));
+    case VarType::Long:
+      return Variant(CLng(v));
+    case VarType::Single:
+      return Variant(CSng(v));
+    case VarType::Double:
+      return Variant(CDbl(v));
+    case VarType::Currency:
+      return Variant(CCur(v));
+    case VarType::Date:
+      return Variant(CDate(v));
+    case VarType::String:
+      return Variant(CStr(v));
+    case VarType::Boolean:
+      return Variant(CBool(v));
+    case VarType::Byte:
+      return Variant(CByte(v));
+    case VarType::Variant:
+      return v;
     default:
       if (v.Type() != type) Raise(err::kTypeMismatch);
       return v;
@@ -621,8 +701,10 @@ std::optional<Date> ParseDate(std::string_view text) {
 bool IsNumeric(const Variant& v) {
   switch (v.Type()) {
     case VarType::Empty:
-    case VarType::Boolean: return true;
-    case VarType::String: return ParseNumber(v.AsString()).has_value();
+    case VarType::Boolean:
+      return true;
+    case VarType::String:
+      return ParseNumber(v.AsString()).has_value();
     case VarType::Object: {
       const ObjectRef& o = v.AsObject();
       if (!o) return false;
@@ -632,15 +714,18 @@ bool IsNumeric(const Variant& v) {
         return false;
       }
     }
-    default: return v.IsNumeric();
+    default:
+      return v.IsNumeric();
   }
 }
 
 // True for dates and date text.
 bool IsDate(const Variant& v) {
   switch (v.Type()) {
-    case VarType::Date: return true;
-    case VarType::String: return ParseDate(v.AsString()).has_value();
+    case VarType::Date:
+      return true;
+    case VarType::String:
+      return ParseDate(v.AsString()).has_value();
     case VarType::Object: {
       const ObjectRef& o = v.AsObject();
       if (!o) return false;
@@ -650,17 +735,22 @@ bool IsDate(const Variant& v) {
         return false;
       }
     }
-    default: return false;
+    default:
+      return false;
   }
 }
 
 // ------------------------------------------------------------- text forms
 
 // Up to 15 significant digits, no trailing zeros.
-std::string DoubleToText(double d) { return FloatText(d, 15); }
+std::string DoubleToText(double d) {
+  return FloatText(d, 15);
+}
 
 // Up to 7 significant digits, no trailing zeros.
-std::string SingleToText(float f) { return FloatText(static_cast<double>(f), 7); }
+std::string SingleToText(float f) {
+  return FloatText(static_cast<double>(f), 7);
+}
 
 // Whole amount and up to 4 decimals, no trailing zeros.
 std::string CurrencyToText(Currency c) {

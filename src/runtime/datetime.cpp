@@ -39,7 +39,9 @@ void CivilFromDays(std::int64_t z, int& year, int& month, int& day) {
 // static initialisation in other files see it.
 constexpr std::int64_t kEpochDays = DaysFromCivil(1899, 12, 30);
 
-constexpr bool IsLeap(int y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; }
+constexpr bool IsLeap(int y) {
+  return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0;
+}
 
 // Days in month `m` (1-12) of year `y`.
 int DaysInMonth(int y, int m) {

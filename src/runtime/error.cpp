@@ -6,22 +6,38 @@ namespace zmdb::rt {
 
 std::string RuntimeErrorText(std::int32_t number) {
   switch (number) {
-    case err::kInvalidProcCall: return "Invalid procedure call or argument";
-    case err::kOverflow: return "Overflow";
-    case err::kOutOfMemory: return "Out of memory";
-    case err::kSubscriptOutOfRange: return "Subscript out of range";
-    case err::kTypeMismatch: return "Type mismatch";
-    case err::kFileNotFound: return "File not found";
-    case err::kBadFileMode: return "Bad file mode";
-    case err::kInputPastEnd: return "Input past end of file";
-    case err::kObjectNotSet: return "Object variable or With block variable not set";
-    case err::kInvalidUseOfNull: return "Invalid use of Null";
-    case err::kObjectRequired: return "Object required";
-    case err::kNotSupported: return "Object doesn't support this property or method";
-    case err::kArgNotOptional: return "Argument not optional";
-    case err::kWrongArgCount: return "Wrong number of arguments or invalid property assignment";
-    case err::kItemNotFound: return "Item not found in this collection.";
-    default: return "Application-defined or object-defined error";
+    case err::kInvalidProcCall:
+      return "Invalid procedure call or argument";
+    case err::kOverflow:
+      return "Overflow";
+    case err::kOutOfMemory:
+      return "Out of memory";
+    case err::kSubscriptOutOfRange:
+      return "Subscript out of range";
+    case err::kTypeMismatch:
+      return "Type mismatch";
+    case err::kFileNotFound:
+      return "File not found";
+    case err::kBadFileMode:
+      return "Bad file mode";
+    case err::kInputPastEnd:
+      return "Input past end of file";
+    case err::kObjectNotSet:
+      return "Object variable or With block variable not set";
+    case err::kInvalidUseOfNull:
+      return "Invalid use of Null";
+    case err::kObjectRequired:
+      return "Object required";
+    case err::kNotSupported:
+      return "Object doesn't support this property or method";
+    case err::kArgNotOptional:
+      return "Argument not optional";
+    case err::kWrongArgCount:
+      return "Wrong number of arguments or invalid property assignment";
+    case err::kItemNotFound:
+      return "Item not found in this collection.";
+    default:
+      return "Application-defined or object-defined error";
   }
 }
 

@@ -1,12 +1,12 @@
 #include "zmdb/runtime/format.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <optional>
 #include <vector>
-
-#include <fmt/format.h>
 
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/datetime.h"
@@ -17,8 +17,12 @@ namespace zmdb::rt {
 
 namespace {
 
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-bool IsUpper(char c) { return c >= 'A' && c <= 'Z'; }
+char Lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+bool IsUpper(char c) {
+  return c >= 'A' && c <= 'Z';
+}
 
 // ASCII case-insensitive equality.
 bool EqualsNoCase(std::string_view a, std::string_view b) {
@@ -34,9 +38,9 @@ bool StartsNoCase(std::string_view s, std::string_view prefix) {
   return s.size() >= prefix.size() && EqualsNoCase(s.substr(0, prefix.size()), prefix);
 }
 
-constexpr const char* kMonthNames[] = {"January", "February", "March",     "April",
-                                       "May",     "June",     "July",      "August",
-                                       "September", "October", "November", "December"};
+constexpr const char* kMonthNames[] = {"January",   "February", "March",    "April",
+                                       "May",       "June",     "July",     "August",
+                                       "September", "October",  "November", "December"};
 constexpr const char* kDayNames[] = {"Sunday",   "Monday", "Tuesday", "Wednesday",
                                      "Thursday", "Friday", "Saturday"};
 
@@ -148,22 +152,36 @@ std::optional<SignedDecimal> NumberOf(const Variant& v) {
     out.magnitude = FromBinary(d, significant);
   };
   switch (v.Type()) {
-    case VarType::Empty: break;
-    case VarType::Boolean: fromInteger(v.AsBoolean() ? -1 : 0, 0); break;
+    case VarType::Empty:
+      break;
+    case VarType::Boolean:
+      fromInteger(v.AsBoolean() ? -1 : 0, 0);
+      break;
     case VarType::Byte:
     case VarType::Integer:
-    case VarType::Long: fromInteger(v.AsLong(), 0); break;
-    case VarType::Currency: fromInteger(v.AsCurrency().scaled, 4); break;
-    case VarType::Single: fromDouble(v.AsDouble(), 7); break;
-    case VarType::Double: fromDouble(v.AsDouble(), 15); break;
-    case VarType::Date: fromDouble(v.AsDate().serial, 15); break;
+    case VarType::Long:
+      fromInteger(v.AsLong(), 0);
+      break;
+    case VarType::Currency:
+      fromInteger(v.AsCurrency().scaled, 4);
+      break;
+    case VarType::Single:
+      fromDouble(v.AsDouble(), 7);
+      break;
+    case VarType::Double:
+      fromDouble(v.AsDouble(), 15);
+      break;
+    case VarType::Date:
+      fromDouble(v.AsDate().serial, 15);
+      break;
     case VarType::String: {
       const auto d = ParseNumber(v.AsString());
       if (!d) return std::nullopt;
       fromDouble(*d, 15);
       break;
     }
-    default: Raise(err::kTypeMismatch);
+    default:
+      Raise(err::kTypeMismatch);
   }
   if (out.magnitude.IsZero()) out.negative = false;
   return out;
@@ -376,7 +394,9 @@ std::string FormatNumberSection(const NumSection& sec, Decimal value, bool& isZe
   bool looseDone = !looseDigits;
   for (const NumItem& item : sec.items) {
     switch (item.kind) {
-      case NumItem::Literal: out += item.text; break;
+      case NumItem::Literal:
+        out += item.text;
+        break;
       case NumItem::Digit:
         if (item.integerPart) {
           emitDigits(perPlace[intIndex++]);
@@ -402,8 +422,10 @@ std::string FormatNumberSection(const NumSection& sec, Decimal value, bool& isZe
           looseDone = true;
         }
         out += item.expLetter;
-        if (exponent < 0) out += '-';
-        else if (item.expPlus) out += '+';
+        if (exponent < 0)
+          out += '-';
+        else if (item.expPlus)
+          out += '+';
         out += fmt::format("{:0{}d}", std::abs(exponent), std::max(item.expMinDigits, 1));
         break;
       }
@@ -429,11 +451,22 @@ std::string FormatNumber(const SignedDecimal& n, std::string_view pattern) {
 
 // One element of a parsed date pattern.
 struct DateItem {
-  enum Kind { Literal, Year, Month, Day, Hour, Minute, Second, Weekday, Quarter, AmPm, General }
-      kind = Literal;
-  int count = 1;            // run length: "yyyy" is 4
-  std::string text;         // Literal text
-  bool upper = true;        // AmPm: upper-case output
+  enum Kind {
+    Literal,
+    Year,
+    Month,
+    Day,
+    Hour,
+    Minute,
+    Second,
+    Weekday,
+    Quarter,
+    AmPm,
+    General
+  } kind = Literal;
+  int count = 1;              // run length: "yyyy" is 4
+  std::string text;           // Literal text
+  bool upper = true;          // AmPm: upper-case output
   bool singleLetter = false;  // AmPm: "A/P" rather than "AM/PM"
 };
 
@@ -476,16 +509,35 @@ std::vector<DateItem> ParseDatePattern(std::string_view s) {
     }
     DateItem::Kind kind = DateItem::Literal;
     switch (l) {
-      case 'y': kind = DateItem::Year; break;
-      case 'm': kind = DateItem::Month; break;
-      case 'd': kind = DateItem::Day; break;
-      case 'h': kind = DateItem::Hour; break;
-      case 'n': kind = DateItem::Minute; break;
-      case 's': kind = DateItem::Second; break;
-      case 'w': kind = DateItem::Weekday; break;
-      case 'q': kind = DateItem::Quarter; break;
-      case 'c': kind = DateItem::General; break;
-      default: break;
+      case 'y':
+        kind = DateItem::Year;
+        break;
+      case 'm':
+        kind = DateItem::Month;
+        break;
+      case 'd':
+        kind = DateItem::Day;
+        break;
+      case 'h':
+        kind = DateItem::Hour;
+        break;
+      case 'n':
+        kind = DateItem::Minute;
+        break;
+      case 's':
+        kind = DateItem::Second;
+        break;
+      case 'w':
+        kind = DateItem::Weekday;
+        break;
+      case 'q':
+        kind = DateItem::Quarter;
+        break;
+      case 'c':
+        kind = DateItem::General;
+        break;
+      default:
+        break;
     }
     if (kind == DateItem::Literal) {
       literal(s.substr(i, 1));
@@ -526,26 +578,40 @@ std::string FormatDate(Date d, const std::vector<DateItem>& items) {
   const DateParts p = SplitDate(d);
   const bool twelveHour = std::any_of(items.begin(), items.end(),
                                       [](const DateItem& i) { return i.kind == DateItem::AmPm; });
-  auto two = [](int v, int count) { return count >= 2 ? fmt::format("{:02d}", v) : fmt::format("{}", v); };
+  auto two = [](int v, int count) {
+    return count >= 2 ? fmt::format("{:02d}", v) : fmt::format("{}", v);
+  };
   std::string out;
   for (const DateItem& item : items) {
     switch (item.kind) {
-      case DateItem::Literal: out += item.text; break;
+      case DateItem::Literal:
+        out += item.text;
+        break;
       case DateItem::Year:
-        if (item.count == 1) out += fmt::format("{}", DayOfYear(p));
-        else if (item.count == 2) out += fmt::format("{:02d}", p.year % 100);
-        else out += fmt::format("{:04d}", p.year);
+        if (item.count == 1)
+          out += fmt::format("{}", DayOfYear(p));
+        else if (item.count == 2)
+          out += fmt::format("{:02d}", p.year % 100);
+        else
+          out += fmt::format("{:04d}", p.year);
         break;
       case DateItem::Month:
-        if (item.count <= 2) out += two(p.month, item.count);
-        else if (item.count == 3) out += std::string_view(kMonthNames[p.month - 1]).substr(0, 3);
-        else out += kMonthNames[p.month - 1];
+        if (item.count <= 2)
+          out += two(p.month, item.count);
+        else if (item.count == 3)
+          out += std::string_view(kMonthNames[p.month - 1]).substr(0, 3);
+        else
+          out += kMonthNames[p.month - 1];
         break;
       case DateItem::Day:
-        if (item.count <= 2) out += two(p.day, item.count);
-        else if (item.count == 3) out += std::string_view(kDayNames[p.weekday - 1]).substr(0, 3);
-        else if (item.count == 4) out += kDayNames[p.weekday - 1];
-        else if (item.count == 5) out += fmt::format("{:04d}-{:02d}-{:02d}", p.year, p.month, p.day);
+        if (item.count <= 2)
+          out += two(p.day, item.count);
+        else if (item.count == 3)
+          out += std::string_view(kDayNames[p.weekday - 1]).substr(0, 3);
+        else if (item.count == 4)
+          out += kDayNames[p.weekday - 1];
+        else if (item.count == 5)
+          out += fmt::format("{:04d}-{:02d}-{:02d}", p.year, p.month, p.day);
         else
           out += fmt::format("{:04d}-{:02d}-{:02d} {}", p.year, p.month, p.day,
                              kDayNames[p.weekday - 1]);
@@ -556,8 +622,12 @@ std::string FormatDate(Date d, const std::vector<DateItem>& items) {
         out += two(h, item.count);
         break;
       }
-      case DateItem::Minute: out += two(p.minute, item.count); break;
-      case DateItem::Second: out += two(p.second, item.count); break;
+      case DateItem::Minute:
+        out += two(p.minute, item.count);
+        break;
+      case DateItem::Second:
+        out += two(p.second, item.count);
+        break;
       case DateItem::Weekday:
         if (item.count == 1) {
           out += fmt::format("{}", p.weekday);
@@ -567,7 +637,9 @@ std::string FormatDate(Date d, const std::vector<DateItem>& items) {
           out += fmt::format("{}", (DayOfYear(p) + jan1Weekday - 2) / 7 + 1);
         }
         break;
-      case DateItem::Quarter: out += fmt::format("{}", (p.month - 1) / 3 + 1); break;
+      case DateItem::Quarter:
+        out += fmt::format("{}", (p.month - 1) / 3 + 1);
+        break;
       case DateItem::AmPm: {
         const bool pm = p.hour >= 12;
         std::string mark = item.singleLetter ? (pm ? "P" : "A") : (pm ? "PM" : "AM");
@@ -575,7 +647,9 @@ std::string FormatDate(Date d, const std::vector<DateItem>& items) {
         out += mark;
         break;
       }
-      case DateItem::General: out += DateToText(d); break;
+      case DateItem::General:
+        out += DateToText(d);
+        break;
     }
   }
   return out;
@@ -596,14 +670,22 @@ bool IsDatePattern(std::string_view s) {
       return false;
     } else {
       switch (Lower(c)) {
-        case 'y': case 'm': case 'd': case 'h': case 'n': case 's': case 'w': case 'q':
+        case 'y':
+        case 'm':
+        case 'd':
+        case 'h':
+        case 'n':
+        case 's':
+        case 'w':
+        case 'q':
           dateLetter = true;
           break;
         case 'a':
           if (StartsNoCase(s.substr(i), "am/pm") || StartsNoCase(s.substr(i), "a/p"))
             dateLetter = true;
           break;
-        default: break;
+        default:
+          break;
       }
     }
   }
@@ -633,11 +715,16 @@ std::optional<std::string> FormatNamed(const Variant& v, std::string_view name) 
     bool date;
   };
   static constexpr Alias kAliases[] = {
-      {"Long Date", "yyyy-mm-dd dddd", true}, {"Medium Date", "dd-mmm-yy", true},
-      {"Short Date", "yyyy-mm-dd", true},     {"Long Time", "hh:nn:ss", true},
-      {"Medium Time", "hh:nn AM/PM", true},   {"Short Time", "hh:nn", true},
-      {"Fixed", "0.00", false},               {"Standard", "#,##0.00", false},
-      {"Currency", "#,##0.00", false},        {"Percent", "0.00%", false},
+      {"Long Date", "yyyy-mm-dd dddd", true},
+      {"Medium Date", "dd-mmm-yy", true},
+      {"Short Date", "yyyy-mm-dd", true},
+      {"Long Time", "hh:nn:ss", true},
+      {"Medium Time", "hh:nn AM/PM", true},
+      {"Short Time", "hh:nn", true},
+      {"Fixed", "0.00", false},
+      {"Standard", "#,##0.00", false},
+      {"Currency", "#,##0.00", false},
+      {"Percent", "0.00%", false},
       {"Scientific", "0.00E+00", false},
   };
   for (const Alias& a : kAliases) {

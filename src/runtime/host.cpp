@@ -7,12 +7,18 @@ namespace zmdb::rt {
 // Answers of each button group in button order; unknown groups behave as OK only.
 std::vector<int> ButtonAnswers(int buttons) {
   switch (buttons & 0x7) {
-    case mb::kOKCancel: return {mb::kOK, mb::kCancel};
-    case mb::kAbortRetryIgnore: return {mb::kAbort, mb::kRetry, mb::kIgnore};
-    case mb::kYesNoCancel: return {mb::kYes, mb::kNo, mb::kCancel};
-    case mb::kYesNo: return {mb::kYes, mb::kNo};
-    case mb::kRetryCancel: return {mb::kRetry, mb::kCancel};
-    default: return {mb::kOK};
+    case mb::kOKCancel:
+      return {mb::kOK, mb::kCancel};
+    case mb::kAbortRetryIgnore:
+      return {mb::kAbort, mb::kRetry, mb::kIgnore};
+    case mb::kYesNoCancel:
+      return {mb::kYes, mb::kNo, mb::kCancel};
+    case mb::kYesNo:
+      return {mb::kYes, mb::kNo};
+    case mb::kRetryCancel:
+      return {mb::kRetry, mb::kCancel};
+    default:
+      return {mb::kOK};
   }
 }
 
@@ -43,7 +49,9 @@ void HeadlessHost::SetMousePointer(int pointer) {
   pointers_.push_back(pointer);
 }
 
-void HeadlessHost::Unload(Object&) { ++unloads_; }
+void HeadlessHost::Unload(Object&) {
+  ++unloads_;
+}
 
 void HeadlessHost::ScriptAnswers(std::vector<int> answers) {
   answers_.assign(answers.begin(), answers.end());
@@ -82,7 +90,9 @@ ScopedHost::ScopedHost(std::shared_ptr<Host> host)
   tThreadHost = host_.get();
 }
 
-ScopedHost::~ScopedHost() { tThreadHost = previous_; }
+ScopedHost::~ScopedHost() {
+  tThreadHost = previous_;
+}
 
 std::string AppTitle() {
   std::lock_guard lock(gTitleMutex);
@@ -102,8 +112,12 @@ int MsgBox(const std::string& prompt, int buttons, const std::string& title) {
   return CurrentHost().MsgBox(prompt, buttons, title);
 }
 
-void SetMousePointer(int pointer) { CurrentHost().SetMousePointer(pointer); }
+void SetMousePointer(int pointer) {
+  CurrentHost().SetMousePointer(pointer);
+}
 
-void DoEvents() { CurrentHost().DoEvents(); }
+void DoEvents() {
+  CurrentHost().DoEvents();
+}
 
 }  // namespace zmdb::rt

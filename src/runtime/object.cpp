@@ -2,6 +2,8 @@
 
 #include <cctype>
 
+#include "zmdb/runtime/convert.h"
+
 namespace zmdb::rt {
 
 // Unknown member: the platform answers error 438.
@@ -13,9 +15,13 @@ void Object::SetProperty(std::string_view, const Variant&, const std::vector<Var
   Raise(err::kNotSupported);
 }
 
-Variant Object::Call(std::string_view, std::vector<Variant>&) { Raise(err::kNotSupported); }
+Variant Object::Call(std::string_view, std::vector<Variant>&) {
+  Raise(err::kNotSupported);
+}
 
-Variant Object::DefaultValue() { Raise(err::kNotSupported); }
+Variant Object::DefaultValue() {
+  Raise(err::kNotSupported);
+}
 
 // ASCII case-insensitive equality, as member and collection look-ups use.
 bool NameEquals(std::string_view a, std::string_view b) {
@@ -46,6 +52,16 @@ Variant GetProp(const Variant& v, std::string_view name, const std::vector<Varia
 void SetProp(const Variant& v, std::string_view name, const Variant& value,
              const std::vector<Variant>& index) {
   Target(v).SetProperty(name, value, index);
+}
+
+const Variant& ArgAt(const std::vector<Variant>& args, std::size_t i) {
+  static const Variant missing = Variant::Missing();
+  return i < args.size() ? args[i] : missing;
+}
+
+std::int32_t OptLongArg(const std::vector<Variant>& args, std::size_t i, std::int32_t fallback) {
+  const Variant& v = ArgAt(args, i);
+  return v.IsMissing() ? fallback : CLng(v);
 }
 
 Variant CallMethod(const Variant& v, std::string_view name, std::vector<Variant> args) {

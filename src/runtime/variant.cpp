@@ -14,18 +14,30 @@ namespace {
 // Nothing, or Empty for Variant elements.
 Variant DefaultFor(VarType type) {
   switch (type) {
-    case VarType::Integer: return Variant(std::int16_t{0});
-    case VarType::Long: return Variant(std::int32_t{0});
-    case VarType::Single: return Variant(0.0f);
-    case VarType::Double: return Variant(0.0);
-    case VarType::Currency: return Variant(Currency{});
-    case VarType::Date: return Variant(Date{});
-    case VarType::String: return Variant(std::string());
-    case VarType::Object: return Variant(ObjectRef{});
-    case VarType::Error: return Variant(ErrorCode{});
-    case VarType::Boolean: return Variant(false);
-    case VarType::Byte: return Variant(std::uint8_t{0});
-    default: return Variant();
+    case VarType::Integer:
+      return Variant(std::int16_t{0});
+    case VarType::Long:
+      return Variant(std::int32_t{0});
+    case VarType::Single:
+      return Variant(0.0f);
+    case VarType::Double:
+      return Variant(0.0);
+    case VarType::Currency:
+      return Variant(Currency{});
+    case VarType::Date:
+      return Variant(Date{});
+    case VarType::String:
+      return Variant(std::string());
+    case VarType::Object:
+      return Variant(ObjectRef{});
+    case VarType::Error:
+      return Variant(ErrorCode{});
+    case VarType::Boolean:
+      return Variant(false);
+    case VarType::Byte:
+      return Variant(std::uint8_t{0});
+    default:
+      return Variant();
   }
 }
 
@@ -44,18 +56,30 @@ Variant BlankLike(const Variant& v) {
 // The platform's name of a VarType as an element type ("Long", "Variant").
 const char* ElementTypeName(VarType t) {
   switch (t) {
-    case VarType::Integer: return "Integer";
-    case VarType::Long: return "Long";
-    case VarType::Single: return "Single";
-    case VarType::Double: return "Double";
-    case VarType::Currency: return "Currency";
-    case VarType::Date: return "Date";
-    case VarType::String: return "String";
-    case VarType::Object: return "Object";
-    case VarType::Error: return "Error";
-    case VarType::Boolean: return "Boolean";
-    case VarType::Byte: return "Byte";
-    default: return "Variant";
+    case VarType::Integer:
+      return "Integer";
+    case VarType::Long:
+      return "Long";
+    case VarType::Single:
+      return "Single";
+    case VarType::Double:
+      return "Double";
+    case VarType::Currency:
+      return "Currency";
+    case VarType::Date:
+      return "Date";
+    case VarType::String:
+      return "String";
+    case VarType::Object:
+      return "Object";
+    case VarType::Error:
+      return "Error";
+    case VarType::Boolean:
+      return "Boolean";
+    case VarType::Byte:
+      return "Byte";
+    default:
+      return "Variant";
   }
 }
 
@@ -110,7 +134,9 @@ SafeArray& SafeArray::operator=(SafeArray&&) noexcept = default;
 SafeArray::~SafeArray() = default;
 
 // True once the array has bounds (even when it holds no items).
-bool SafeArray::allocated() const { return items_ != nullptr; }
+bool SafeArray::allocated() const {
+  return items_ != nullptr;
+}
 
 // Lower bound; error 9 when unallocated.
 std::int32_t SafeArray::LBound() const {
@@ -126,7 +152,9 @@ std::int32_t SafeArray::UBound() const {
 }
 
 // Number of items; 0 when unallocated.
-std::size_t SafeArray::size() const { return items_ ? items_->size() : 0; }
+std::size_t SafeArray::size() const {
+  return items_ ? items_->size() : 0;
+}
 
 // Element at platform index `index`; error 9 when unallocated or out of range.
 Variant& SafeArray::at(std::int32_t index) {
@@ -167,7 +195,9 @@ void SafeArray::RedimPreserve(std::int32_t lbound, std::int32_t ubound) {
 }
 
 // Items in index order; empty when unallocated.
-const std::vector<Variant>& SafeArray::items() const { return items_ ? *items_ : NoItems(); }
+const std::vector<Variant>& SafeArray::items() const {
+  return items_ ? *items_ : NoItems();
+}
 
 // Items in index order; an unallocated array becomes an allocated empty one
 // (lower bound unchanged) so that callers can fill it.
@@ -197,7 +227,8 @@ Record::Record(std::string typeName)
 // A record of type `typeName` with its members in declaration order.
 Record::Record(std::string typeName, std::vector<std::pair<std::string, Variant>> members)
     : typeName_(std::move(typeName)),
-      members_(std::make_unique<std::vector<std::pair<std::string, Variant>>>(std::move(members))) {}
+      members_(std::make_unique<std::vector<std::pair<std::string, Variant>>>(std::move(members))) {
+}
 
 // Deep copy: records are values.
 Record::Record(const Record& other)
@@ -265,26 +296,43 @@ bool Record::operator==(const Record& other) const {
 // The VarType of the held alternative, in Storage order.
 VarType Variant::Type() const {
   switch (v_.index()) {
-    case 0: return VarType::Empty;
-    case 1: return VarType::Null;
-    case 2: return VarType::Boolean;
-    case 3: return VarType::Byte;
-    case 4: return VarType::Integer;
-    case 5: return VarType::Long;
-    case 6: return VarType::Single;
-    case 7: return VarType::Double;
-    case 8: return VarType::Currency;
-    case 9: return VarType::Date;
-    case 10: return VarType::String;
-    case 11: return VarType::Object;
-    case 12: return VarType::Error;
-    case 13: return VarType::Array;
-    default: return VarType::Record;
+    case 0:
+      return VarType::Empty;
+    case 1:
+      return VarType::Null;
+    case 2:
+      return VarType::Boolean;
+    case 3:
+      return VarType::Byte;
+    case 4:
+      return VarType::Integer;
+    case 5:
+      return VarType::Long;
+    case 6:
+      return VarType::Single;
+    case 7:
+      return VarType::Double;
+    case 8:
+      return VarType::Currency;
+    case 9:
+      return VarType::Date;
+    case 10:
+      return VarType::String;
+    case 11:
+      return VarType::Object;
+    case 12:
+      return VarType::Error;
+    case 13:
+      return VarType::Array;
+    default:
+      return VarType::Record;
   }
 }
 
 // An array's element type; error 13 for anything else.
-VarType Variant::ArrayType() const { return AsArray().elementType(); }
+VarType Variant::ArrayType() const {
+  return AsArray().elementType();
+}
 
 // The Error subtype with the "parameter not found" code.
 bool Variant::IsMissing() const {
@@ -300,8 +348,10 @@ bool Variant::IsNumeric() const {
     case VarType::Long:
     case VarType::Single:
     case VarType::Double:
-    case VarType::Currency: return true;
-    default: return false;
+    case VarType::Currency:
+      return true;
+    default:
+      return false;
   }
 }
 
@@ -383,22 +433,25 @@ std::int32_t Variant::AsErrorCode() const {
 // The platform's TypeName of a value (see the header for the names).
 std::string TypeName(const Variant& v) {
   switch (v.Type()) {
-    case VarType::Empty: return "Empty";
-    case VarType::Null: return "Null";
+    case VarType::Empty:
+      return "Empty";
+    case VarType::Null:
+      return "Null";
     case VarType::Object: {
       const ObjectRef& o = v.AsObject();
       return o ? o->TypeName() : "Nothing";
     }
-    case VarType::Record: return v.AsRecord().typeName();
+    case VarType::Record:
+      return v.AsRecord().typeName();
     case VarType::Array: {
       const SafeArray& a = v.AsArray();
       // A record array is named after its records when it holds one.
-      if (a.elementType() == VarType::Record && !a.items().empty() &&
-          a.items().front().IsRecord())
+      if (a.elementType() == VarType::Record && !a.items().empty() && a.items().front().IsRecord())
         return a.items().front().AsRecord().typeName() + "()";
       return std::string(ElementTypeName(a.elementType())) + "()";
     }
-    default: return ElementTypeName(v.Type());
+    default:
+      return ElementTypeName(v.Type());
   }
 }
 

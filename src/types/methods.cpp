@@ -35,6 +35,8 @@ std::string clsZMDBFunc::dbGetFieldType(std::int32_t flType, bool fbIsAdo) {
   return types::FieldCategory(flType, fbIsAdo);
 }
 
-std::string clsZMDBFunc::dbGetDAODesc(std::int32_t feDAO) { return types::DaoConstantName(feDAO); }
+std::string clsZMDBFunc::dbGetDAODesc(std::int32_t feDAO) {
+  return types::DaoConstantName(feDAO);
+}
 
 }  // namespace zmdb

@@ -82,13 +82,13 @@ constexpr std::array kDaoNames{
 
 // DAO constant names, "edb"-prefixed.
 constexpr std::array kDaoConstants{
-    CodeName{1, "edbBoolean"},     CodeName{2, "edbByte"},       CodeName{3, "edbInteger"},
-    CodeName{4, "edbLong"},        CodeName{5, "edbCurrency"},   CodeName{6, "edbSingle"},
-    CodeName{7, "edbDouble"},      CodeName{8, "edbDate"},       CodeName{9, "edbBinary"},
-    CodeName{10, "edbText"},       CodeName{11, "edbLongBinary"}, CodeName{12, "edbMemo"},
-    CodeName{15, "edbGUID"},       CodeName{16, "edbBigInt"},    CodeName{17, "edbVarBinary"},
-    CodeName{18, "edbChar"},       CodeName{19, "edbNumeric"},   CodeName{20, "edbDecimal"},
-    CodeName{21, "edbFloat"},      CodeName{22, "edbTime"},      CodeName{23, "edbTimeStamp"},
+    CodeName{1, "edbBoolean"}, CodeName{2, "edbByte"},        CodeName{3, "edbInteger"},
+    CodeName{4, "edbLong"},    CodeName{5, "edbCurrency"},    CodeName{6, "edbSingle"},
+    CodeName{7, "edbDouble"},  CodeName{8, "edbDate"},        CodeName{9, "edbBinary"},
+    CodeName{10, "edbText"},   CodeName{11, "edbLongBinary"}, CodeName{12, "edbMemo"},
+    CodeName{15, "edbGUID"},   CodeName{16, "edbBigInt"},     CodeName{17, "edbVarBinary"},
+    CodeName{18, "edbChar"},   CodeName{19, "edbNumeric"},    CodeName{20, "edbDecimal"},
+    CodeName{21, "edbFloat"},  CodeName{22, "edbTime"},       CodeName{23, "edbTimeStamp"},
 };
 
 // Returns the name listed for code in table, or "" when the code is not listed.
@@ -112,28 +112,60 @@ std::int32_t AdoToDao(std::int32_t adoCode) {
   using namespace ado;
   using namespace dao;
   switch (adoCode) {
-    case adEmpty: case adBSTR: case adError: case adVariant: case adChar: case adWChar:
-    case adUserDefined: case adVarChar: case adVarWChar:
+    case adEmpty:
+    case adBSTR:
+    case adError:
+    case adVariant:
+    case adChar:
+    case adWChar:
+    case adUserDefined:
+    case adVarChar:
+    case adVarWChar:
       return dbText;
-    case adSmallInt: case adInteger: case adIDispatch: case adIUnknown: case adTinyInt:
-    case adUnsignedSmallInt: case adUnsignedInt:
+    case adSmallInt:
+    case adInteger:
+    case adIDispatch:
+    case adIUnknown:
+    case adTinyInt:
+    case adUnsignedSmallInt:
+    case adUnsignedInt:
       return dbInteger;
-    case adSingle: return dbSingle;
-    case adDouble: return dbDouble;
-    case adCurrency: return dbCurrency;
-    case adDate: case adDBDate: return dbDate;
-    case adBoolean: return dbBoolean;
-    case adDecimal: return dbDecimal;
-    case adUnsignedTinyInt: return dbByte;
-    case adBigInt: case adUnsignedBigInt: return dbBigInt;
-    case adGUID: return dbGUID;
-    case adBinary: case adVarBinary: return dbBinary;
-    case adNumeric: return dbNumeric;
-    case adDBTime: return dbTime;
-    case adDBTimeStamp: return dbTimeStamp;
-    case adLongVarChar: case adLongVarWChar: return dbMemo;
-    case adLongVarBinary: return dbLongBinary;
-    default: return 0;
+    case adSingle:
+      return dbSingle;
+    case adDouble:
+      return dbDouble;
+    case adCurrency:
+      return dbCurrency;
+    case adDate:
+    case adDBDate:
+      return dbDate;
+    case adBoolean:
+      return dbBoolean;
+    case adDecimal:
+      return dbDecimal;
+    case adUnsignedTinyInt:
+      return dbByte;
+    case adBigInt:
+    case adUnsignedBigInt:
+      return dbBigInt;
+    case adGUID:
+      return dbGUID;
+    case adBinary:
+    case adVarBinary:
+      return dbBinary;
+    case adNumeric:
+      return dbNumeric;
+    case adDBTime:
+      return dbTime;
+    case adDBTimeStamp:
+      return dbTimeStamp;
+    case adLongVarChar:
+    case adLongVarWChar:
+      return dbMemo;
+    case adLongVarBinary:
+      return dbLongBinary;
+    default:
+      return 0;
   }
 }
 
@@ -143,24 +175,43 @@ std::int32_t DaoToAdo(std::int32_t daoCode) {
   using namespace ado;
   using namespace dao;
   switch (daoCode) {
-    case dbBoolean: return adBoolean;
-    case dbByte: return adUnsignedTinyInt;
-    case dbInteger: case dbLong: return adInteger;
-    case dbCurrency: return adCurrency;
-    case dbSingle: return adSingle;
-    case dbDouble: return adDouble;
-    case dbDate: return adDate;
-    case dbBinary: return adBinary;
-    case dbText: return adVarWChar;
-    case dbLongBinary: return adLongVarBinary;
-    case dbMemo: return adLongVarWChar;
-    case dbGUID: return adGUID;
-    case dbBigInt: return adBigInt;
-    case dbNumeric: return adNumeric;
-    case dbDecimal: return adDecimal;
-    case dbTime: return adDBTime;
-    case dbTimeStamp: return adDBTimeStamp;
-    default: return 0;
+    case dbBoolean:
+      return adBoolean;
+    case dbByte:
+      return adUnsignedTinyInt;
+    case dbInteger:
+    case dbLong:
+      return adInteger;
+    case dbCurrency:
+      return adCurrency;
+    case dbSingle:
+      return adSingle;
+    case dbDouble:
+      return adDouble;
+    case dbDate:
+      return adDate;
+    case dbBinary:
+      return adBinary;
+    case dbText:
+      return adVarWChar;
+    case dbLongBinary:
+      return adLongVarBinary;
+    case dbMemo:
+      return adLongVarWChar;
+    case dbGUID:
+      return adGUID;
+    case dbBigInt:
+      return adBigInt;
+    case dbNumeric:
+      return adNumeric;
+    case dbDecimal:
+      return adDecimal;
+    case dbTime:
+      return adDBTime;
+    case dbTimeStamp:
+      return adDBTimeStamp;
+    default:
+      return 0;
   }
 }
 
@@ -169,15 +220,31 @@ std::int32_t DaoToAdo(std::int32_t daoCode) {
 std::string HXTypeOfDao(std::int32_t daoCode) {
   using namespace dao;
   switch (daoCode) {
-    case dbBoolean: case dbText: case dbGUID: case dbVarBinary: case dbChar:
+    case dbBoolean:
+    case dbText:
+    case dbGUID:
+    case dbVarBinary:
+    case dbChar:
       return "VARCHAR";
-    case dbByte: case dbInteger: case dbLong: case dbDouble: case dbBigInt:
+    case dbByte:
+    case dbInteger:
+    case dbLong:
+    case dbDouble:
+    case dbBigInt:
       return "INT";
-    case dbCurrency: case dbSingle: case dbNumeric: case dbDecimal: case dbFloat:
+    case dbCurrency:
+    case dbSingle:
+    case dbNumeric:
+    case dbDecimal:
+    case dbFloat:
       return "FLOAT";
-    case dbDate: case dbTime: case dbTimeStamp:
+    case dbDate:
+    case dbTime:
+    case dbTimeStamp:
       return "DATETIME";
-    case dbBinary: case dbLongBinary: case dbMemo:
+    case dbBinary:
+    case dbLongBinary:
+    case dbMemo:
       return "TEXT";
     default:
       return {};
@@ -190,19 +257,45 @@ namespace {
 std::string AdoCategory(std::int32_t code) {
   using namespace ado;
   switch (code) {
-    case adSmallInt: case adInteger: case adSingle: case adDouble: case adCurrency:
-    case adDecimal: case adTinyInt: case adUnsignedTinyInt: case adUnsignedSmallInt:
-    case adUnsignedInt: case adBigInt: case adUnsignedBigInt: case adNumeric:
+    case adSmallInt:
+    case adInteger:
+    case adSingle:
+    case adDouble:
+    case adCurrency:
+    case adDecimal:
+    case adTinyInt:
+    case adUnsignedTinyInt:
+    case adUnsignedSmallInt:
+    case adUnsignedInt:
+    case adBigInt:
+    case adUnsignedBigInt:
+    case adNumeric:
       return "Numeric";
-    case adDate: case adDBDate: case adDBTime: case adDBTimeStamp:
+    case adDate:
+    case adDBDate:
+    case adDBTime:
+    case adDBTimeStamp:
       return "Date";
-    case adBSTR: case adChar: case adWChar: case adVarChar: case adLongVarChar:
-    case adVarWChar: case adLongVarWChar:
+    case adBSTR:
+    case adChar:
+    case adWChar:
+    case adVarChar:
+    case adLongVarChar:
+    case adVarWChar:
+    case adLongVarWChar:
       return "Character";
-    case adBinary: case adVarBinary: case adLongVarBinary:
+    case adBinary:
+    case adVarBinary:
+    case adLongVarBinary:
       return "Binary";
-    case adEmpty: case adIDispatch: case adError: case adBoolean: case adVariant:
-    case adIUnknown: case adGUID: case adUserDefined:
+    case adEmpty:
+    case adIDispatch:
+    case adError:
+    case adBoolean:
+    case adVariant:
+    case adIUnknown:
+    case adGUID:
+    case adUserDefined:
       return "Other";
     default:
       return {};
@@ -214,14 +307,29 @@ std::string AdoCategory(std::int32_t code) {
 std::string DaoCategory(std::int32_t code) {
   using namespace dao;
   switch (code) {
-    case dbBoolean: case dbByte: case dbInteger: case dbLong: case dbCurrency: case dbSingle:
-    case dbDouble: case dbBinary: case dbBigInt: case dbNumeric: case dbDecimal: case dbFloat:
+    case dbBoolean:
+    case dbByte:
+    case dbInteger:
+    case dbLong:
+    case dbCurrency:
+    case dbSingle:
+    case dbDouble:
+    case dbBinary:
+    case dbBigInt:
+    case dbNumeric:
+    case dbDecimal:
+    case dbFloat:
       return "Numeric";
-    case dbDate: case dbTime: case dbTimeStamp:
+    case dbDate:
+    case dbTime:
+    case dbTimeStamp:
       return "Date";
-    case dbText: case dbMemo: case dbChar:
+    case dbText:
+    case dbMemo:
+    case dbChar:
       return "Character";
-    case dbLongBinary: case dbVarBinary:
+    case dbLongBinary:
+    case dbVarBinary:
       return "Binary";
     case dbGUID:
       return "Other";
@@ -239,7 +347,9 @@ std::string FieldCategory(std::int32_t code, bool isAdo) {
 }
 
 // "edb"-prefixed DAO constant name; "" for 13, 14 and outside 1..23.
-std::string DaoConstantName(std::int32_t daoCode) { return Lookup(kDaoConstants, daoCode); }
+std::string DaoConstantName(std::int32_t daoCode) {
+  return Lookup(kDaoConstants, daoCode);
+}
 
 // The text shown when a conversion does not know code: "Type:<code> no define!".
 std::string NoDefineMessage(std::int32_t code) {

@@ -22,9 +22,9 @@ std::size_t ListControl::CheckedIndex(const std::vector<rt::Variant>& index) con
   return static_cast<std::size_t>(i);
 }
 
-rt::Variant ListControl::GetProperty(std::string_view name,
-                                     const std::vector<rt::Variant>& index) {
-  if (rt::NameEquals(name, "ListCount")) return rt::Variant(static_cast<std::int32_t>(items_.size()));
+rt::Variant ListControl::GetProperty(std::string_view name, const std::vector<rt::Variant>& index) {
+  if (rt::NameEquals(name, "ListCount"))
+    return rt::Variant(static_cast<std::int32_t>(items_.size()));
   if (rt::NameEquals(name, "ItemData")) return rt::Variant(itemData_[CheckedIndex(index)]);
   if (rt::NameEquals(name, "List")) return rt::Variant(items_[CheckedIndex(index)]);
   if (rt::NameEquals(name, "ListIndex")) return rt::Variant(listIndex_);

@@ -1,13 +1,13 @@
 // The automation session, driven by scenarios of requests and the responses
 // expected (each expected object is matched as a subset of the response).
+#include "zmdb/automation/session.h"
+
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 
-#include <unistd.h>
-
-#include "zmdb/automation/session.h"
 #include "zmdb/dal/sqlite/backend.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/datetime.h"
@@ -29,11 +29,13 @@ bool Matches(const Json& expected, const Json& actual, std::string& where) {
   if (expected.is_array()) {
     if (!actual.is_array() || actual.size() != expected.size()) return where = "array size", false;
     for (std::size_t i = 0; i < expected.size(); ++i) {
-      if (!Matches(expected[i], actual[i], where)) return where = std::to_string(i) + "." + where, false;
+      if (!Matches(expected[i], actual[i], where))
+        return where = std::to_string(i) + "." + where, false;
     }
     return true;
   }
-  if (expected.is_number() && actual.is_number()) return expected.get<double>() == actual.get<double>();
+  if (expected.is_number() && actual.is_number())
+    return expected.get<double>() == actual.get<double>();
   return expected == actual;
 }
 
@@ -50,7 +52,8 @@ TEST(Session, Scenarios) {
   std::ifstream in(std::string(ZMDB_TEST_DATA) + "/session_cases.json");
   ASSERT_TRUE(in) << "cannot read session_cases.json";
   const Json scenarios = Json::parse(in);
-  const auto dir = std::filesystem::temp_directory_path() / ("zmdb_session_" + std::to_string(::getpid()));
+  const auto dir =
+      std::filesystem::temp_directory_path() / ("zmdb_session_" + std::to_string(::getpid()));
   std::filesystem::create_directories(dir);
   int n = 0;
   for (const Json& scenario : scenarios) {
@@ -77,7 +80,8 @@ TEST(Session, AMalformedLineIsAnsweredAndTheSessionGoesOn) {
   Session session;
   const Json bad = Json::parse(session.HandleLine("{not json"));
   EXPECT_EQ(bad.at("raised").at("Number"), 5);
-  const Json good = Json::parse(session.HandleLine(R"({"call":"dbGetDAODesc","args":{"feDAO":10}})"));
+  const Json good =
+      Json::parse(session.HandleLine(R"({"call":"dbGetDAODesc","args":{"feDAO":10}})"));
   EXPECT_EQ(good.at("result"), "edbText");
 }
 
@@ -94,7 +98,8 @@ TEST(Session, ValuesRoundTripThroughJson) {
       rt::Variant(rt::MakeDate(2004, 8, 30, 13, 5, 9)),
       rt::Variant(rt::SafeArray(rt::VarType::Variant, 1, {rt::Variant("a"), rt::Variant(2)})),
       rt::Variant(rt::SafeArray()),
-      rt::Variant(rt::Record("Record", {{"FieldName", rt::Variant("A")}, {"FieldVal", rt::Variant(1)}})),
+      rt::Variant(
+          rt::Record("Record", {{"FieldName", rt::Variant("A")}, {"FieldVal", rt::Variant(1)}})),
   };
   for (const rt::Variant& v : values) {
     const Json j = ToJson(v, handles);

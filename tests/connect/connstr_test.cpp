@@ -23,8 +23,9 @@ TEST(ConnStr, Jet) {
       {R"(C:\d\a.mdb)", "pw", true, "4.0",
        R"(PROVIDER=MSDataShape;DATA PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=C:\d\a.mdb;Jet OLEDB:Database Password =pw;)"},
       // No escaping: separators inside values pass through verbatim.
-      {"a;b", "p=;q", false, "", "PROVIDER=Microsoft.Jet.OLEDB.;Data Source=a;b;"
-                                 "Jet OLEDB:Database Password =p=;q;"},
+      {"a;b", "p=;q", false, "",
+       "PROVIDER=Microsoft.Jet.OLEDB.;Data Source=a;b;"
+       "Jet OLEDB:Database Password =p=;q;"},
   };
   for (const auto& c : cases)
     EXPECT_EQ(JetConnect(c.database, c.password, c.shape, c.version), c.want) << c.want;
@@ -59,8 +60,7 @@ TEST(ConnStr, SqlServer) {
       {-1, true, "sa", "db1", "pw", "srv", "dsn", "PROVIDER=MSDataShape;DATA "},
   };
   for (const auto& c : cases)
-    EXPECT_EQ(SqlConnect(c.user, c.database, c.password, c.server, c.shape, c.dsn, c.type),
-              c.want)
+    EXPECT_EQ(SqlConnect(c.user, c.database, c.password, c.server, c.shape, c.dsn, c.type), c.want)
         << "type " << c.type;
 }
 

@@ -1,7 +1,6 @@
 // Connections on the file store: routing, opening, statements, errors,
 // transactions, schema rowsets and two connections sharing one file.
 #include "dal_fixture.h"
-
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/router.h"
 
@@ -43,8 +42,10 @@ TEST(Router, DecidesTheStoreFromTheConnectionString) {
     EXPECT_EQ(r.password, c.password) << c.text;
   }
   // The provider may be set apart from the string.
-  EXPECT_EQ(RouteConnection("Data Source=srv;User ID=sa;Pwd=x", "SQLOLEDB").kind, StoreKind::Server);
-  EXPECT_EQ(RouteConnection("Data Source=/d/a.mdb", "Microsoft.Jet.OLEDB.4.0").dataSource, "/d/a.mdb");
+  EXPECT_EQ(RouteConnection("Data Source=srv;User ID=sa;Pwd=x", "SQLOLEDB").kind,
+            StoreKind::Server);
+  EXPECT_EQ(RouteConnection("Data Source=/d/a.mdb", "Microsoft.Jet.OLEDB.4.0").dataSource,
+            "/d/a.mdb");
   EXPECT_NE(RaisedNumber([] { RouteConnection("   "); }), 0);
 }
 
@@ -52,8 +53,10 @@ using ConnectionTest = FileStoreTest;
 
 TEST_F(ConnectionTest, OpensThroughEveryFileStoreForm) {
   for (const std::string& text :
-       {"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=" + path_ + ";Jet OLEDB:Database Password =;",
-        "PROVIDER=MSDataShape;DATA PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + path_ + ";", path_}) {
+       {"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=" + path_ +
+            ";Jet OLEDB:Database Password =;",
+        "PROVIDER=MSDataShape;DATA PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + path_ + ";",
+        path_}) {
     auto cn = Connection::Create();
     cn->Open(text);
     EXPECT_EQ(cn->State(), 1);

@@ -24,7 +24,9 @@ struct SqlCase {
 };
 
 // Marks a row whose expression must fail with a message containing `text`.
-SqlCase Fails(std::string_view expr, std::string_view text) { return {expr, text, true}; }
+SqlCase Fails(std::string_view expr, std::string_view text) {
+  return {expr, text, true};
+}
 
 class JetFunctions : public ::testing::Test {
  protected:
@@ -340,8 +342,8 @@ void TypeNameOfValue(sqlite3_context* ctx, int, sqlite3_value** argv) {
 }
 
 TEST_F(JetFunctions, ValueOfMapsStorageClasses) {
-  ASSERT_EQ(sqlite3_create_function_v2(db_, "vt", 1, SQLITE_UTF8, nullptr, TypeNameOfValue,
-                                       nullptr, nullptr, nullptr),
+  ASSERT_EQ(sqlite3_create_function_v2(db_, "vt", 1, SQLITE_UTF8, nullptr, TypeNameOfValue, nullptr,
+                                       nullptr, nullptr),
             SQLITE_OK);
   Run({
       {"vt(NULL)", "Null"},

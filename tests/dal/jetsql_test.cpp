@@ -301,7 +301,7 @@ TEST(JetSqlRewrite, DdlStatements) {
   EXPECT_EQ(RewriteJet("CREATE TABLE [a b] (N COUNTER, [x \"y] TEXT(10) NOT NULL)").statements,
             (std::vector<std::string>{
                 "CREATE TABLE [a b] (N COUNTER, [x \"y] VARCHAR(10) COLLATE NOCASE NOT NULL CHECK "
-        "(length([x \"y]) <= 10))",
+                "(length([x \"y]) <= 10))",
                 "CREATE TRIGGER \"a b__counter_N\" AFTER INSERT ON \"a b\" FOR EACH ROW WHEN "
                 "NEW.\"N\" IS NULL BEGIN UPDATE \"a b\" SET \"N\" = (SELECT IFNULL(MAX(\"N\") + 1, "
                 "1) FROM \"a b\") WHERE rowid = NEW.rowid; END"}));

@@ -1,7 +1,6 @@
 // Recordsets on the file store and in memory: types as created, navigation,
 // bookmarks, filters, and changes written back to the table.
 #include "dal_fixture.h"
-
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/writeback.h"
 #include "zmdb/runtime/convert.h"
@@ -21,12 +20,23 @@ TEST_F(RecordsetTest, ColumnsKeepTheJetTypeAndSizeTheyWereCreatedWith) {
     std::int32_t size;
   };
   const Case cases[] = {
-      {"TEXT(30)", 202, 30},      {"MEMO", 203, 536870910},  {"LONG", 3, 4},
-      {"INTEGER", 3, 4},          {"SHORT", 2, 2},           {"SMALLINT", 2, 2},
-      {"BYTE", 17, 1},            {"CURRENCY", 6, 8},        {"SINGLE", 4, 4},
-      {"DOUBLE", 5, 8},           {"DATETIME", 7, 8},        {"YESNO", 11, 2},
-      {"GUID", 72, 16},           {"BINARY(20)", 128, 20},   {"LONGBINARY", 205, 1073741823},
-      {"DECIMAL(10,2)", 131, 19}, {"COUNTER", 3, 4},
+      {"TEXT(30)", 202, 30},
+      {"MEMO", 203, 536870910},
+      {"LONG", 3, 4},
+      {"INTEGER", 3, 4},
+      {"SHORT", 2, 2},
+      {"SMALLINT", 2, 2},
+      {"BYTE", 17, 1},
+      {"CURRENCY", 6, 8},
+      {"SINGLE", 4, 4},
+      {"DOUBLE", 5, 8},
+      {"DATETIME", 7, 8},
+      {"YESNO", 11, 2},
+      {"GUID", 72, 16},
+      {"BINARY(20)", 128, 20},
+      {"LONGBINARY", 205, 1073741823},
+      {"DECIMAL(10,2)", 131, 19},
+      {"COUNTER", 3, 4},
   };
   auto cn = Connect();
   std::string ddl = "CREATE TABLE T (";
@@ -81,9 +91,10 @@ TEST_F(RecordsetTest, ValuesAFieldRefusesAreClearErrors) {
   auto rs = Open(cn, "SELECT * FROM T");
   rs->AddNew();
   auto f = rs->fields();
-  const std::pair<const char*, Variant> refused[] = {
-      {"Name", Variant("abcd")}, {"Qty", Variant("12x")}, {"Hired", Variant("not a date")},
-      {"Qty", Variant(3e10)}};
+  const std::pair<const char*, Variant> refused[] = {{"Name", Variant("abcd")},
+                                                     {"Qty", Variant("12x")},
+                                                     {"Hired", Variant("not a date")},
+                                                     {"Qty", Variant(3e10)}};
   for (const auto& [field, value] : refused) {
     try {
       f->Item(Variant(field))->SetValue(value);
@@ -189,6 +200,9 @@ TEST_F(RecordsetTest, ForwardOnlyRecordsetsStream) {
   auto empty = Open(cn, "SELECT * FROM T", ado::adOpenForwardOnly, ado::adLockReadOnly);
   EXPECT_TRUE(empty->AtEOF());
   EXPECT_TRUE(empty->AtBOF());
+  EXPECT_EQ(RaisedNumber([&] { empty->MoveNext(); }), dalerr::kNoCurrentRecord);
+  auto emptyStatic = Open(cn, "SELECT * FROM T");
+  EXPECT_EQ(RaisedNumber([&] { emptyStatic->MoveFirst(); }), dalerr::kNoCurrentRecord);
   cn->Execute("INSERT INTO T VALUES (7)");
   cn->Execute("INSERT INTO T VALUES (8)");
   auto rs = Open(cn, "SELECT * FROM T ORDER BY ID", ado::adOpenForwardOnly, ado::adLockReadOnly);
@@ -199,6 +213,8 @@ TEST_F(RecordsetTest, ForwardOnlyRecordsetsStream) {
   EXPECT_EQ(RaisedNumber([&] { rs->MoveFirst(); }), dalerr::kForwardOnly);
   rs->MoveNext();
   EXPECT_TRUE(rs->AtEOF());
+  EXPECT_FALSE(rs->AtBOF());
+  EXPECT_EQ(RaisedNumber([&] { rs->MoveNext(); }), dalerr::kNoCurrentRecord);
 }
 
 TEST(DisconnectedRecordset, FieldsDefineItAndRowsLiveInMemory) {
@@ -226,7 +242,8 @@ TEST(DisconnectedRecordset, FieldsDefineItAndRowsLiveInMemory) {
   rs->Delete();
   rs->SetFilter(Variant(0));
   EXPECT_EQ(rs->RecordCount(), 2);
-  EXPECT_EQ(rs->fields()->Item(Variant(1))->Attributes() & ado::adFldUpdatable, ado::adFldUpdatable);
+  EXPECT_EQ(rs->fields()->Item(Variant(1))->Attributes() & ado::adFldUpdatable,
+            ado::adFldUpdatable);
   EXPECT_EQ(RaisedNumber([&] { rs->fields()->Append("Late", 3); }), dalerr::kOpen);
 }
 
@@ -236,8 +253,8 @@ TEST(WriteBack, StatementsAreBuiltApartFromRunning) {
   const Statement ins = BuildInsert("My T", {{"A", Variant(1)}, {"B]x", Variant("s")}}, brackets);
   EXPECT_EQ(ins.sql, "INSERT INTO [My T] ([A], [B]]x]) VALUES (?, ?)");
   EXPECT_EQ(ins.params.size(), 2u);
-  const Statement upd = BuildUpdate("T", {{"A", Variant(2)}},
-                                    {{"K", Variant(1)}, {"N", Variant::Null()}}, dquote);
+  const Statement upd =
+      BuildUpdate("T", {{"A", Variant(2)}}, {{"K", Variant(1)}, {"N", Variant::Null()}}, dquote);
   EXPECT_EQ(upd.sql, "UPDATE \"T\" SET \"A\" = ? WHERE \"K\" = ? AND \"N\" IS NULL");
   EXPECT_EQ(upd.params, (std::vector<Variant>{Variant(2), Variant(1)}));
   EXPECT_EQ(BuildDelete("T", {{"K", Variant(1)}}, brackets).sql, "DELETE FROM [T] WHERE [K] = ?");

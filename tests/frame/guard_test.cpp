@@ -55,7 +55,9 @@ class FrameTest : public ::testing::Test {
 };
 
 const rt::ErrorInfo kBoom{-2147217900, "Provider", "Syntax error in FROM clause."};
-[[noreturn]] void Fail() { throw rt::PlatformError(kBoom); }
+[[noreturn]] void Fail() {
+  throw rt::PlatformError(kBoom);
+}
 
 // Each guard kind, driven through a method of that kind in the method table.
 TEST_F(FrameTest, GuardKindsDecideWhatAFailureDoes) {
@@ -65,11 +67,11 @@ TEST_F(FrameTest, GuardKindsDecideWhatAFailureDoes) {
     bool propagates;
   };
   const Case cases[] = {
-      {"dbSetConnect", true, false},      // recording handler
-      {"dbOpenDateBase", false, false},   // silent handler
-      {"dbCreateDBADOX", false, false},   // resume next
-      {"dbTableExists", false, false},    // own handler (reports in its onError)
-      {"dbIsSQLConnect", false, true},    // unguarded
+      {"dbSetConnect", true, false},     // recording handler
+      {"dbOpenDateBase", false, false},  // silent handler
+      {"dbCreateDBADOX", false, false},  // resume next
+      {"dbTableExists", false, false},   // own handler (reports in its onError)
+      {"dbIsSQLConnect", false, true},   // unguarded
   };
   for (const Case& c : cases) {
     for (bool debug : {false, true}) {
@@ -80,7 +82,11 @@ TEST_F(FrameTest, GuardKindsDecideWhatAFailureDoes) {
       bool cleanedUp = false;
       auto run = [&] {
         return p.Run(
-            c.method, false, [](bool& r) { r = true; Fail(); },
+            c.method, false,
+            [](bool& r) {
+              r = true;
+              Fail();
+            },
             [&](const rt::ErrorInfo& e, bool&) { cleanedUp = e == kBoom; });
       };
       if (c.propagates) {
@@ -108,7 +114,8 @@ TEST_F(FrameTest, DebugBoxHasThreeLinesAndItsOwnTitle) {
   const rt::ShownBox& box = host_->shown()[0];
   EXPECT_EQ(box.title, "DebugMode");
   EXPECT_EQ(box.buttons, 0);
-  EXPECT_EQ(box.prompt, "Number:-2147217900\r\nSource:Provider\r\nText:Syntax error in FROM clause.");
+  EXPECT_EQ(box.prompt,
+            "Number:-2147217900\r\nSource:Provider\r\nText:Syntax error in FROM clause.");
   rt::SetAppTitle("ZMDBFuncProj");
 }
 
@@ -150,7 +157,8 @@ class ErrorList : public rt::Object {
   Variant GetProperty(std::string_view name, const std::vector<Variant>& index) override {
     if (rt::NameEquals(name, "Count")) return Variant(static_cast<std::int32_t>(errors_.size()));
     if (rt::NameEquals(name, "Item")) {
-      return Variant(rt::ObjectRef(std::make_shared<ErrObject>(errors_.at(static_cast<std::size_t>(index.at(0).AsLong())))));
+      return Variant(rt::ObjectRef(
+          std::make_shared<ErrObject>(errors_.at(static_cast<std::size_t>(index.at(0).AsLong())))));
     }
     return Object::GetProperty(name, index);
   }

@@ -1,11 +1,12 @@
 // The method table: the interface's shape, and the late-bound call path that
 // every script and automation client goes through.
+#include "zmdb/frame/methods.h"
+
 #include <gtest/gtest.h>
 
 #include <set>
 
 #include "zmdb/frame/component.h"
-#include "zmdb/frame/methods.h"
 #include "zmdb/runtime/host.h"
 
 namespace zmdb::frame {
@@ -50,10 +51,11 @@ TEST(MethodTable, HasTheEightyOneMethodsInTypeLibraryOrder) {
     }
   }
   // The dispatch ids hosts are bound to.
-  const std::pair<const char*, std::int32_t> fixed[] = {
-      {"dbAddCtrl", 0x60030002},      {"dbGetTblStruct", 0x60030013},
-      {"dbSetRecordset", 0x60030016}, {"dbGetLastError", 0x6003003a},
-      {"dbExecProc", 0x6003004a}};
+  const std::pair<const char*, std::int32_t> fixed[] = {{"dbAddCtrl", 0x60030002},
+                                                        {"dbGetTblStruct", 0x60030013},
+                                                        {"dbSetRecordset", 0x60030016},
+                                                        {"dbGetLastError", 0x6003003a},
+                                                        {"dbExecProc", 0x6003004a}};
   for (const auto& [name, id] : fixed) {
     ASSERT_NE(FindMethod(name), nullptr) << name;
     EXPECT_EQ(FindMethod(name)->dispid, id) << name;
@@ -62,13 +64,13 @@ TEST(MethodTable, HasTheEightyOneMethodsInTypeLibraryOrder) {
 
 TEST(MethodTable, GuardKindsOfTheFrameMethods) {
   const std::pair<const char*, GuardKind> kinds[] = {
-      {"dbSetConnect", GuardKind::Recording},      {"dbGetConnString", GuardKind::Recording},
-      {"dbListSQLTables", GuardKind::Recording},   {"dbOpenDateBase", GuardKind::Silent},
-      {"dbSQLTblExists", GuardKind::Silent},       {"dbSetSQLDBRight", GuardKind::Silent},
-      {"dbGetLastError", GuardKind::Unguarded},    {"dbDisplayADOError", GuardKind::Unguarded},
-      {"dbGetJetConnect", GuardKind::Unguarded},   {"dbGetServerDate", GuardKind::Unguarded},
-      {"dbCreateDBADOX", GuardKind::ResumeNext},   {"dbExecProc", GuardKind::OwnHandler},
-      {"dbRecordCounts", GuardKind::Unguarded},    {"dbTableExists", GuardKind::OwnHandler}};
+      {"dbSetConnect", GuardKind::Recording},    {"dbGetConnString", GuardKind::Recording},
+      {"dbListSQLTables", GuardKind::Recording}, {"dbOpenDateBase", GuardKind::Silent},
+      {"dbSQLTblExists", GuardKind::Silent},     {"dbSetSQLDBRight", GuardKind::Silent},
+      {"dbGetLastError", GuardKind::Unguarded},  {"dbDisplayADOError", GuardKind::Unguarded},
+      {"dbGetJetConnect", GuardKind::Unguarded}, {"dbGetServerDate", GuardKind::Unguarded},
+      {"dbCreateDBADOX", GuardKind::ResumeNext}, {"dbExecProc", GuardKind::OwnHandler},
+      {"dbRecordCounts", GuardKind::Unguarded},  {"dbTableExists", GuardKind::OwnHandler}};
   for (const auto& [name, kind] : kinds) EXPECT_EQ(FindMethod(name)->guard, kind) << name;
 }
 
@@ -80,8 +82,8 @@ TEST(MethodTable, LookUpIgnoresCase) {
 TEST(MethodTable, PrepareArgumentsFillsDefaultsAndZeroValues) {
   const MethodSpec& jet = *FindMethod("dbGetJetConnect");
   const auto args = PrepareArguments(jet, {Variant("a.mdb")});
-  EXPECT_EQ(args, (std::vector<Variant>{Variant("a.mdb"), Variant(""), Variant(false),
-                                        Variant("3.51")}));
+  EXPECT_EQ(args,
+            (std::vector<Variant>{Variant("a.mdb"), Variant(""), Variant(false), Variant("3.51")}));
   const MethodSpec& maxId = *FindMethod("dbGetMaxID");
   const auto m = PrepareArguments(maxId, {Variant("T")});
   EXPECT_EQ(m[1], Variant("ID"));
@@ -97,7 +99,9 @@ TEST(MethodTable, PrepareArgumentsFillsDefaultsAndZeroValues) {
   EXPECT_EQ(RaisedNumber([&] { PrepareArguments(jet, {}); }), rt::err::kArgNotOptional);
   EXPECT_EQ(RaisedNumber([&] { PrepareArguments(jet, std::vector<std::optional<Variant>>(5)); }),
             rt::err::kWrongArgCount);
-  EXPECT_EQ(RaisedNumber([&] { PrepareArguments(field, {Variant("T"), Variant("F"), Variant("x")}); }),
+  EXPECT_EQ(RaisedNumber([&] {
+              PrepareArguments(field, {Variant("T"), Variant("F"), Variant("x")});
+            }),
             rt::err::kTypeMismatch);
 }
 
@@ -113,10 +117,18 @@ TEST(MethodTable, EveryServedMethodTakesTheTableArguments) {
     for (const ArgSpec& a : m.args) {
       if (a.optional) break;
       switch (a.type) {
-        case ArgType::String: given.emplace_back(Variant("x")); break;
-        case ArgType::Array: given.emplace_back(Variant(rt::SafeArray())); break;
-        case ArgType::Object: given.emplace_back(Variant(rt::ObjectRef())); break;
-        default: given.emplace_back(Variant(0)); break;
+        case ArgType::String:
+          given.emplace_back(Variant("x"));
+          break;
+        case ArgType::Array:
+          given.emplace_back(Variant(rt::SafeArray()));
+          break;
+        case ArgType::Object:
+          given.emplace_back(Variant(rt::ObjectRef()));
+          break;
+        default:
+          given.emplace_back(Variant(0));
+          break;
       }
     }
     std::vector<Variant> args = PrepareArguments(m, given);

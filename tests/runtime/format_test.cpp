@@ -1,3 +1,5 @@
+#include "zmdb/runtime/format.h"
+
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -7,7 +9,6 @@
 
 #include "zmdb/runtime/datetime.h"
 #include "zmdb/runtime/error.h"
-#include "zmdb/runtime/format.h"
 #include "zmdb/runtime/object.h"
 
 namespace zmdb::rt {

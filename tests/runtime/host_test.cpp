@@ -1,15 +1,15 @@
 // The headless host: default answers, scripted answers, titles, pointer.
-#include <gtest/gtest.h>
-
 #include "zmdb/runtime/host.h"
+
+#include <gtest/gtest.h>
 
 namespace zmdb::rt {
 namespace {
 
 TEST(Host, DefaultButtonFollowsTheButtonCode) {
   const std::pair<int, int> cases[] = {
-      {0, mb::kOK},       {1, mb::kOK},      {16, mb::kOK},     {305, mb::kCancel},
-      {289, mb::kCancel}, {4, mb::kYes},     {4 + 256, mb::kNo}, {3 + 512, mb::kCancel},
+      {0, mb::kOK},           {1, mb::kOK},    {16, mb::kOK},      {305, mb::kCancel},
+      {289, mb::kCancel},     {4, mb::kYes},   {4 + 256, mb::kNo}, {3 + 512, mb::kCancel},
       {2 + 512, mb::kIgnore}, {5, mb::kRetry}, {0 + 256, mb::kOK},  // no second button
   };
   for (const auto& [buttons, answer] : cases) EXPECT_EQ(DefaultAnswer(buttons), answer) << buttons;

@@ -1,3 +1,5 @@
+#include "zmdb/runtime/variant.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -14,7 +16,6 @@
 #include "zmdb/runtime/datetime.h"
 #include "zmdb/runtime/error.h"
 #include "zmdb/runtime/object.h"
-#include "zmdb/runtime/variant.h"
 
 namespace zmdb::rt {
 namespace {
@@ -41,10 +42,18 @@ class FakeField : public Object {
   Variant value_;
 };
 
-Variant Obj(Variant value) { return Variant(ObjectRef(std::make_shared<FakeField>(std::move(value)))); }
-Variant Cur(std::int64_t scaled) { return Variant(Currency{scaled}); }
-Variant Day(double serial) { return Variant(Date{serial}); }
-Variant Nothing() { return Variant(ObjectRef{}); }
+Variant Obj(Variant value) {
+  return Variant(ObjectRef(std::make_shared<FakeField>(std::move(value))));
+}
+Variant Cur(std::int64_t scaled) {
+  return Variant(Currency{scaled});
+}
+Variant Day(double serial) {
+  return Variant(Date{serial});
+}
+Variant Nothing() {
+  return Variant(ObjectRef{});
+}
 // A description of a value for failure messages; never raises.
 std::string Show(const Variant& v) {
   try {
@@ -54,7 +63,9 @@ std::string Show(const Variant& v) {
   }
 }
 
-Variant StringArray() { return Variant(SafeArray(VarType::String, 0, {Variant("a")})); }
+Variant StringArray() {
+  return Variant(SafeArray(VarType::String, 0, {Variant("a")}));
+}
 
 constexpr std::int64_t kCurMax = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kCurMin = std::numeric_limits<std::int64_t>::min();
@@ -69,19 +80,32 @@ struct WholeCase {
 
 TEST(Convert, CLngRoundsHalfToEvenAndChecksRange) {
   const std::vector<WholeCase> cases = {
-      {Variant(2.5), 2, 0},          {Variant(3.5), 4, 0},
-      {Variant(-2.5), -2, 0},        {Variant(-3.5), -4, 0},
-      {Variant(0.5), 0, 0},          {Variant(1.5), 2, 0},
-      {Variant(2.4999), 2, 0},       {Variant(-2.6), -3, 0},
-      {Variant(2.5f), 2, 0},         {Variant("2.5"), 2, 0},
-      {Variant(" 42 "), 42, 0},      {Variant("1e3"), 1000, 0},
-      {Variant("&HFF"), 255, 0},     {Variant("&HFFFF"), -1, 0},
-      {Variant("&H10000"), 65536, 0}, {Variant(true), -1, 0},
-      {Variant(false), 0, 0},        {Variant(), 0, 0},
-      {Cur(25000), 2, 0},            {Cur(35000), 4, 0},
-      {Cur(-25000), -2, 0},          {Cur(25001), 3, 0},
-      {Cur(-25001), -3, 0},          {Day(36526.6), 36527, 0},
-      {Obj(Variant("7")), 7, 0},     {Variant(2147483647.4), 2147483647, 0},
+      {Variant(2.5), 2, 0},
+      {Variant(3.5), 4, 0},
+      {Variant(-2.5), -2, 0},
+      {Variant(-3.5), -4, 0},
+      {Variant(0.5), 0, 0},
+      {Variant(1.5), 2, 0},
+      {Variant(2.4999), 2, 0},
+      {Variant(-2.6), -3, 0},
+      {Variant(2.5f), 2, 0},
+      {Variant("2.5"), 2, 0},
+      {Variant(" 42 "), 42, 0},
+      {Variant("1e3"), 1000, 0},
+      {Variant("&HFF"), 255, 0},
+      {Variant("&HFFFF"), -1, 0},
+      {Variant("&H10000"), 65536, 0},
+      {Variant(true), -1, 0},
+      {Variant(false), 0, 0},
+      {Variant(), 0, 0},
+      {Cur(25000), 2, 0},
+      {Cur(35000), 4, 0},
+      {Cur(-25000), -2, 0},
+      {Cur(25001), 3, 0},
+      {Cur(-25001), -3, 0},
+      {Day(36526.6), 36527, 0},
+      {Obj(Variant("7")), 7, 0},
+      {Variant(2147483647.4), 2147483647, 0},
       {Variant(-2147483648.5), std::numeric_limits<std::int32_t>::min(), 0},
       {Variant(2147483647.5), 0, err::kOverflow},
       {Variant(-2147483649.0), 0, err::kOverflow},
@@ -108,7 +132,7 @@ TEST(Convert, CLngRoundsHalfToEvenAndChecksRange) {
 
 TEST(Convert, CIntAndCByteRanges) {
   const std::vector<WholeCase> ints = {
-      {Variant(32766.5), 32766, 0},  {Variant(-32768.5), -32768, 0},
+      {Variant(32766.5), 32766, 0},          {Variant(-32768.5), -32768, 0},
       {Variant(32767.5), 0, err::kOverflow}, {Variant(-32769), 0, err::kOverflow},
       {Variant("40000"), 0, err::kOverflow}, {Variant::Null(), 0, err::kInvalidUseOfNull},
   };
@@ -121,8 +145,8 @@ TEST(Convert, CIntAndCByteRanges) {
     }
   }
   const std::vector<WholeCase> bytes = {
-      {Variant(254.5), 254, 0},   {Variant(-0.5), 0, 0},
-      {Variant("255"), 255, 0},   {Variant(255.5), 0, err::kOverflow},
+      {Variant(254.5), 254, 0},           {Variant(-0.5), 0, 0},
+      {Variant("255"), 255, 0},           {Variant(255.5), 0, err::kOverflow},
       {Variant(-0.6), 0, err::kOverflow}, {Variant(-1), 0, err::kOverflow},
       {Variant(true), 0, err::kOverflow}, {Variant::Null(), 0, err::kInvalidUseOfNull},
   };
@@ -145,14 +169,22 @@ TEST(Convert, CDblAndCSng) {
     int error;
   };
   const std::vector<Case> doubles = {
-      {Variant("1.5"), 1.5, 0},         {Variant(" -2.5e3 "), -2500, 0},
-      {Variant("+.5"), 0.5, 0},         {Variant("5."), 5, 0},
-      {Variant("1E-400"), 0, 0},        {Variant(true), -1, 0},
-      {Day(1.25), 1.25, 0},             {Cur(12345), 1.2345, 0},
-      {Variant(), 0, 0},                {Variant(std::int16_t{-7}), -7, 0},
-      {Variant("12abc"), 0, err::kTypeMismatch}, {Variant("e5"), 0, err::kTypeMismatch},
-      {Variant("1e"), 0, err::kTypeMismatch},    {Variant("&H"), 0, err::kTypeMismatch},
-      {Variant("."), 0, err::kTypeMismatch},     {Variant("1E400"), 0, err::kOverflow},
+      {Variant("1.5"), 1.5, 0},
+      {Variant(" -2.5e3 "), -2500, 0},
+      {Variant("+.5"), 0.5, 0},
+      {Variant("5."), 5, 0},
+      {Variant("1E-400"), 0, 0},
+      {Variant(true), -1, 0},
+      {Day(1.25), 1.25, 0},
+      {Cur(12345), 1.2345, 0},
+      {Variant(), 0, 0},
+      {Variant(std::int16_t{-7}), -7, 0},
+      {Variant("12abc"), 0, err::kTypeMismatch},
+      {Variant("e5"), 0, err::kTypeMismatch},
+      {Variant("1e"), 0, err::kTypeMismatch},
+      {Variant("&H"), 0, err::kTypeMismatch},
+      {Variant("."), 0, err::kTypeMismatch},
+      {Variant("1E400"), 0, err::kOverflow},
       {Variant::Null(), 0, err::kInvalidUseOfNull},
   };
   for (const auto& c : doubles) {
@@ -177,13 +209,20 @@ TEST(Convert, CCurRoundsHalfToEvenAtFourthDecimal) {
   };
   const std::vector<Case> cases = {
       // 1.03125 and 1.09375 are exact binary halves at the 4th decimal.
-      {Variant(1.03125), 10312, 0},      {Variant(1.09375), 10938, 0},
-      {Variant(-1.03125), -10312, 0},    {Variant(1.23456), 12346, 0},
-      {Variant("1.00005"), 10000, 0},    {Variant("1.00015"), 10002, 0},
-      {Variant("-1.00015"), -10002, 0},  {Variant("1.000051"), 10001, 0},
-      {Variant("12.5"), 125000, 0},      {Variant("1.5E2"), 1500000, 0},
-      {Variant("0.00001"), 0, 0},        {Variant(true), -10000, 0},
-      {Variant(7), 70000, 0},            {Variant("922337203685477.5807"), kCurMax, 0},
+      {Variant(1.03125), 10312, 0},
+      {Variant(1.09375), 10938, 0},
+      {Variant(-1.03125), -10312, 0},
+      {Variant(1.23456), 12346, 0},
+      {Variant("1.00005"), 10000, 0},
+      {Variant("1.00015"), 10002, 0},
+      {Variant("-1.00015"), -10002, 0},
+      {Variant("1.000051"), 10001, 0},
+      {Variant("12.5"), 125000, 0},
+      {Variant("1.5E2"), 1500000, 0},
+      {Variant("0.00001"), 0, 0},
+      {Variant(true), -10000, 0},
+      {Variant(7), 70000, 0},
+      {Variant("922337203685477.5807"), kCurMax, 0},
       {Variant("-922337203685477.5808"), kCurMin, 0},
       {Variant("922337203685477.5808"), 0, err::kOverflow},
       {Variant(1e15), 0, err::kOverflow},
@@ -210,12 +249,18 @@ TEST(Convert, CBool) {
     int error;
   };
   const std::vector<Case> cases = {
-      {Variant("True"), true, 0},   {Variant("tRUE"), true, 0},
-      {Variant(" FALSE "), false, 0}, {Variant("0"), false, 0},
-      {Variant("-1"), true, 0},     {Variant("0.0"), false, 0},
-      {Variant(0.1), true, 0},      {Variant(0.0), false, 0},
-      {Cur(0), false, 0},           {Cur(1), true, 0},
-      {Variant(), false, 0},        {Obj(Variant(true)), true, 0},
+      {Variant("True"), true, 0},
+      {Variant("tRUE"), true, 0},
+      {Variant(" FALSE "), false, 0},
+      {Variant("0"), false, 0},
+      {Variant("-1"), true, 0},
+      {Variant("0.0"), false, 0},
+      {Variant(0.1), true, 0},
+      {Variant(0.0), false, 0},
+      {Cur(0), false, 0},
+      {Cur(1), true, 0},
+      {Variant(), false, 0},
+      {Obj(Variant(true)), true, 0},
       {Variant("yes"), false, err::kTypeMismatch},
       {Variant::Null(), false, err::kInvalidUseOfNull},
   };
@@ -352,17 +397,28 @@ TEST(Convert, IsNumericAndIsDate) {
     bool date;
   };
   const std::vector<Case> cases = {
-      {Variant("12"), true, false},         {Variant(" 1.5e3 "), true, false},
-      {Variant("&H1F"), true, false},       {Variant("abc"), false, false},
-      {Variant(""), false, false},          {Variant(), true, false},
-      {Variant::Null(), false, false},      {Variant(true), true, false},
-      {Cur(5), true, false},                {Day(1), false, true},
-      {Variant(36526), true, false},        {Variant("2004-08-30"), false, true},
-      {Variant("8/30/2004"), false, true},  {Variant("2004-08-30T13:05:09"), false, true},
-      {Variant("13:05"), false, true},      {Variant("1:05 PM"), false, true},
-      {Variant("13:05 PM"), false, false},  {Variant("2004-02-30"), false, false},
-      {Obj(Variant("3")), true, false},     {Obj(Variant("2004-08-30")), false, true},
-      {Nothing(), false, false},            {StringArray(), false, false},
+      {Variant("12"), true, false},
+      {Variant(" 1.5e3 "), true, false},
+      {Variant("&H1F"), true, false},
+      {Variant("abc"), false, false},
+      {Variant(""), false, false},
+      {Variant(), true, false},
+      {Variant::Null(), false, false},
+      {Variant(true), true, false},
+      {Cur(5), true, false},
+      {Day(1), false, true},
+      {Variant(36526), true, false},
+      {Variant("2004-08-30"), false, true},
+      {Variant("8/30/2004"), false, true},
+      {Variant("2004-08-30T13:05:09"), false, true},
+      {Variant("13:05"), false, true},
+      {Variant("1:05 PM"), false, true},
+      {Variant("13:05 PM"), false, false},
+      {Variant("2004-02-30"), false, false},
+      {Obj(Variant("3")), true, false},
+      {Obj(Variant("2004-08-30")), false, true},
+      {Nothing(), false, false},
+      {StringArray(), false, false},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(Show(c.in));
@@ -556,7 +612,8 @@ TEST(Variant, ArrayRedimPreserve) {
   v.RedimPreserve(0, 0);
   EXPECT_TRUE(v.at(0).IsEmpty());
 
-  SafeArray recs(VarType::Record, 0, {Variant(Record("Pt", {{"X", Variant(5)}, {"Name", Variant("a")}}))});
+  SafeArray recs(VarType::Record, 0,
+                 {Variant(Record("Pt", {{"X", Variant(5)}, {"Name", Variant("a")}}))});
   recs.RedimPreserve(0, 1);
   EXPECT_EQ(recs.at(1), Variant(Record("Pt", {{"X", Variant(0)}, {"Name", Variant("")}})));
 }
@@ -625,12 +682,18 @@ TEST(DateTime, MakeDateRejectsInvalidParts) {
   struct Parts {
     int y, m, d, h, n, s;
   };
-  for (const Parts& p : std::vector<Parts>{{2004, 2, 30, 0, 0, 0}, {1900, 2, 29, 0, 0, 0},
-                                           {99, 1, 1, 0, 0, 0},    {10000, 1, 1, 0, 0, 0},
-                                           {2004, 13, 1, 0, 0, 0}, {2004, 0, 1, 0, 0, 0},
-                                           {2004, 4, 31, 0, 0, 0}, {2004, 1, 0, 0, 0, 0},
-                                           {2004, 1, 1, 24, 0, 0}, {2004, 1, 1, 0, 60, 0},
-                                           {2004, 1, 1, 0, 0, 60}, {2004, 1, 1, -1, 0, 0}}) {
+  for (const Parts& p : std::vector<Parts>{{2004, 2, 30, 0, 0, 0},
+                                           {1900, 2, 29, 0, 0, 0},
+                                           {99, 1, 1, 0, 0, 0},
+                                           {10000, 1, 1, 0, 0, 0},
+                                           {2004, 13, 1, 0, 0, 0},
+                                           {2004, 0, 1, 0, 0, 0},
+                                           {2004, 4, 31, 0, 0, 0},
+                                           {2004, 1, 0, 0, 0, 0},
+                                           {2004, 1, 1, 24, 0, 0},
+                                           {2004, 1, 1, 0, 60, 0},
+                                           {2004, 1, 1, 0, 0, 60},
+                                           {2004, 1, 1, -1, 0, 0}}) {
     EXPECT_EQ(ErrorNumber([&] { MakeDate(p.y, p.m, p.d, p.h, p.n, p.s); }), err::kInvalidProcCall)
         << p.y << "-" << p.m << "-" << p.d << " " << p.h << ":" << p.n << ":" << p.s;
   }

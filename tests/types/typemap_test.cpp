@@ -21,23 +21,40 @@ struct AdoRow {
 };
 
 const AdoRow kAdo[] = {
-    {0, "Empty", 10, "Other"},           {2, "SmallInt", 3, "Numeric"},
-    {3, "Int", 3, "Numeric"},            {4, "Single", 6, "Numeric"},
-    {5, "Double", 7, "Numeric"},         {6, "Money", 5, "Numeric"},
-    {7, "DateTime", 8, "Date"},          {8, "BSTR", 10, "Character"},
-    {9, "IDispatch", 3, "Other"},        {10, "Error", 10, "Other"},
-    {11, "Bit", 1, "Other"},             {12, "Variant", 10, "Other"},
-    {13, "IUnknown", 3, "Other"},        {14, "Decimal", 20, "Numeric"},
-    {16, "TinyInt", 3, "Numeric"},       {17, "UnsignedTinyInt", 2, "Numeric"},
-    {18, "UnsignedSmallInt", 3, "Numeric"}, {19, "UnsignedInt", 3, "Numeric"},
-    {20, "BigInt", 16, "Numeric"},       {21, "UnsignedBigInt", 16, "Numeric"},
-    {72, "GUID", 15, "Other"},           {128, "Binary", 9, "Binary"},
-    {129, "Char", 10, "Character"},      {130, "WChar", 10, "Character"},
-    {131, "Numeric", 19, "Numeric"},     {132, "UserDefined", 10, "Other"},
-    {133, "SmallDateTime", 8, "Date"},   {134, "DateTime", 22, "Date"},
-    {135, "DateTime", 23, "Date"},       {200, "VarChar", 10, "Character"},
-    {201, "Text", 12, "Character"},      {202, "VarWChar", 10, "Character"},
-    {203, "Text", 12, "Character"},      {204, "VarBinary", 9, "Binary"},
+    {0, "Empty", 10, "Other"},
+    {2, "SmallInt", 3, "Numeric"},
+    {3, "Int", 3, "Numeric"},
+    {4, "Single", 6, "Numeric"},
+    {5, "Double", 7, "Numeric"},
+    {6, "Money", 5, "Numeric"},
+    {7, "DateTime", 8, "Date"},
+    {8, "BSTR", 10, "Character"},
+    {9, "IDispatch", 3, "Other"},
+    {10, "Error", 10, "Other"},
+    {11, "Bit", 1, "Other"},
+    {12, "Variant", 10, "Other"},
+    {13, "IUnknown", 3, "Other"},
+    {14, "Decimal", 20, "Numeric"},
+    {16, "TinyInt", 3, "Numeric"},
+    {17, "UnsignedTinyInt", 2, "Numeric"},
+    {18, "UnsignedSmallInt", 3, "Numeric"},
+    {19, "UnsignedInt", 3, "Numeric"},
+    {20, "BigInt", 16, "Numeric"},
+    {21, "UnsignedBigInt", 16, "Numeric"},
+    {72, "GUID", 15, "Other"},
+    {128, "Binary", 9, "Binary"},
+    {129, "Char", 10, "Character"},
+    {130, "WChar", 10, "Character"},
+    {131, "Numeric", 19, "Numeric"},
+    {132, "UserDefined", 10, "Other"},
+    {133, "SmallDateTime", 8, "Date"},
+    {134, "DateTime", 22, "Date"},
+    {135, "DateTime", 23, "Date"},
+    {200, "VarChar", 10, "Character"},
+    {201, "Text", 12, "Character"},
+    {202, "VarWChar", 10, "Character"},
+    {203, "Text", 12, "Character"},
+    {204, "VarBinary", 9, "Binary"},
     {205, "LongVarBinary", 11, "Binary"},
 };
 
@@ -144,8 +161,8 @@ TEST(TypeMap, ColumnWordThroughAdoConversion) {
   const struct {
     std::int32_t ado;
     const char* word;
-  } cases[] = {{202, "VARCHAR"}, {203, "TEXT"}, {5, "INT"}, {4, "FLOAT"},
-               {11, "VARCHAR"},  {135, "DATETIME"}, {205, "TEXT"}, {999, ""}, {1, ""}};
+  } cases[] = {{202, "VARCHAR"},  {203, "TEXT"}, {5, "INT"}, {4, "FLOAT"}, {11, "VARCHAR"},
+               {135, "DATETIME"}, {205, "TEXT"}, {999, ""},  {1, ""}};
   for (const auto& c : cases) EXPECT_EQ(HXTypeOfDao(AdoToDao(c.ado)), c.word) << c.ado;
 }
 

@@ -2,11 +2,10 @@
 //   zmdb session                      one JSON request per line on stdin,
 //                                     one JSON response per line on stdout
 //   zmdb call METHOD name=value ...   one call on a fresh component object
+#include <CLI/CLI.hpp>
 #include <iostream>
 #include <string>
 #include <vector>
-
-#include <CLI/CLI.hpp>
 
 #include "zmdb/automation/session.h"
 
@@ -50,12 +49,14 @@ int RunCall(const std::string& method, const std::vector<std::string>& assignmen
 int main(int argc, char** argv) {
   CLI::App app{"zmdb: drive the ZMDBFunc component object from scripts"};
   app.require_subcommand(1);
-  CLI::App* session = app.add_subcommand("session", "Serve JSON requests, one per line, from stdin");
+  CLI::App* session =
+      app.add_subcommand("session", "Serve JSON requests, one per line, from stdin");
   CLI::App* call = app.add_subcommand("call", "Call one method on a fresh component object");
   std::string method;
   std::vector<std::string> assignments;
   call->add_option("method", method, "Method name, e.g. dbCSql")->required();
-  call->add_option("args", assignments, "Arguments as name=value (value read as JSON when it parses)");
+  call->add_option("args", assignments,
+                   "Arguments as name=value (value read as JSON when it parses)");
   CLI11_PARSE(app, argc, argv);
   if (*session) return RunSession();
   return RunCall(method, assignments);

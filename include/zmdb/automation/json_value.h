@@ -8,9 +8,8 @@
 #pragma once
 
 #include <map>
-#include <string>
-
 #include <nlohmann/json.hpp>
+#include <string>
 
 #include "zmdb/runtime/object.h"
 

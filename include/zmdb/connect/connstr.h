@@ -12,8 +12,8 @@ inline constexpr std::string_view kShapePrefix = "PROVIDER=MSDataShape;DATA ";
 
 std::string JetConnect(std::string_view database, std::string_view password, bool isShape,
                        std::string_view jetVersion);
-std::string SqlConnect(std::string_view user, std::string_view database,
-                       std::string_view password, std::string_view server, bool isShape,
-                       std::string_view dsn, std::int32_t type);
+std::string SqlConnect(std::string_view user, std::string_view database, std::string_view password,
+                       std::string_view server, bool isShape, std::string_view dsn,
+                       std::int32_t type);
 
 }  // namespace zmdb::connect

@@ -17,13 +17,13 @@ inline constexpr int adLockUnspecified = -1, adLockReadOnly = 1, adLockPessimist
                      adLockOptimistic = 3, adLockBatchOptimistic = 4;
 inline constexpr int adUseServer = 2, adUseClient = 3;
 inline constexpr int adStateClosed = 0, adStateOpen = 1;
-inline constexpr int adCmdUnspecified = -1, adCmdText = 1, adCmdTable = 2,
-                     adCmdStoredProc = 4, adCmdUnknown = 8, adCmdTableDirect = 512;
+inline constexpr int adCmdUnspecified = -1, adCmdText = 1, adCmdTable = 2, adCmdStoredProc = 4,
+                     adCmdUnknown = 8, adCmdTableDirect = 512;
 inline constexpr int adEditNone = 0, adEditInProgress = 1, adEditAdd = 2;
-inline constexpr std::int32_t adFldUnspecified = -1, adFldMayDefer = 0x2,
-                              adFldUpdatable = 0x4, adFldUnknownUpdatable = 0x8,
-                              adFldFixed = 0x10, adFldIsNullable = 0x20, adFldMayBeNull = 0x40,
-                              adFldLong = 0x80, adFldRowID = 0x100, adFldKeyColumn = 0x8000;
+inline constexpr std::int32_t adFldUnspecified = -1, adFldMayDefer = 0x2, adFldUpdatable = 0x4,
+                              adFldUnknownUpdatable = 0x8, adFldFixed = 0x10,
+                              adFldIsNullable = 0x20, adFldMayBeNull = 0x40, adFldLong = 0x80,
+                              adFldRowID = 0x100, adFldKeyColumn = 0x8000;
 inline constexpr int adSchemaCatalogs = 1, adSchemaTables = 20;
 }  // namespace ado
 
@@ -51,6 +51,20 @@ inline constexpr std::int32_t kForwardOnly = -2147217884;
 
 inline constexpr const char* kAdoSource = "ADODB.Recordset";
 inline constexpr const char* kConnectionSource = "ADODB.Connection";
+
+// The layer's common refusals, with the texts callers know them by.
+[[noreturn]] inline void RaiseClosed(const char* source) {
+  rt::Raise(dalerr::kClosed, "Operation is not allowed when the object is closed.", source);
+}
+[[noreturn]] inline void RaiseOpen(const char* source) {
+  rt::Raise(dalerr::kOpen, "Operation is not allowed when the object is open.", source);
+}
+[[noreturn]] inline void RaiseItemNotFound(const char* source) {
+  rt::Raise(
+      dalerr::kItemNotFound,
+      "Item cannot be found in the collection corresponding to the requested name or ordinal.",
+      source);
+}
 
 // A failure of a store with every diagnostic record it gave (the first is
 // the one the platform error carries).

@@ -77,8 +77,9 @@ class Connection : public rt::Object {
   // closed one otherwise, with the number of rows changed in `rowsAffected`.
   // `cursorType` is what the recordset is opened as (forward-only, as the
   // platform's Execute gives; static for callers that want every row counted).
-  std::shared_ptr<Recordset> Execute(const std::string& statement, std::int64_t* rowsAffected = nullptr,
-                                     int options = -1, int cursorType = 0);
+  std::shared_ptr<Recordset> Execute(const std::string& statement,
+                                     std::int64_t* rowsAffected = nullptr, int options = -1,
+                                     int cursorType = 0);
   std::int32_t BeginTrans();
   void CommitTrans();
   void RollbackTrans();

@@ -165,6 +165,7 @@ class Recordset : public rt::Object {
   std::size_t PhysicalRow(std::size_t visible) const;
   void Rebuild();  // recompute the visible rows after a filter or a deletion
   void LoadAll(Cursor& cursor);
+  void FetchStreamRow();  // the next streamed row, or the end
   void FinishEditBeforeMove();
   std::string BaseTable() const;
   void WriteBackUpdate(std::size_t row);
@@ -173,8 +174,8 @@ class Recordset : public rt::Object {
   std::vector<rt::Variant> RowValues(std::size_t row) const;
 
   bool open_ = false;
-  int cursorType_ = 0;   // adOpenForwardOnly until set
-  int lockType_ = 1;     // adLockReadOnly until set
+  int cursorType_ = 0;  // adOpenForwardOnly until set
+  int lockType_ = 1;    // adLockReadOnly until set
   std::string source_;
   std::shared_ptr<Connection> connection_;
   std::vector<ColumnInfo> columns_;
@@ -188,9 +189,9 @@ class Recordset : public rt::Object {
   bool streamAtEnd_ = false;
   std::int64_t streamPos_ = 0;
 
-  std::vector<bool> deleted_;           // by physical row (empty: none deleted)
+  std::vector<bool> deleted_;                          // by physical row (empty: none deleted)
   std::optional<std::vector<std::uint32_t>> visible_;  // none: every row, in order
-  std::int64_t cur_ = 0;                // position among the visible rows
+  std::int64_t cur_ = 0;                               // position among the visible rows
   bool currentDeleted_ = false;
 
   rt::Variant filterText_ = rt::Variant(std::string());

@@ -17,14 +17,14 @@ enum class StoreKind { File, Server };
 
 struct Route {
   StoreKind kind = StoreKind::File;
-  bool shaped = false;         // behind the data-shaping prefix
-  std::string provider;        // the OLE DB provider named (or implied)
-  std::string dataSource;      // file store: the database file
-  std::string password;        // file store: the database password, if any
+  bool shaped = false;     // behind the data-shaping prefix
+  std::string provider;    // the OLE DB provider named (or implied)
+  std::string dataSource;  // file store: the database file
+  std::string password;    // file store: the database password, if any
   // Every key=value pair after the provider, keys upper-cased, in order of
   // appearance kept by the text itself (`rest`).
   std::map<std::string, std::string> keys;
-  std::string rest;            // the string without the shape prefix and PROVIDER key
+  std::string rest;  // the string without the shape prefix and PROVIDER key
 };
 
 // Split "k=v;k=v" into pairs; keys are trimmed and upper-cased, values kept as

@@ -135,8 +135,7 @@ class clsZMDBFunc {
 
 template <class R, class Body>
 R clsZMDBFunc::Run(std::string_view method, R result, Body&& body) {
-  return Run(method, std::move(result), std::forward<Body>(body),
-             [](const rt::ErrorInfo&, R&) {});
+  return Run(method, std::move(result), std::forward<Body>(body), [](const rt::ErrorInfo&, R&) {});
 }
 
 template <class R, class Body, class OnError>

@@ -29,9 +29,9 @@ enum class ArgType {
   Date,
   String,
   Variant,
-  Object,   // an object reference (Connection, Recordset, Parameter, ...)
-  Array,    // an array (String(), records, Parameter objects)
-  Record,   // a record of the type library (ErrStruct)
+  Object,  // an object reference (Connection, Recordset, Parameter, ...)
+  Array,   // an array (String(), records, Parameter objects)
+  Record,  // a record of the type library (ErrStruct)
 };
 
 struct ArgSpec {
@@ -55,7 +55,7 @@ struct MethodSpec {
   ArgType result = ArgType::Variant;
   GuardKind guard = GuardKind::Recording;
   std::vector<ArgSpec> args;
-  Invoker invoke;  // empty while the method's subsystem is not built yet
+  Invoker invoke;          // empty while the method's subsystem is not built yet
   std::string_view needs;  // what a method without an invoker is waiting for
 };
 

@@ -48,6 +48,11 @@ void SetProp(const Variant& v, std::string_view name, const Variant& value,
              const std::vector<Variant>& index = {});
 Variant CallMethod(const Variant& v, std::string_view name, std::vector<Variant> args = {});
 
+// The argument at `i` of a late-bound call, or Missing when the call gave fewer.
+const Variant& ArgAt(const std::vector<Variant>& args, std::size_t i);
+// An optional Long argument, or `fallback` when it is missing.
+std::int32_t OptLongArg(const std::vector<Variant>& args, std::size_t i, std::int32_t fallback);
+
 // Cast helper for code that needs the concrete class behind an object Variant:
 // raises error 13 (type mismatch) when the object is not a T, 91 when it is Nothing.
 template <class T>

@@ -23,8 +23,8 @@ class Variant;
 enum class VarType : int {
   Empty = 0,
   Null = 1,
-  Integer = 2,   // 16-bit signed
-  Long = 3,      // 32-bit signed
+  Integer = 2,  // 16-bit signed
+  Long = 3,     // 32-bit signed
   Single = 4,
   Double = 5,
   Currency = 6,  // 64-bit integer scaled by 10,000
@@ -35,7 +35,7 @@ enum class VarType : int {
   Boolean = 11,
   Variant = 12,  // only as an array's element type
   Byte = 17,
-  Record = 36,   // a record (user-defined type) of the type library
+  Record = 36,  // a record (user-defined type) of the type library
   Array = 8192,
 };
 
@@ -66,7 +66,7 @@ inline constexpr std::int32_t kParamNotFound = static_cast<std::int32_t>(0x80020
 // An unallocated array has no items at all (its bounds cannot be read).
 class SafeArray {
  public:
-  SafeArray();  // unallocated Variant()
+  SafeArray();                              // unallocated Variant()
   explicit SafeArray(VarType elementType);  // unallocated array of that type
   SafeArray(VarType elementType, std::int32_t lbound, std::vector<Variant> items);
   SafeArray(const SafeArray& other);
@@ -185,9 +185,9 @@ class Variant {
   // platform's "=" operator, which converts: see Compare in convert.h).
   bool operator==(const Variant& other) const { return v_ == other.v_; }
 
-  using Storage = std::variant<std::monostate, NullTag, bool, std::uint8_t, std::int16_t,
-                               std::int32_t, float, double, Currency, Date, std::string,
-                               ObjectRef, ErrorCode, SafeArray, Record>;
+  using Storage =
+      std::variant<std::monostate, NullTag, bool, std::uint8_t, std::int16_t, std::int32_t, float,
+                   double, Currency, Date, std::string, ObjectRef, ErrorCode, SafeArray, Record>;
   const Storage& storage() const { return v_; }
 
  private:
@@ -201,6 +201,8 @@ class Variant {
 std::string TypeName(const Variant& v);
 
 // The platform's IsMissing.
-inline bool IsMissing(const Variant& v) { return v.IsMissing(); }
+inline bool IsMissing(const Variant& v) {
+  return v.IsMissing();
+}
 
 }  // namespace zmdb::rt

@@ -78,23 +78,31 @@ class StatementCursor : public Cursor {
 
   CellType Type(std::size_t c) const override {
     switch (sqlite3_column_type(stmt_, static_cast<int>(c))) {
-      case SQLITE_INTEGER: return CellType::Integer;
-      case SQLITE_FLOAT: return CellType::Real;
-      case SQLITE_TEXT: return CellType::Text;
-      case SQLITE_BLOB: return CellType::Blob;
-      default: return CellType::Null;
+      case SQLITE_INTEGER:
+        return CellType::Integer;
+      case SQLITE_FLOAT:
+        return CellType::Real;
+      case SQLITE_TEXT:
+        return CellType::Text;
+      case SQLITE_BLOB:
+        return CellType::Blob;
+      default:
+        return CellType::Null;
     }
   }
   std::int64_t Integer(std::size_t c) const override {
     return sqlite3_column_int64(stmt_, static_cast<int>(c));
   }
-  double Real(std::size_t c) const override { return sqlite3_column_double(stmt_, static_cast<int>(c)); }
+  double Real(std::size_t c) const override {
+    return sqlite3_column_double(stmt_, static_cast<int>(c));
+  }
   std::string_view Text(std::size_t c) const override {
     const auto* t = reinterpret_cast<const char*>(sqlite3_column_text(stmt_, static_cast<int>(c)));
     return {t ? t : "", static_cast<std::size_t>(sqlite3_column_bytes(stmt_, static_cast<int>(c)))};
   }
   std::span<const std::uint8_t> Blob(std::size_t c) const override {
-    const auto* b = static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt_, static_cast<int>(c)));
+    const auto* b =
+        static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt_, static_cast<int>(c)));
     return {b, static_cast<std::size_t>(sqlite3_column_bytes(stmt_, static_cast<int>(c)))};
   }
 
@@ -112,8 +120,9 @@ class StatementCursor : public Cursor {
         c.baseColumn = origin;
         const char* declared = nullptr;
         int notNull = 0, pk = 0, autoinc = 0;
-        if (sqlite3_table_column_metadata(db_, sqlite3_column_database_name(stmt_, i), table, origin,
-                                          &declared, nullptr, &notNull, &pk, &autoinc) == SQLITE_OK) {
+        if (sqlite3_table_column_metadata(db_, sqlite3_column_database_name(stmt_, i), table,
+                                          origin, &declared, nullptr, &notNull, &pk,
+                                          &autoinc) == SQLITE_OK) {
           c.nullable = notNull == 0;
           c.key = pk != 0;
           c.autoIncrement = autoinc != 0;
@@ -129,10 +138,18 @@ class StatementCursor : public Cursor {
       } else {
         // A computed column takes its type from the first row's value.
         switch (pending_ ? sqlite3_column_type(stmt_, i) : SQLITE_NULL) {
-          case SQLITE_INTEGER: c.adoType = 3, c.definedSize = 4; break;
-          case SQLITE_FLOAT: c.adoType = 5, c.definedSize = 8; break;
-          case SQLITE_BLOB: c.adoType = 205, c.definedSize = 1073741823; break;
-          default: c.adoType = 202, c.definedSize = 255; break;
+          case SQLITE_INTEGER:
+            c.adoType = 3, c.definedSize = 4;
+            break;
+          case SQLITE_FLOAT:
+            c.adoType = 5, c.definedSize = 8;
+            break;
+          case SQLITE_BLOB:
+            c.adoType = 205, c.definedSize = 1073741823;
+            break;
+          default:
+            c.adoType = 202, c.definedSize = 255;
+            break;
         }
       }
       columns_.push_back(std::move(c));
@@ -168,7 +185,8 @@ class SqliteBackend : public Backend {
 
   // Statements the layer builds repeat (one per recordset and kind of
   // change), so their prepared forms are kept and reused.
-  Result ExecuteNative(std::string_view statement, const std::vector<rt::Variant>& params) override {
+  Result ExecuteNative(std::string_view statement,
+                       const std::vector<rt::Variant>& params) override {
     sqlite3_stmt* st = Cached(statement);
     sqlite3_reset(st);
     sqlite3_clear_bindings(st);
@@ -205,11 +223,13 @@ class SqliteBackend : public Backend {
 
   Result OpenSchema(std::int32_t schema) override {
     switch (schema) {
-      case ado::adSchemaCatalogs: return Catalogs();
-      case ado::adSchemaTables: return Tables();
+      case ado::adSchemaCatalogs:
+        return Catalogs();
+      case ado::adSchemaTables:
+        return Tables();
       default:
-        rt::Raise(-2146825037, "Object or provider is not capable of performing requested operation.",
-                  kSource);
+        rt::Raise(-2146825037,
+                  "Object or provider is not capable of performing requested operation.", kSource);
     }
   }
 
@@ -274,7 +294,8 @@ class SqliteBackend : public Backend {
   }
 
   void Prepare(const std::string& sql, Stmt& st) {
-    const int rc = sqlite3_prepare_v2(db_, sql.c_str(), static_cast<int>(sql.size()), &st.p, nullptr);
+    const int rc =
+        sqlite3_prepare_v2(db_, sql.c_str(), static_cast<int>(sql.size()), &st.p, nullptr);
     if (rc != SQLITE_OK) RaiseSqliteError(db_, rc, sql);
   }
 
@@ -288,14 +309,24 @@ class SqliteBackend : public Backend {
   void Bind(sqlite3_stmt* st, int i, const rt::Variant& v) {
     switch (v.Type()) {
       case rt::VarType::Empty:
-      case rt::VarType::Null: sqlite3_bind_null(st, i); return;
-      case rt::VarType::Boolean: sqlite3_bind_int(st, i, v.AsBoolean() ? -1 : 0); return;
+      case rt::VarType::Null:
+        sqlite3_bind_null(st, i);
+        return;
+      case rt::VarType::Boolean:
+        sqlite3_bind_int(st, i, v.AsBoolean() ? -1 : 0);
+        return;
       case rt::VarType::Byte:
       case rt::VarType::Integer:
-      case rt::VarType::Long: sqlite3_bind_int(st, i, v.AsLong()); return;
+      case rt::VarType::Long:
+        sqlite3_bind_int(st, i, v.AsLong());
+        return;
       case rt::VarType::Single:
-      case rt::VarType::Double: sqlite3_bind_double(st, i, v.AsDouble()); return;
-      case rt::VarType::Currency: sqlite3_bind_double(st, i, v.AsCurrency().ToDouble()); return;
+      case rt::VarType::Double:
+        sqlite3_bind_double(st, i, v.AsDouble());
+        return;
+      case rt::VarType::Currency:
+        sqlite3_bind_double(st, i, v.AsCurrency().ToDouble());
+        return;
       case rt::VarType::Date: {
         const std::string t = CanonicalDateText(v.AsDate());
         sqlite3_bind_text(st, i, t.c_str(), static_cast<int>(t.size()), SQLITE_TRANSIENT);
@@ -317,8 +348,10 @@ class SqliteBackend : public Backend {
 
   // Prepare, bind and run one SQLite statement; `shown` is the caller's text
   // for error messages.
-  Result Run(const std::string& sql, const std::vector<rt::Variant>& params, std::string_view shown) {
-    if (!db_) rt::Raise(dalerr::kClosed, "Operation is not allowed when the object is closed.", kSource);
+  Result Run(const std::string& sql, const std::vector<rt::Variant>& params,
+             std::string_view shown) {
+    if (!db_)
+      rt::Raise(dalerr::kClosed, "Operation is not allowed when the object is closed.", kSource);
     sqlite3_stmt* st = nullptr;
     const char* tail = nullptr;
     int rc = sqlite3_prepare_v2(db_, sql.c_str(), static_cast<int>(sql.size()), &st, &tail);
@@ -343,7 +376,8 @@ class SqliteBackend : public Backend {
     const auto b = sql.find_first_not_of(" \t\r\n(");
     if (b == std::string_view::npos) return false;
     std::string head;
-    for (std::size_t i = b; i < sql.size() && std::isalpha(static_cast<unsigned char>(sql[i])); ++i) {
+    for (std::size_t i = b; i < sql.size() && std::isalpha(static_cast<unsigned char>(sql[i]));
+         ++i) {
       head += static_cast<char>(std::toupper(static_cast<unsigned char>(sql[i])));
     }
     return head == "INSERT" || head == "UPDATE" || head == "DELETE" || head == "REPLACE" ||
@@ -368,17 +402,20 @@ class SqliteBackend : public Backend {
   Result Tables() {
     std::vector<ColumnInfo> cols = {
         Col("TABLE_CATALOG", 202, 128), Col("TABLE_SCHEMA", 202, 128), Col("TABLE_NAME", 202, 128),
-        Col("TABLE_TYPE", 202, 128),    Col("TABLE_GUID", 72, 16),      Col("DESCRIPTION", 202, 255),
-        Col("TABLE_PROPID", 19, 4),     Col("DATE_CREATED", 7, 8),      Col("DATE_MODIFIED", 7, 8)};
+        Col("TABLE_TYPE", 202, 128),    Col("TABLE_GUID", 72, 16),     Col("DESCRIPTION", 202, 255),
+        Col("TABLE_PROPID", 19, 4),     Col("DATE_CREATED", 7, 8),     Col("DATE_MODIFIED", 7, 8)};
     std::vector<std::vector<rt::Variant>> rows;
     Stmt st;
-    Prepare("SELECT name, type FROM sqlite_master WHERE type IN ('table','view') ORDER BY name", st);
+    Prepare("SELECT name, type FROM sqlite_master WHERE type IN ('table','view') ORDER BY name",
+            st);
     while (sqlite3_step(st.p) == SQLITE_ROW) {
       const std::string name = reinterpret_cast<const char*>(sqlite3_column_text(st.p, 0));
       const std::string type = reinterpret_cast<const char*>(sqlite3_column_text(st.p, 1));
       const bool system = name.starts_with("sqlite_") || name.starts_with("MSys");
       rows.push_back({rt::Variant::Null(), rt::Variant::Null(), rt::Variant(name),
-                      rt::Variant(system ? "SYSTEM TABLE" : type == "view" ? "VIEW" : "TABLE"),
+                      rt::Variant(system           ? "SYSTEM TABLE"
+                                  : type == "view" ? "VIEW"
+                                                   : "TABLE"),
                       rt::Variant::Null(), rt::Variant::Null(), rt::Variant::Null(),
                       rt::Variant::Null(), rt::Variant::Null()});
     }
@@ -450,10 +487,11 @@ std::unique_ptr<Backend> OpenDatabase(const OpenOptions& options) {
                                        "Could not find file '" + options.path + "'."}});
   }
   if (fs::exists(options.path, ec) && LooksLikeJet(options.path)) {
-    throw ProviderError({rt::ErrorInfo{rt::err::kUnspecified, kSource,
-                                       "Unrecognized database format '" + options.path +
-                                           "': a Jet or ACE file is read through the legacy reader, "
-                                           "not opened as a file store."}});
+    throw ProviderError(
+        {rt::ErrorInfo{rt::err::kUnspecified, kSource,
+                       "Unrecognized database format '" + options.path +
+                           "': a Jet or ACE file is read through the legacy reader, "
+                           "not opened as a file store."}});
   }
   sqlite3* db = nullptr;
   int flags = options.readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;

@@ -18,9 +18,8 @@
 // through every function unchanged, so malformed text never crashes a query.
 #include "zmdb/dal/sqlite/functions.h"
 
-#include <sqlite3.h>
-
 #include <fmt/format.h>
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <charconv>
@@ -80,7 +79,9 @@ Char CharAt(std::string_view s, std::size_t i) {
 
 // Appends code point `c` to `out` as UTF-8 (a stray byte as itself).
 void AppendChar(std::string& out, char32_t c) {
-  const auto put = [&](char32_t v) { out.push_back(static_cast<char>(static_cast<unsigned char>(v))); };
+  const auto put = [&](char32_t v) {
+    out.push_back(static_cast<char>(static_cast<unsigned char>(v)));
+  };
   if (c >= kRawByte) {
     put(c - kRawByte);
   } else if (c < 0x80) {
@@ -141,14 +142,14 @@ struct CaseRun {
 // Simple one-to-one case pairs: ASCII, Latin-1, Latin Extended-A, Greek,
 // Cyrillic and the full-width Latin letters.
 constexpr CaseRun kCaseRuns[] = {
-    {0x0041, 0x005A, 32, 1},     {0x00C0, 0x00D6, 32, 1},     {0x00D8, 0x00DE, 32, 1},
-    {0x0100, 0x012E, 1, 2},      {0x0132, 0x0136, 1, 2},      {0x0139, 0x0147, 1, 2},
-    {0x014A, 0x0176, 1, 2},      {0x0178, 0x0178, -121, 1},   {0x0179, 0x017D, 1, 2},
-    {0x0386, 0x0386, 38, 1},     {0x0388, 0x038A, 37, 1},     {0x038C, 0x038C, 64, 1},
-    {0x038E, 0x038F, 63, 1},     {0x0391, 0x03A1, 32, 1},     {0x03A3, 0x03AB, 32, 1},
-    {0x0400, 0x040F, 80, 1},     {0x0410, 0x042F, 32, 1},     {0x0460, 0x0480, 1, 2},
-    {0x048A, 0x04BE, 1, 2},      {0x04C0, 0x04C0, 15, 1},     {0x04C1, 0x04CD, 1, 2},
-    {0x04D0, 0x052E, 1, 2},      {0xFF21, 0xFF3A, 32, 1},
+    {0x0041, 0x005A, 32, 1}, {0x00C0, 0x00D6, 32, 1},   {0x00D8, 0x00DE, 32, 1},
+    {0x0100, 0x012E, 1, 2},  {0x0132, 0x0136, 1, 2},    {0x0139, 0x0147, 1, 2},
+    {0x014A, 0x0176, 1, 2},  {0x0178, 0x0178, -121, 1}, {0x0179, 0x017D, 1, 2},
+    {0x0386, 0x0386, 38, 1}, {0x0388, 0x038A, 37, 1},   {0x038C, 0x038C, 64, 1},
+    {0x038E, 0x038F, 63, 1}, {0x0391, 0x03A1, 32, 1},   {0x03A3, 0x03AB, 32, 1},
+    {0x0400, 0x040F, 80, 1}, {0x0410, 0x042F, 32, 1},   {0x0460, 0x0480, 1, 2},
+    {0x048A, 0x04BE, 1, 2},  {0x04C0, 0x04C0, 15, 1},   {0x04C1, 0x04CD, 1, 2},
+    {0x04D0, 0x052E, 1, 2},  {0xFF21, 0xFF3A, 32, 1},
 };
 
 // True when `c` is one of the upper-case letters of `run`.
@@ -199,9 +200,9 @@ std::u32string Folded(std::string_view s) {
 // One element of a compiled LIKE pattern.
 struct LikeToken {
   enum Kind { Star, AnyChar, Digit, Literal, Class } kind = Literal;
-  char32_t ch = 0;                                  // Literal, folded to upper case
+  char32_t ch = 0;                                    // Literal, folded to upper case
   std::vector<std::pair<char32_t, char32_t>> ranges;  // Class members as ranges
-  bool negated = false;                             // Class written [!...]
+  bool negated = false;                               // Class written [!...]
 };
 
 // A LIKE pattern split into tokens, with the escape character it was compiled for.
@@ -264,9 +265,12 @@ LikePattern CompileLike(std::string_view pattern, const char32_t* escape) {
 // True when character `c` matches the single-character token `t`.
 bool MatchesOne(const LikeToken& t, char32_t c) {
   switch (t.kind) {
-    case LikeToken::AnyChar: return true;
-    case LikeToken::Digit: return c >= '0' && c <= '9';
-    case LikeToken::Literal: return ToUpper(c) == t.ch;
+    case LikeToken::AnyChar:
+      return true;
+    case LikeToken::Digit:
+      return c >= '0' && c <= '9';
+    case LikeToken::Literal:
+      return ToUpper(c) == t.ch;
     case LikeToken::Class: {
       const char32_t forms[] = {c, ToUpper(c), ToLower(c)};
       bool in = false;
@@ -274,7 +278,8 @@ bool MatchesOne(const LikeToken& t, char32_t c) {
         for (char32_t f : forms) in = in || (f >= lo && f <= hi);
       return in != t.negated;
     }
-    case LikeToken::Star: break;
+    case LikeToken::Star:
+      break;
   }
   return false;
 }
@@ -312,7 +317,8 @@ bool MatchLike(const LikePattern& pattern, std::string_view text) {
 double RoundDecimal(double d, std::int64_t digits) {
   if (!std::isfinite(d) || d == 0.0) return d;
   char buf[64];
-  const auto res = std::to_chars(buf, buf + sizeof buf, std::fabs(d), std::chars_format::scientific, 14);
+  const auto res =
+      std::to_chars(buf, buf + sizeof buf, std::fabs(d), std::chars_format::scientific, 14);
   const std::string_view sci(buf, static_cast<std::size_t>(res.ptr - buf));  // d.ddddde+XX
   const std::string mantissa = std::string(1, sci[0]) + std::string(sci.substr(2, 14));
   int exponent = 0;
@@ -323,7 +329,8 @@ double RoundDecimal(double d, std::int64_t digits) {
   if (keep >= 15) return d;
   if (keep < 0) return 0.0;
   std::int64_t kept = 0;
-  for (std::int64_t k = 0; k < keep; ++k) kept = kept * 10 + (mantissa[static_cast<std::size_t>(k)] - '0');
+  for (std::int64_t k = 0; k < keep; ++k)
+    kept = kept * 10 + (mantissa[static_cast<std::size_t>(k)] - '0');
   const char next = mantissa[static_cast<std::size_t>(keep)];
   const bool restNonZero =
       mantissa.find_first_not_of('0', static_cast<std::size_t>(keep) + 1) != std::string::npos;
@@ -441,9 +448,9 @@ enum class Interval { Year, Quarter, Month, DayOfYear, Day, Weekday, Week, Hour,
 // The interval named by `s` (any case); error 5 for any other text.
 Interval IntervalOf(std::string_view s) {
   static constexpr std::pair<std::string_view, Interval> kNames[] = {
-      {"yyyy", Interval::Year},   {"q", Interval::Quarter},    {"m", Interval::Month},
-      {"y", Interval::DayOfYear}, {"d", Interval::Day},        {"w", Interval::Weekday},
-      {"ww", Interval::Week},     {"h", Interval::Hour},       {"n", Interval::Minute},
+      {"yyyy", Interval::Year},   {"q", Interval::Quarter}, {"m", Interval::Month},
+      {"y", Interval::DayOfYear}, {"d", Interval::Day},     {"w", Interval::Weekday},
+      {"ww", Interval::Week},     {"h", Interval::Hour},    {"n", Interval::Minute},
       {"s", Interval::Second},
   };
   const std::string lower = MapCase(s, false);
@@ -491,10 +498,14 @@ Out NumberOut(double d) {
 }
 
 // A Boolean as Jet stores it: -1 or 0.
-Out BoolOut(bool b) { return Out(b ? -1 : 0); }
+Out BoolOut(bool b) {
+  return Out(b ? -1 : 0);
+}
 
 // A date as its canonical text.
-Out DateOut(rt::Date d) { return Out(CanonicalDateText(d)); }
+Out DateOut(rt::Date d) {
+  return Out(CanonicalDateText(d));
+}
 
 // Raised when a result would exceed the connection's length limit.
 struct TooBig {};
@@ -502,7 +513,8 @@ struct TooBig {};
 // The arguments of one call, with the conversions the functions share.
 class Args {
  public:
-  Args(sqlite3_context* ctx, int argc, sqlite3_value** argv) : ctx_(ctx), argc_(argc), argv_(argv) {}
+  Args(sqlite3_context* ctx, int argc, sqlite3_value** argv)
+      : ctx_(ctx), argc_(argc), argv_(argv) {}
 
   // The number of arguments given.
   int count() const { return argc_; }
@@ -522,12 +534,14 @@ class Args {
   // text as stored; NULL raises 94, a blob 13.
   std::string Text(int i) const {
     switch (Type(i)) {
-      case SQLITE_INTEGER: return std::to_string(sqlite3_value_int64(argv_[i]));
+      case SQLITE_INTEGER:
+        return std::to_string(sqlite3_value_int64(argv_[i]));
       case SQLITE_TEXT: {
         const auto* p = reinterpret_cast<const char*>(sqlite3_value_text(argv_[i]));
         return std::string(p ? p : "", static_cast<std::size_t>(sqlite3_value_bytes(argv_[i])));
       }
-      default: return rt::CStr(Value(i));
+      default:
+        return rt::CStr(Value(i));
     }
   }
   // The 64-bit integer of an INTEGER argument.
@@ -687,9 +701,15 @@ Out Trimmed(const Args& a, bool left, bool right) {
 }
 
 // Trim(s), LTrim(s), RTrim(s): spaces removed from both ends, the start, the end.
-Out FnTrim(const Args& a) { return Trimmed(a, true, true); }
-Out FnLTrim(const Args& a) { return Trimmed(a, true, false); }
-Out FnRTrim(const Args& a) { return Trimmed(a, false, true); }
+Out FnTrim(const Args& a) {
+  return Trimmed(a, true, true);
+}
+Out FnLTrim(const Args& a) {
+  return Trimmed(a, true, false);
+}
+Out FnRTrim(const Args& a) {
+  return Trimmed(a, false, true);
+}
 
 // Space(n): n spaces; error 5 for n < 0.
 Out FnSpace(const Args& a) {
@@ -750,25 +770,39 @@ Out FnStr(const Args& a) {
 // ------------------------------------------------------------ conversions
 
 // CStr(v): the text of v; error 94 for NULL.
-Out FnCStr(const Args& a) { return a.Text(0); }
+Out FnCStr(const Args& a) {
+  return a.Text(0);
+}
 
 // CInt(v): a 16-bit whole number, rounded half to even; error 6 out of range.
-Out FnCInt(const Args& a) { return Out(static_cast<std::int64_t>(rt::CInt(a.Value(0)))); }
+Out FnCInt(const Args& a) {
+  return Out(static_cast<std::int64_t>(rt::CInt(a.Value(0))));
+}
 
 // CLng(v): a 32-bit whole number, rounded half to even; error 6 out of range.
-Out FnCLng(const Args& a) { return Out(static_cast<std::int64_t>(rt::CLng(a.Value(0)))); }
+Out FnCLng(const Args& a) {
+  return Out(static_cast<std::int64_t>(rt::CLng(a.Value(0))));
+}
 
 // CDbl(v): a real.
-Out FnCDbl(const Args& a) { return Out(rt::CDbl(a.Value(0))); }
+Out FnCDbl(const Args& a) {
+  return Out(rt::CDbl(a.Value(0)));
+}
 
 // CCur(v): a real rounded half to even at 4 decimals.
-Out FnCCur(const Args& a) { return Out(rt::CCur(a.Value(0)).ToDouble()); }
+Out FnCCur(const Args& a) {
+  return Out(rt::CCur(a.Value(0)).ToDouble());
+}
 
 // CDate(v): date text or a serial as a canonical date.
-Out FnCDate(const Args& a) { return DateOut(a.DateAt(0)); }
+Out FnCDate(const Args& a) {
+  return DateOut(a.DateAt(0));
+}
 
 // CBool(v): -1 or 0.
-Out FnCBool(const Args& a) { return BoolOut(rt::CBool(a.Value(0))); }
+Out FnCBool(const Args& a) {
+  return BoolOut(rt::CBool(a.Value(0)));
+}
 
 // ------------------------------------------------------- Null and choice
 
@@ -780,7 +814,9 @@ Out FnNz(const Args& a) {
 }
 
 // IsNull(v): -1 when v is NULL, else 0.
-Out FnIsNull(const Args& a) { return BoolOut(a.IsNull(0)); }
+Out FnIsNull(const Args& a) {
+  return BoolOut(a.IsNull(0));
+}
 
 // IIf(cond, a, b): a when cond is true, else b (NULL counts as false), each
 // returned unchanged; a condition that is not a truth value raises 13.
@@ -792,7 +828,9 @@ Out FnIIf(const Args& a) {
 // ------------------------------------------------------------ dates
 
 // Now(): the current local date and time.
-Out FnNow(const Args&) { return DateOut(rt::Now()); }
+Out FnNow(const Args&) {
+  return DateOut(rt::Now());
+}
 
 // Date(): today at midnight.
 Out FnDate(const Args&) {
@@ -807,12 +845,24 @@ Out FnTime(const Args&) {
 }
 
 // Year(d) .. Second(d): one calendar part of a date.
-Out FnYear(const Args& a) { return a.IsNull(0) ? Out() : Out(a.PartsAt(0).year); }
-Out FnMonth(const Args& a) { return a.IsNull(0) ? Out() : Out(a.PartsAt(0).month); }
-Out FnDay(const Args& a) { return a.IsNull(0) ? Out() : Out(a.PartsAt(0).day); }
-Out FnHour(const Args& a) { return a.IsNull(0) ? Out() : Out(a.PartsAt(0).hour); }
-Out FnMinute(const Args& a) { return a.IsNull(0) ? Out() : Out(a.PartsAt(0).minute); }
-Out FnSecond(const Args& a) { return a.IsNull(0) ? Out() : Out(a.PartsAt(0).second); }
+Out FnYear(const Args& a) {
+  return a.IsNull(0) ? Out() : Out(a.PartsAt(0).year);
+}
+Out FnMonth(const Args& a) {
+  return a.IsNull(0) ? Out() : Out(a.PartsAt(0).month);
+}
+Out FnDay(const Args& a) {
+  return a.IsNull(0) ? Out() : Out(a.PartsAt(0).day);
+}
+Out FnHour(const Args& a) {
+  return a.IsNull(0) ? Out() : Out(a.PartsAt(0).hour);
+}
+Out FnMinute(const Args& a) {
+  return a.IsNull(0) ? Out() : Out(a.PartsAt(0).minute);
+}
+Out FnSecond(const Args& a) {
+  return a.IsNull(0) ? Out() : Out(a.PartsAt(0).second);
+}
 
 // Weekday(d[, firstday]): 1..7, counted from firstday (Sunday by default).
 Out FnWeekday(const Args& a) {
@@ -833,16 +883,24 @@ Out FnDateAdd(const Args& a) {
   const auto n = static_cast<std::int64_t>(number);
   const rt::DateParts p = a.PartsAt(2);
   switch (interval) {
-    case Interval::Year: return DateOut(AddMonths(p, n * 12));
-    case Interval::Quarter: return DateOut(AddMonths(p, n * 3));
-    case Interval::Month: return DateOut(AddMonths(p, n));
+    case Interval::Year:
+      return DateOut(AddMonths(p, n * 12));
+    case Interval::Quarter:
+      return DateOut(AddMonths(p, n * 3));
+    case Interval::Month:
+      return DateOut(AddMonths(p, n));
     case Interval::DayOfYear:
     case Interval::Day:
-    case Interval::Weekday: return DateOut(DateFromSeconds(SecondsOf(p) + n * kSecondsPerDay));
-    case Interval::Week: return DateOut(DateFromSeconds(SecondsOf(p) + n * 7 * kSecondsPerDay));
-    case Interval::Hour: return DateOut(DateFromSeconds(SecondsOf(p) + n * 3600));
-    case Interval::Minute: return DateOut(DateFromSeconds(SecondsOf(p) + n * 60));
-    case Interval::Second: return DateOut(DateFromSeconds(SecondsOf(p) + n));
+    case Interval::Weekday:
+      return DateOut(DateFromSeconds(SecondsOf(p) + n * kSecondsPerDay));
+    case Interval::Week:
+      return DateOut(DateFromSeconds(SecondsOf(p) + n * 7 * kSecondsPerDay));
+    case Interval::Hour:
+      return DateOut(DateFromSeconds(SecondsOf(p) + n * 3600));
+    case Interval::Minute:
+      return DateOut(DateFromSeconds(SecondsOf(p) + n * 60));
+    case Interval::Second:
+      return DateOut(DateFromSeconds(SecondsOf(p) + n));
   }
   return {};
 }
@@ -862,16 +920,25 @@ Out FnDateDiff(const Args& a) {
       DayNumber(p2.year, p2.month, p2.day) - DayNumber(p1.year, p1.month, p1.day);
   const std::int64_t s1 = SecondsOf(p1), s2 = SecondsOf(p2);
   switch (interval) {
-    case Interval::Year: return p2.year - p1.year;
-    case Interval::Quarter: return Out(FloorDiv(months2, 3) - FloorDiv(months1, 3));
-    case Interval::Month: return Out(months2 - months1);
+    case Interval::Year:
+      return p2.year - p1.year;
+    case Interval::Quarter:
+      return Out(FloorDiv(months2, 3) - FloorDiv(months1, 3));
+    case Interval::Month:
+      return Out(months2 - months1);
     case Interval::DayOfYear:
-    case Interval::Day: return Out(days);
-    case Interval::Weekday: return Out(days / 7);
-    case Interval::Week: return Out((WeekStart(p2, first) - WeekStart(p1, first)) / 7);
-    case Interval::Hour: return Out(FloorDiv(s2, 3600) - FloorDiv(s1, 3600));
-    case Interval::Minute: return Out(FloorDiv(s2, 60) - FloorDiv(s1, 60));
-    case Interval::Second: return Out(s2 - s1);
+    case Interval::Day:
+      return Out(days);
+    case Interval::Weekday:
+      return Out(days / 7);
+    case Interval::Week:
+      return Out((WeekStart(p2, first) - WeekStart(p1, first)) / 7);
+    case Interval::Hour:
+      return Out(FloorDiv(s2, 3600) - FloorDiv(s1, 3600));
+    case Interval::Minute:
+      return Out(FloorDiv(s2, 60) - FloorDiv(s1, 60));
+    case Interval::Second:
+      return Out(s2 - s1);
   }
   return {};
 }
@@ -885,20 +952,28 @@ Out FnDatePart(const Args& a) {
   if (a.IsNull(1)) return {};
   const rt::DateParts p = a.PartsAt(1);
   switch (interval) {
-    case Interval::Year: return p.year;
-    case Interval::Quarter: return (p.month - 1) / 3 + 1;
-    case Interval::Month: return p.month;
+    case Interval::Year:
+      return p.year;
+    case Interval::Quarter:
+      return (p.month - 1) / 3 + 1;
+    case Interval::Month:
+      return p.month;
     case Interval::DayOfYear:
       return Out(DayNumber(p.year, p.month, p.day) - DayNumber(p.year, 1, 1) + 1);
-    case Interval::Day: return p.day;
-    case Interval::Weekday: return WeekdayFrom(p, first);
+    case Interval::Day:
+      return p.day;
+    case Interval::Weekday:
+      return WeekdayFrom(p, first);
     case Interval::Week: {
       const rt::DateParts jan1 = rt::SplitDate(rt::MakeDate(p.year, 1, 1));
       return Out((WeekStart(p, first) - WeekStart(jan1, first)) / 7 + 1);
     }
-    case Interval::Hour: return p.hour;
-    case Interval::Minute: return p.minute;
-    case Interval::Second: return p.second;
+    case Interval::Hour:
+      return p.hour;
+    case Interval::Minute:
+      return p.minute;
+    case Interval::Second:
+      return p.second;
   }
   return {};
 }
@@ -912,12 +987,15 @@ Out FnDateSerial(const Args& a) {
   std::int64_t year = rt::CInt(a.Value(0));
   const std::int64_t month = rt::CInt(a.Value(1));
   const std::int64_t day = rt::CInt(a.Value(2));
-  if (year >= 0 && year < 30) year += 2000;
-  else if (year >= 30 && year < 100) year += 1900;
+  if (year >= 0 && year < 30)
+    year += 2000;
+  else if (year >= 30 && year < 100)
+    year += 1900;
   const std::int64_t total = year * 12 + month - 1;
   const std::int64_t y = FloorDiv(total, 12);
   if (y < 100 || y > 9999) rt::Raise(rt::err::kInvalidProcCall);
-  const std::int64_t first = DayNumber(static_cast<int>(y), static_cast<int>(total - y * 12) + 1, 1);
+  const std::int64_t first =
+      DayNumber(static_cast<int>(y), static_cast<int>(total - y * 12) + 1, 1);
   return DateOut(DateFromSeconds((first + day - 1) * kSecondsPerDay));
 }
 
@@ -1026,34 +1104,62 @@ struct Registration {
 // Every function, once per argument count it takes. Left, Right and IsNull
 // are keywords to SQLite's parser and must be called as "Left"(...).
 constexpr Registration kFunctions[] = {
-    {"Format", 1, Call<FnFormat>, true},       {"Format", 2, Call<FnFormat>, true},
-    {"Mid", 2, Call<FnMid>, true},             {"Mid", 3, Call<FnMid>, true},
-    {"Left", 2, Call<FnLeft>, true},           {"Right", 2, Call<FnRight>, true},
-    {"Len", 1, Call<FnLen>, true},             {"InStr", 2, Call<FnInStr>, true},
-    {"InStr", 3, Call<FnInStr>, true},         {"InStr", 4, Call<FnInStr>, true},
-    {"UCase", 1, Call<FnUCase>, true},         {"LCase", 1, Call<FnLCase>, true},
-    {"Trim", 1, Call<FnTrim>, true},           {"LTrim", 1, Call<FnLTrim>, true},
-    {"RTrim", 1, Call<FnRTrim>, true},         {"Space", 1, Call<FnSpace>, true},
-    {"String", 2, Call<FnString>, true},       {"Val", 1, Call<FnVal>, true},
-    {"Str", 1, Call<FnStr>, true},             {"CStr", 1, Call<FnCStr>, true},
-    {"CInt", 1, Call<FnCInt>, true},           {"CLng", 1, Call<FnCLng>, true},
-    {"CDbl", 1, Call<FnCDbl>, true},           {"CCur", 1, Call<FnCCur>, true},
-    {"CDate", 1, Call<FnCDate>, true},         {"CBool", 1, Call<FnCBool>, true},
-    {"Nz", 1, Call<FnNz>, true},               {"Nz", 2, Call<FnNz>, true},
-    {"IsNull", 1, Call<FnIsNull>, true},       {"IIf", 3, Call<FnIIf>, true},
-    {"Now", 0, Call<FnNow>, false},            {"Date", 0, Call<FnDate>, false},
-    {"Time", 0, Call<FnTime>, false},          {"Year", 1, Call<FnYear>, true},
-    {"Month", 1, Call<FnMonth>, true},         {"Day", 1, Call<FnDay>, true},
-    {"Hour", 1, Call<FnHour>, true},           {"Minute", 1, Call<FnMinute>, true},
-    {"Second", 1, Call<FnSecond>, true},       {"Weekday", 1, Call<FnWeekday>, true},
-    {"Weekday", 2, Call<FnWeekday>, true},     {"DateAdd", 3, Call<FnDateAdd>, true},
-    {"DateDiff", 3, Call<FnDateDiff>, true},   {"DateDiff", 4, Call<FnDateDiff>, true},
-    {"DatePart", 2, Call<FnDatePart>, true},   {"DatePart", 3, Call<FnDatePart>, true},
-    {"DateSerial", 3, Call<FnDateSerial>, true}, {"TimeSerial", 3, Call<FnTimeSerial>, true},
-    {"Int", 1, Call<FnInt>, true},             {"Fix", 1, Call<FnFix>, true},
-    {"Sgn", 1, Call<FnSgn>, true},             {"Abs", 1, Call<FnAbs>, true},
-    {"Round", 1, Call<FnRound>, true},         {"Round", 2, Call<FnRound>, true},
-    {"like", 2, Call<FnLike>, true},           {"like", 3, Call<FnLike>, true},
+    {"Format", 1, Call<FnFormat>, true},
+    {"Format", 2, Call<FnFormat>, true},
+    {"Mid", 2, Call<FnMid>, true},
+    {"Mid", 3, Call<FnMid>, true},
+    {"Left", 2, Call<FnLeft>, true},
+    {"Right", 2, Call<FnRight>, true},
+    {"Len", 1, Call<FnLen>, true},
+    {"InStr", 2, Call<FnInStr>, true},
+    {"InStr", 3, Call<FnInStr>, true},
+    {"InStr", 4, Call<FnInStr>, true},
+    {"UCase", 1, Call<FnUCase>, true},
+    {"LCase", 1, Call<FnLCase>, true},
+    {"Trim", 1, Call<FnTrim>, true},
+    {"LTrim", 1, Call<FnLTrim>, true},
+    {"RTrim", 1, Call<FnRTrim>, true},
+    {"Space", 1, Call<FnSpace>, true},
+    {"String", 2, Call<FnString>, true},
+    {"Val", 1, Call<FnVal>, true},
+    {"Str", 1, Call<FnStr>, true},
+    {"CStr", 1, Call<FnCStr>, true},
+    {"CInt", 1, Call<FnCInt>, true},
+    {"CLng", 1, Call<FnCLng>, true},
+    {"CDbl", 1, Call<FnCDbl>, true},
+    {"CCur", 1, Call<FnCCur>, true},
+    {"CDate", 1, Call<FnCDate>, true},
+    {"CBool", 1, Call<FnCBool>, true},
+    {"Nz", 1, Call<FnNz>, true},
+    {"Nz", 2, Call<FnNz>, true},
+    {"IsNull", 1, Call<FnIsNull>, true},
+    {"IIf", 3, Call<FnIIf>, true},
+    {"Now", 0, Call<FnNow>, false},
+    {"Date", 0, Call<FnDate>, false},
+    {"Time", 0, Call<FnTime>, false},
+    {"Year", 1, Call<FnYear>, true},
+    {"Month", 1, Call<FnMonth>, true},
+    {"Day", 1, Call<FnDay>, true},
+    {"Hour", 1, Call<FnHour>, true},
+    {"Minute", 1, Call<FnMinute>, true},
+    {"Second", 1, Call<FnSecond>, true},
+    {"Weekday", 1, Call<FnWeekday>, true},
+    {"Weekday", 2, Call<FnWeekday>, true},
+    {"DateAdd", 3, Call<FnDateAdd>, true},
+    {"DateDiff", 3, Call<FnDateDiff>, true},
+    {"DateDiff", 4, Call<FnDateDiff>, true},
+    {"DatePart", 2, Call<FnDatePart>, true},
+    {"DatePart", 3, Call<FnDatePart>, true},
+    {"DateSerial", 3, Call<FnDateSerial>, true},
+    {"TimeSerial", 3, Call<FnTimeSerial>, true},
+    {"Int", 1, Call<FnInt>, true},
+    {"Fix", 1, Call<FnFix>, true},
+    {"Sgn", 1, Call<FnSgn>, true},
+    {"Abs", 1, Call<FnAbs>, true},
+    {"Round", 1, Call<FnRound>, true},
+    {"Round", 2, Call<FnRound>, true},
+    {"like", 2, Call<FnLike>, true},
+    {"like", 3, Call<FnLike>, true},
 };
 
 }  // namespace
@@ -1066,11 +1172,13 @@ rt::Variant ValueOf(sqlite3_value* v) {
   switch (sqlite3_value_type(v)) {
     case SQLITE_INTEGER: {
       const std::int64_t i = sqlite3_value_int64(v);
-      if (i >= std::numeric_limits<std::int32_t>::min() && i <= std::numeric_limits<std::int32_t>::max())
+      if (i >= std::numeric_limits<std::int32_t>::min() &&
+          i <= std::numeric_limits<std::int32_t>::max())
         return Variant(static_cast<std::int32_t>(i));
       return Variant(static_cast<double>(i));
     }
-    case SQLITE_FLOAT: return Variant(sqlite3_value_double(v));
+    case SQLITE_FLOAT:
+      return Variant(sqlite3_value_double(v));
     case SQLITE_TEXT: {
       const auto* p = reinterpret_cast<const char*>(sqlite3_value_text(v));
       return Variant(std::string(p ? p : "", static_cast<std::size_t>(sqlite3_value_bytes(v))));
@@ -1083,7 +1191,8 @@ rt::Variant ValueOf(sqlite3_value* v) {
       for (std::size_t i = 0; i < n; ++i) items.emplace_back(static_cast<std::uint8_t>(p[i]));
       return Variant(rt::SafeArray(rt::VarType::Byte, 0, std::move(items)));
     }
-    default: return Variant::Null();
+    default:
+      return Variant::Null();
   }
 }
 
@@ -1100,8 +1209,8 @@ std::string CanonicalDateText(rt::Date d) {
 int RegisterJetFunctions(sqlite3* db) {
   for (const Registration& r : kFunctions) {
     const int flags = SQLITE_UTF8 | SQLITE_INNOCUOUS | (r.deterministic ? SQLITE_DETERMINISTIC : 0);
-    const int rc =
-        sqlite3_create_function_v2(db, r.name, r.argc, flags, nullptr, r.fn, nullptr, nullptr, nullptr);
+    const int rc = sqlite3_create_function_v2(db, r.name, r.argc, flags, nullptr, r.fn, nullptr,
+                                              nullptr, nullptr);
     if (rc != SQLITE_OK) return rc;
   }
   return SQLITE_OK;

@@ -784,8 +784,8 @@ std::string RenderColumn(const Column& c) {
   std::string out = Render(v);
   if (c.declared.starts_with("VARCHAR(")) {
     const std::size_t close = c.declared.find(')');
-    out += " CHECK (length(" + Render(Nodes{c.name}) + ") <= " + c.declared.substr(8, close - 8) +
-           ")";
+    out +=
+        " CHECK (length(" + Render(Nodes{c.name}) + ") <= " + c.declared.substr(8, close - 8) + ")";
   }
   return out;
 }

@@ -12,7 +12,7 @@ namespace zmdb::dal::sqlite {
 
 struct OpenOptions {
   std::string path;
-  bool create = false;    // create the file when it does not exist
+  bool create = false;  // create the file when it does not exist
   bool readOnly = false;
   int busyTimeoutMs = 5000;
 };
