@@ -3,26 +3,6 @@
 #include "zmdb/frame/component.h"
 #include "zmdb/frame/methods.h"
 
-namespace zmdb::frame {
-
-std::string_view GuardKindName(GuardKind kind) {
-  switch (kind) {
-    case GuardKind::Recording:
-      return "recording";
-    case GuardKind::Silent:
-      return "silent";
-    case GuardKind::Unguarded:
-      return "unguarded";
-    case GuardKind::ResumeNext:
-      return "resume next";
-    case GuardKind::OwnHandler:
-      return "own handler";
-  }
-  return "?";
-}
-
-}  // namespace zmdb::frame
-
 namespace zmdb {
 
 // The guard kind of a method, from the method table. A name missing from the

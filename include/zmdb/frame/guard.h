@@ -1,8 +1,6 @@
 // The guard kinds: what a public method does when something it calls fails.
 #pragma once
 
-#include <string_view>
-
 namespace zmdb::frame {
 
 enum class GuardKind {
@@ -12,7 +10,5 @@ enum class GuardKind {
   ResumeNext,  // skip each failing statement; nothing recorded or shown
   OwnHandler,  // the method's own handler decides
 };
-
-std::string_view GuardKindName(GuardKind kind);
 
 }  // namespace zmdb::frame
