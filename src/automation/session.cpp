@@ -71,10 +71,15 @@ Json InspectConnection(dal::Connection& cn) {
 
 Session::Session() : host_(std::make_shared<rt::HeadlessHost>()), scope_(host_) {
   host_->SetEcho(false);
+  // Every connection a session sees, its own or one the library makes,
+  // keeps the statements it ran for `inspect`.
+  dal::SetStatementLogDefault(true);
   objects_.emplace("main", std::make_unique<clsZMDBFunc>());
 }
 
-Session::~Session() = default;
+Session::~Session() {
+  dal::SetStatementLogDefault(false);
+}
 
 std::string Session::HandleLine(const std::string& line) {
   Json response;
@@ -210,7 +215,6 @@ Json Session::New(const Json& request) {
   }
   if (type == "Connection") {
     auto cn = dal::Connection::Create();
-    cn->EnableStatementLog(true);
     const Json args = request.value("args", Json::object());
     for (const auto& [key, value] : args.items()) {
       if (!rt::NameEquals(key, "ConnectionString")) {

@@ -113,8 +113,18 @@ Variant Properties::Call(std::string_view name, std::vector<Variant>& args) {
 
 // ---- Connection ----
 
+namespace {
+thread_local bool logByDefault = false;
+}  // namespace
+
+void SetStatementLogDefault(bool on) {
+  logByDefault = on;
+}
+
 std::shared_ptr<Connection> Connection::Create() {
-  return std::shared_ptr<Connection>(new Connection());
+  std::shared_ptr<Connection> cn(new Connection());
+  cn->logging_ = logByDefault;
+  return cn;
 }
 
 Connection::~Connection() {

@@ -202,29 +202,39 @@ std::vector<MethodSpec> BuildTable() {
                  Opt("sSQL", String), OptRef("Conn", Variant)}));
   t.push_back(M(25, "dbIsExist", Boolean, G::Silent,
                 {In("fsTblName", String), In("fsFldName", String), In("fItemData", String),
-                 Opt("fType", Long), Opt("fsCondition", String), OptRef("Conn", Variant)}));
+                 Opt("fType", Long), Opt("fsCondition", String), OptRef("Conn", Variant)},
+                Bind(&C::dbIsExist)));
   t.push_back(M(26, "dbGetValue", Boolean, G::Silent,
                 {In("fsTblName", String), In("fsFldName", String), In("fsCondition", String),
-                 Ref("fItemData", String), OptRef("Conn", Variant)}));
+                 Ref("fItemData", String), OptRef("Conn", Variant)},
+                Bind(&C::dbGetValue)));
   t.push_back(M(27, "dbDeleteItem", Boolean, G::Silent,
-                {In("fsTblName", String), Opt("fsCondition", String), OptRef("Conn", Variant)}));
+                {In("fsTblName", String), Opt("fsCondition", String), OptRef("Conn", Variant)},
+                Bind(&C::dbDeleteItem)));
   t.push_back(M(28, "dbModifyItem", Boolean, G::Silent,
                 {In("fsTblName", String), In("fsFldName", String), In("fNewItemData", String),
-                 In("fsCondition", String), OptRef("Conn", Variant)}));
+                 In("fsCondition", String), OptRef("Conn", Variant)},
+                Bind(&C::dbModifyItem)));
   t.push_back(M(29, "dbRecordCounts", Long, G::Unguarded,
-                {Ref("fsTblName", String), Ref("Conn", Variant), OptRef("fsCondition", String)}));
+                {Ref("fsTblName", String), Ref("Conn", Variant), OptRef("fsCondition", String)},
+                Bind(&C::dbRecordCounts)));
   t.push_back(M(30, "dbGetMaxID", String, G::Recording,
                 {In("fsTblName", String), Opt("fsIDFld", String, S("ID")), OptRef("Conn", Variant),
                  Opt("fbIsStr", Boolean, B(false)), Opt("flLen", Long, L(8)),
-                 OptRef("bIsSQL", Boolean, B(false)), OptRef("fsConditionSQL", String, S(""))}));
+                 OptRef("bIsSQL", Boolean, B(false)), OptRef("fsConditionSQL", String, S(""))},
+                Bind(&C::dbGetMaxID)));
   t.push_back(M(31, "dbOpenDateBase", Boolean, G::Silent,
-                {Ref("fsFilename", String), Ref("fsConnStr", String)}));
+                {Ref("fsFilename", String), Ref("fsConnStr", String)}, Bind(&C::dbOpenDateBase)));
   t.push_back(M(32, "dbSetConnect", Boolean, G::Recording,
                 {Ref("fsConnStr", String), In("IsDAO", Boolean), Opt("CursorLocation", Long),
-                 OptRef("fConn", Variant)}));
-  t.push_back(M(33, "dbGetConnect", Object, G::Recording, {In("IsDAO", Boolean)}));
-  t.push_back(M(34, "dbCloseConnect", Boolean, G::Recording, {In("IsDAO", Boolean)}));
-  t.push_back(M(35, "dbIsSQLConnect", Boolean, G::Unguarded, {Ref("Conn", Variant)}));
+                 OptRef("fConn", Variant)},
+                Bind(&C::dbSetConnect)));
+  t.push_back(
+      M(33, "dbGetConnect", Object, G::Recording, {In("IsDAO", Boolean)}, Bind(&C::dbGetConnect)));
+  t.push_back(M(34, "dbCloseConnect", Boolean, G::Recording, {In("IsDAO", Boolean)},
+                Bind(&C::dbCloseConnect)));
+  t.push_back(M(35, "dbIsSQLConnect", Boolean, G::Unguarded, {Ref("Conn", Variant)},
+                Bind(&C::dbIsSQLConnect)));
   t.push_back(M(36, "dbGetConnString", String, G::Recording, {In("IsDAO", Boolean)},
                 Bind(&C::dbGetConnString)));
   t.push_back(M(37, "dbGetJetConnect", String, G::Unguarded,
@@ -253,14 +263,17 @@ std::vector<MethodSpec> BuildTable() {
       M(45, "dbFields", Array, G::Recording, {In("fsTblName", String), OptRef("Conn", Variant)}));
   t.push_back(M(46, "dbQueryExists", Boolean, G::Silent,
                 {In("fsQryName", String), OptRef("Conn", Variant),
-                 OptRef("fbIsSQLServer", Boolean, B(false))}));
+                 OptRef("fbIsSQLServer", Boolean, B(false))},
+                Bind(&C::dbQueryExists)));
   t.push_back(M(47, "dbTableExists", Boolean, G::OwnHandler,
-                {In("fsTblName", String), OptRef("Conn", Variant)}));
+                {In("fsTblName", String), OptRef("Conn", Variant)}, Bind(&C::dbTableExists)));
   t.push_back(M(48, "dbFieldExists", Boolean, G::Silent,
-                {In("fsTblName", String), In("fsFldName", String), OptRef("Conn", Variant)}));
+                {In("fsTblName", String), In("fsFldName", String), OptRef("Conn", Variant)},
+                Bind(&C::dbFieldExists)));
   t.push_back(
       M(49, "dbIndexExists", Boolean, G::Silent,
-        {In("fsTblName", String), Opt("fsIndexName", String), Opt("fbIsSQLServer", Boolean)}));
+        {In("fsTblName", String), Opt("fsIndexName", String), Opt("fbIsSQLServer", Boolean)},
+        Bind(&C::dbIndexExists)));
   t.push_back(M(50, "dbCreateTableItem", Boolean, G::Recording,
                 {In("fsTblName", String), Opt("TblConn", String), Opt("bSavePasswd", Boolean),
                  Opt("VirturlIndex", String), OptRef("Conn", Variant)}));

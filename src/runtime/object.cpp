@@ -68,4 +68,8 @@ Variant CallMethod(const Variant& v, std::string_view name, std::vector<Variant>
   return Target(v).Call(name, args);
 }
 
+Variant ItemOf(const Variant& collection, const Variant& key) {
+  return Target(collection).GetProperty("Item", {key});
+}
+
 }  // namespace zmdb::rt

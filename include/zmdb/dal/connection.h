@@ -136,6 +136,11 @@ auto Connection::Guarded(F&& f) -> decltype(f()) {
   }
 }
 
+// Whether connections made from now on, on this thread, start with their
+// statement log on (for tools and tests that check every statement the
+// library builds, also on connections the library makes itself).
+void SetStatementLogDefault(bool on);
+
 // Make the backend a route leads to; the one place that knows the backends.
 std::unique_ptr<Backend> OpenBackend(const Route& route);
 

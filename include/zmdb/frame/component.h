@@ -65,6 +65,44 @@ class clsZMDBFunc {
                               std::int32_t fiType = 1);
   std::string dbGetConnString(bool IsDAO);
 
+  // ---- Opening and closing connections ----
+  bool dbOpenDateBase(const std::string& fsFilename, const std::string& fsConnStr);
+  bool dbSetConnect(const std::string& fsConnStr, bool IsDAO, std::int32_t CursorLocation = 0,
+                    const rt::Variant& fConn = rt::Variant::Missing());
+  rt::ObjectRef dbGetConnect(bool IsDAO);
+  bool dbCloseConnect(bool IsDAO);
+  bool dbIsSQLConnect(const rt::Variant& Conn);
+
+  // ---- Existence probes ----
+  bool dbQueryExists(const std::string& fsQryName, const rt::Variant& Conn = rt::Variant::Missing(),
+                     bool fbIsSQLServer = false);
+  bool dbTableExists(const std::string& fsTblName,
+                     const rt::Variant& Conn = rt::Variant::Missing());
+  bool dbFieldExists(const std::string& fsTblName, const std::string& fsFldName,
+                     const rt::Variant& Conn = rt::Variant::Missing());
+  bool dbIndexExists(const std::string& fsTblName, const std::string& fsIndexName = "",
+                     bool fbIsSQLServer = false);
+
+  // ---- Single-value record operations and next-ID generation ----
+  bool dbIsExist(const std::string& fsTblName, const std::string& fsFldName,
+                 const std::string& fItemData, std::int32_t fType = 0,
+                 const std::string& fsCondition = "",
+                 const rt::Variant& Conn = rt::Variant::Missing());
+  bool dbGetValue(const std::string& fsTblName, const std::string& fsFldName,
+                  const std::string& fsCondition, std::string& fItemData,
+                  const rt::Variant& Conn = rt::Variant::Missing());
+  bool dbDeleteItem(const std::string& fsTblName, const std::string& fsCondition = "",
+                    const rt::Variant& Conn = rt::Variant::Missing());
+  bool dbModifyItem(const std::string& fsTblName, const std::string& fsFldName,
+                    const std::string& fNewItemData, const std::string& fsCondition,
+                    const rt::Variant& Conn = rt::Variant::Missing());
+  std::int32_t dbRecordCounts(const std::string& fsTblName, const rt::Variant& Conn,
+                              const std::string& fsCondition = "");
+  std::string dbGetMaxID(const std::string& fsTblName, const std::string& fsIDFld = "ID",
+                         const rt::Variant& Conn = rt::Variant::Missing(), bool fbIsStr = false,
+                         std::int32_t flLen = 8, bool bIsSQL = false,
+                         const std::string& fsConditionSQL = "");
+
   // ---- Field type vocabulary ----
   std::string dbGetFldTypeDesc(std::int32_t iType, bool bIsADO = true);
   std::int32_t dbAdo2DaoType(std::int32_t flType);

@@ -47,6 +47,9 @@ Variant GetProp(const Variant& v, std::string_view name, const std::vector<Varia
 void SetProp(const Variant& v, std::string_view name, const Variant& value,
              const std::vector<Variant>& index = {});
 Variant CallMethod(const Variant& v, std::string_view name, std::vector<Variant> args = {});
+// The item `key` (a name or a position) of a collection object: its indexed
+// Item property, as `coll(key)` reads it.
+Variant ItemOf(const Variant& collection, const Variant& key);
 
 // The argument at `i` of a late-bound call, or Missing when the call gave fewer.
 const Variant& ArgAt(const std::vector<Variant>& args, std::size_t i);

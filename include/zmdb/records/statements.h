@@ -1,0 +1,39 @@
+// The statements of the single-value record operations and of next-ID
+// generation, built by plain concatenation of the caller's text. Nothing is
+// quoted or escaped beyond what each builder says: names, values and
+// conditions are raw SQL, and quoting them is the caller's duty.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace zmdb::records {
+
+// "SELECT * FROM t WHERE f= 'v'" for date and character types (ADO 7, 129,
+// 200), "SELECT * FROM t WHERE f=v" for every other type; " AND cond" follows
+// a non-empty condition.
+std::string IsExistStatement(std::string_view table, std::string_view field, std::string_view item,
+                             std::int32_t adoType, std::string_view condition);
+// The client-side filter applied after the query: "f='v'", quoted whatever
+// the type.
+std::string IsExistFilter(std::string_view field, std::string_view item);
+// "SELECT * FROM t WHERE cond" (an empty condition gives an invalid statement,
+// on purpose: the caller must supply one).
+std::string GetValueStatement(std::string_view table, std::string_view condition);
+// "DELETE * FROM t", with " WHERE cond" when a condition is given.
+std::string DeleteItemStatement(std::string_view table, std::string_view condition);
+// "Update t SET f=v WHERE cond"; the new value goes in verbatim.
+std::string ModifyItemStatement(std::string_view table, std::string_view field,
+                                std::string_view newValue, std::string_view condition);
+// "SELECT COUNT(*) as Counts FROM [t]", with " WHERE cond" when a condition is given.
+std::string RecordCountsStatement(std::string_view table, std::string_view condition);
+
+// `width` zeros ("" for a width below one).
+std::string ZeroMask(std::int32_t width);
+// "SELECT MAX(id) AS MaxID FROM t", or MAX(FORMAT(id,'000…')) for text
+// identifiers, with " WHERE cond" when a condition is given.
+std::string MaxIdStatement(std::string_view table, std::string_view idField, bool isText,
+                           std::int32_t width, std::string_view condition);
+
+}  // namespace zmdb::records

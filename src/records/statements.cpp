@@ -1,0 +1,61 @@
+// Statement builders of the single-value record operations and next-ID generation.
+#include "zmdb/records/statements.h"
+
+#include <fmt/format.h>
+
+namespace zmdb::records {
+
+namespace {
+// " WHERE cond" for a non-empty condition, else nothing.
+std::string WhereClause(std::string_view condition) {
+  return condition.empty() ? std::string() : fmt::format(" WHERE {}", condition);
+}
+}  // namespace
+
+std::string IsExistStatement(std::string_view table, std::string_view field, std::string_view item,
+                             std::int32_t adoType, std::string_view condition) {
+  // Dates and character data are quoted, with a blank after the equals sign;
+  // every other type (an absent one too) goes in unquoted.
+  const bool quoted = adoType == 7 || adoType == 129 || adoType == 200;
+  std::string statement = quoted
+                              ? fmt::format("SELECT * FROM {} WHERE {}= '{}'", table, field, item)
+                              : fmt::format("SELECT * FROM {} WHERE {}={}", table, field, item);
+  if (!condition.empty()) statement += fmt::format(" AND {}", condition);
+  return statement;
+}
+
+std::string IsExistFilter(std::string_view field, std::string_view item) {
+  return fmt::format("{}='{}'", field, item);
+}
+
+std::string GetValueStatement(std::string_view table, std::string_view condition) {
+  return fmt::format("SELECT * FROM {} WHERE {}", table, condition);
+}
+
+std::string DeleteItemStatement(std::string_view table, std::string_view condition) {
+  return fmt::format("DELETE * FROM {}{}", table, WhereClause(condition));
+}
+
+std::string ModifyItemStatement(std::string_view table, std::string_view field,
+                                std::string_view newValue, std::string_view condition) {
+  return fmt::format("Update {} SET {}={} WHERE {}", table, field, newValue, condition);
+}
+
+std::string RecordCountsStatement(std::string_view table, std::string_view condition) {
+  return fmt::format("SELECT COUNT(*) as Counts FROM [{}]{}", table, WhereClause(condition));
+}
+
+std::string ZeroMask(std::int32_t width) {
+  return width > 0 ? std::string(static_cast<std::size_t>(width), '0') : std::string();
+}
+
+std::string MaxIdStatement(std::string_view table, std::string_view idField, bool isText,
+                           std::int32_t width, std::string_view condition) {
+  // Text identifiers are formatted to the full width so that they compare by
+  // numeric value ("000101" after "000012").
+  const std::string column =
+      isText ? fmt::format("FORMAT({},'{}')", idField, ZeroMask(width)) : std::string(idField);
+  return fmt::format("SELECT MAX({}) AS MaxID FROM {}{}", column, table, WhereClause(condition));
+}
+
+}  // namespace zmdb::records

@@ -1,0 +1,33 @@
+// Probe statements of the existence tests.
+#include "zmdb/schema/statements.h"
+
+#include <fmt/format.h>
+
+namespace zmdb::schema {
+
+std::string PrimaryKeyName(std::string_view table) {
+  return fmt::format("pk_{}", table);
+}
+
+std::string ViewProbeStatement(std::string_view view) {
+  return fmt::format("SELECT TABLE_NAME FROM INFORMATION_SCHEMA.VIEWS WHERE TABLE_NAME ='{}'",
+                     view);
+}
+
+std::string QueryProbeStatement(std::string_view query) {
+  return fmt::format("SELECT TOP 1 * FROM {}", query);
+}
+
+std::string TableProbeStatement(std::string_view table) {
+  return fmt::format("SELECT TOP 1 * FROM [{}]", table);
+}
+
+std::string FieldProbeStatement(std::string_view table, std::string_view field) {
+  return fmt::format("SELECT TOP 1 {} FROM {}", field, table);
+}
+
+std::string IndexProbeStatement(std::string_view index) {
+  return fmt::format("SELECT name FROM sysindexes WHERE name = '{}'", index);
+}
+
+}  // namespace zmdb::schema
