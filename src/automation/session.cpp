@@ -1,6 +1,9 @@
 #include "zmdb/automation/session.h"
 
+#include <filesystem>
+
 #include "zmdb/dal/connection.h"
+#include "zmdb/dal/dao/dao.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/frame/methods.h"
 #include "zmdb/runtime/error.h"
@@ -65,6 +68,62 @@ Json InspectConnection(dal::Connection& cn) {
               {"CursorLocation", cn.CursorLocation()},
               {"Errors", std::move(errors)},
               {"statements", cn.statementLog()}};
+}
+
+// The table definitions (fields, indexes) and saved queries of a database.
+Json InspectDatabase(dal::dao::Database& db) {
+  Json tables = Json::array();
+  auto& store = db.core()->store();
+  for (const auto& entry : store.Tables()) {
+    if (entry.kind != dal::schema::TableKind::Table && entry.kind != dal::schema::TableKind::Link) {
+      continue;
+    }
+    const auto t = store.Table(entry.name);
+    if (!t) continue;
+    Json fields = Json::array();
+    for (const auto& f : t->fields) {
+      fields.push_back(Json{{"Name", f.name},
+                            {"Type", f.type},
+                            {"Size", f.size},
+                            {"Required", f.required},
+                            {"DefaultValue", f.defaultValue}});
+    }
+    Json indexes = Json::array();
+    for (const auto& i : t->indexes) {
+      Json keys = Json::array();
+      for (const auto& k : i.fields) keys.push_back(k.name);
+      indexes.push_back(Json{{"Name", i.name},
+                             {"Fields", std::move(keys)},
+                             {"Primary", i.primary},
+                             {"Unique", i.unique || i.primary}});
+    }
+    Json table{{"Name", t->name}, {"fields", std::move(fields)}, {"indexes", std::move(indexes)}};
+    if (!t->connect.empty()) {
+      table["Connect"] = t->connect;
+      table["SourceTableName"] = t->sourceTable;
+    }
+    tables.push_back(std::move(table));
+  }
+  Json queries = Json::array();
+  for (const auto& q : store.Queries()) queries.push_back(Json{{"Name", q.name}, {"SQL", q.sql}});
+  return Json{{"Name", db.Name()},
+              {"Connect", db.Connect()},
+              {"tables", std::move(tables)},
+              {"queries", std::move(queries)}};
+}
+
+// A file database opened (or, with "Create": true and no file yet, created)
+// from the request's Name, Connect and ReadOnly.
+rt::ObjectRef OpenDatabase(const Json& args) {
+  dal::dao::OpenArgs open;
+  open.name = args.value("Name", std::string());
+  open.connect = args.value("Connect", std::string());
+  open.readOnly = args.value("ReadOnly", false);
+  std::error_code ec;
+  if (args.value("Create", false) && !std::filesystem::exists(open.name, ec)) {
+    return dal::dao::Database::Create(open.name, {});
+  }
+  return dal::dao::Database::Open(open);
 }
 
 }  // namespace
@@ -228,6 +287,9 @@ Json Session::New(const Json& request) {
   }
   if (type == "Recordset")
     return ToJson(rt::Variant(rt::ObjectRef(dal::Recordset::Create())), handles_);
+  if (type == "Database") {
+    return ToJson(rt::Variant(OpenDatabase(request.value("args", Json::object()))), handles_);
+  }
   rt::Raise(rt::err::kNotSupported, "Objects of type '" + type + "' cannot be made yet", kSource);
 }
 
@@ -238,6 +300,7 @@ Json Session::Inspect(const Json& request) {
   if (auto j = InspectControl(object)) return *j;
   if (auto* rs = dynamic_cast<dal::Recordset*>(&object)) return InspectRecordset(*rs, handles_);
   if (auto* cn = dynamic_cast<dal::Connection*>(&object)) return InspectConnection(*cn);
+  if (auto* db = dynamic_cast<dal::dao::Database*>(&object)) return InspectDatabase(*db);
   rt::Raise(rt::err::kNotSupported,
             "Objects of type '" + object.TypeName() + "' cannot be inspected", kSource);
 }

@@ -1,5 +1,6 @@
 #include "zmdb/frame/state.h"
 
+#include "zmdb/dal/dao/dao.h"
 #include "zmdb/runtime/error.h"
 
 namespace zmdb::frame {
@@ -35,11 +36,8 @@ void SetEngineFactory(ObjectFactory factory) {
 rt::ObjectRef Engine() {
   LibraryState& lib = Library();
   if (!lib.engine) {
-    if (!EngineFactory()) {
-      rt::Raise(rt::err::kObjectNotSet,
-                "No data engine is available: the data-access layer is not linked");
-    }
-    lib.engine = EngineFactory()();
+    // Without an installed factory the engine is the file store's own.
+    lib.engine = EngineFactory() ? EngineFactory()() : std::make_shared<dal::dao::DBEngine>();
   }
   return lib.engine;
 }

@@ -9,6 +9,7 @@
 //   {"new": "ListBox" | "ComboBox" | "ProgressBar" | "Label"}
 //   {"new": "Connection", "args": {"ConnectionString": "...", "CursorLocation": 3}}
 //   {"new": "Recordset"}                  an unopened recordset (fields may be appended)
+//   {"new": "Database", "args": {"Name": "...", "Connect": "", "ReadOnly": false, "Create": false}}
 //   {"release": "b"}                      the object runs its teardown
 //   {"exec": "SQL", "conn": {"handle": "h1"}}   raw SQL, for test set-up
 //   {"inspect": {"handle": "h2"}}

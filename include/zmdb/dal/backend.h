@@ -14,6 +14,10 @@
 
 namespace zmdb::dal {
 
+namespace schema {
+class SchemaStore;
+}
+
 // What the data-access layer knows of one result column.
 struct ColumnInfo {
   std::string name;
@@ -82,6 +86,10 @@ class Backend {
   // AutoNumber); Null when it cannot tell.
   virtual rt::Variant InsertedValue(const std::string& table, const std::string& column) = 0;
   virtual void Close() = 0;
+  // The store's schema store (tables, fields, indexes, relations, queries
+  // for the DAO and ADOX objects), owned by the backend. A store without one
+  // raises error 3251.
+  virtual schema::SchemaStore& Schema();
 };
 
 }  // namespace zmdb::dal

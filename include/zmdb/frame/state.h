@@ -24,9 +24,9 @@ LibraryState& Library();
 
 using ObjectFactory = std::function<rt::ObjectRef()>;
 
-// The data-access layer installs the factory of its data engine; Engine()
-// creates the engine on first use. Without a factory, Engine() raises a
-// run-time error that says no data engine is available.
+// Engine() creates this thread's data engine on first use: the DAO-style
+// engine of the data-access layer, or what an installed factory makes (tests
+// install stand-ins).
 void SetEngineFactory(ObjectFactory factory);
 rt::ObjectRef Engine();
 

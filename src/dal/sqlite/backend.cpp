@@ -5,6 +5,7 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -14,6 +15,7 @@
 #include "zmdb/dal/sqlite/coltypes.h"
 #include "zmdb/dal/sqlite/functions.h"
 #include "zmdb/dal/sqlite/jetsql.h"
+#include "zmdb/dal/sqlite/schema.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::sqlite {
@@ -180,7 +182,14 @@ class SqliteBackend : public Backend {
     for (std::size_t i = 0; i < rewritten.statements.size(); ++i) {
       result = Run(rewritten.statements[i], {}, statement);
     }
+    if (!result.cursor) NoteStatement(*this, statement);
     return result;
+  }
+
+  schema::SchemaStore& Schema() override {
+    if (!db_) RaiseClosed(kSource);
+    if (!schema_) schema_ = MakeSchemaStore(*this);
+    return *schema_;
   }
 
   // Statements the layer builds repeat (one per recordset and kind of
@@ -255,6 +264,7 @@ class SqliteBackend : public Backend {
   }
 
   void Close() override {
+    schema_.reset();
     for (auto& [sql, st] : cache_) sqlite3_finalize(st);
     cache_.clear();
     if (db_) {
@@ -405,19 +415,33 @@ class SqliteBackend : public Backend {
         Col("TABLE_TYPE", 202, 128),    Col("TABLE_GUID", 72, 16),     Col("DESCRIPTION", 202, 255),
         Col("TABLE_PROPID", 19, 4),     Col("DATE_CREATED", 7, 8),     Col("DATE_MODIFIED", 7, 8)};
     std::vector<std::vector<rt::Variant>> rows;
-    Stmt st;
-    Prepare("SELECT name, type FROM sqlite_master WHERE type IN ('table','view') ORDER BY name",
-            st);
-    while (sqlite3_step(st.p) == SQLITE_ROW) {
-      const std::string name = reinterpret_cast<const char*>(sqlite3_column_text(st.p, 0));
-      const std::string type = reinterpret_cast<const char*>(sqlite3_column_text(st.p, 1));
+    std::vector<std::pair<std::string, std::string>> listed;
+    {
+      Stmt st;
+      Prepare("SELECT name, type FROM sqlite_master WHERE type IN ('table','view') AND name <> '" +
+                  std::string(kSystemTable) + "'",
+              st);
+      while (sqlite3_step(st.p) == SQLITE_ROW) {
+        listed.emplace_back(reinterpret_cast<const char*>(sqlite3_column_text(st.p, 0)),
+                            reinterpret_cast<const char*>(sqlite3_column_text(st.p, 1)));
+      }
+    }
+    for (std::string& link : LinkNames(*this)) listed.emplace_back(std::move(link), "link");
+    std::sort(listed.begin(), listed.end());
+    const std::vector<TableDates> dates = RecordedDates(*this);
+    for (const auto& [name, type] : listed) {
       const bool system = name.starts_with("sqlite_") || name.starts_with("MSys");
+      rt::Variant created = rt::Variant::Null(), modified = rt::Variant::Null();
+      for (const TableDates& d : dates) {
+        if (d.name == name) created = d.created, modified = d.modified;
+      }
       rows.push_back({rt::Variant::Null(), rt::Variant::Null(), rt::Variant(name),
                       rt::Variant(system           ? "SYSTEM TABLE"
                                   : type == "view" ? "VIEW"
+                                  : type == "link" ? "LINK"
                                                    : "TABLE"),
-                      rt::Variant::Null(), rt::Variant::Null(), rt::Variant::Null(),
-                      rt::Variant::Null(), rt::Variant::Null()});
+                      rt::Variant::Null(), rt::Variant::Null(), rt::Variant::Null(), created,
+                      modified});
     }
     return Result{std::make_unique<RowsCursor>(std::move(cols), std::move(rows)), -1};
   }
@@ -425,6 +449,7 @@ class SqliteBackend : public Backend {
   sqlite3* db_;
   std::string path_;
   int depth_ = 0;
+  std::unique_ptr<schema::SchemaStore> schema_;
   std::map<std::string, sqlite3_stmt*, std::less<>> cache_;
 };
 
@@ -436,6 +461,13 @@ bool LooksLikeJet(const std::string& path) {
   f.read(head, sizeof head);
   const std::string_view h(head, sizeof head);
   return Contains(h, "Standard Jet DB") || Contains(h, "Standard ACE DB");
+}
+
+// The function a link's view calls when the link cannot be read: it fails
+// the statement with the text it is given.
+void LinkError(sqlite3_context* context, int, sqlite3_value** argv) {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(argv[0]));
+  sqlite3_result_error(context, text ? text : "The linked table cannot be read.", -1);
 }
 
 }  // namespace
@@ -517,7 +549,14 @@ std::unique_ptr<Backend> OpenDatabase(const OpenOptions& options) {
     sqlite3_exec(db, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
   }
   rc = RegisterJetFunctions(db);
+  if (rc == SQLITE_OK) {
+    rc = sqlite3_create_function_v2(db, "zmdb_link_error", 1, SQLITE_UTF8, nullptr, LinkError,
+                                    nullptr, nullptr, nullptr);
+  }
   if (rc != SQLITE_OK) RaiseSqliteError(db, rc, {});
+  // Relations are enforced, as the engine enforces them.
+  sqlite3_exec(db, "PRAGMA foreign_keys=ON", nullptr, nullptr, nullptr);
+  AttachLinks(*backend);
   return backend;
 }
 

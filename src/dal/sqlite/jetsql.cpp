@@ -1058,6 +1058,18 @@ std::vector<std::string> RewriteStatement(Nodes v) {
 
 }  // namespace
 
+// The numbering trigger of an AutoNumber column, as CREATE TABLE makes it.
+std::string CounterTriggerSql(std::string_view table, std::string_view column, std::int64_t seed,
+                              std::int64_t step) {
+  return CounterTrigger(table, column, seed, step);
+}
+
+// The Null-refusing triggers of a required index, as CREATE INDEX makes them.
+std::vector<std::string> NotNullTriggerSql(std::string_view index, std::string_view table,
+                                           const std::vector<std::string>& columns) {
+  return NotNullTriggers(index, table, columns);
+}
+
 // Rewrites one Jet statement into the SQLite statements that carry it out;
 // any Jet syntax that cannot be rewritten raises a syntax error naming it.
 Rewritten RewriteJet(std::string_view jet) {

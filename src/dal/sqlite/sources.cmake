@@ -3,4 +3,7 @@ target_sources(zmdb PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/jetsql.cpp
   ${CMAKE_CURRENT_LIST_DIR}/coltypes.cpp
   ${CMAKE_CURRENT_LIST_DIR}/functions.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/backend.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/backend.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/sysprops.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/rebuild.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/schema.cpp)

@@ -4,6 +4,7 @@
 // and comments; it never replaces text blindly.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +22,15 @@ struct Rewritten {
 // for Jet syntax that cannot be rewritten (an unterminated literal, TOP
 // without a number, an unknown Jet type name in DDL ...), naming the statement.
 Rewritten RewriteJet(std::string_view jet);
+
+// The trigger that numbers AutoNumber column `column` of `table` (a row
+// inserted without a value gets the next number after the highest one), and
+// the two triggers that refuse a Null in the key columns of index `index`.
+// The schema store regenerates them after a rebuild with the same names.
+std::string CounterTriggerSql(std::string_view table, std::string_view column, std::int64_t seed,
+                              std::int64_t step);
+std::vector<std::string> NotNullTriggerSql(std::string_view index, std::string_view table,
+                                           const std::vector<std::string>& columns);
 
 // Split a text that may hold several statements separated by ";" (outside
 // literals, brackets and comments); empty statements are dropped.

@@ -1,0 +1,1 @@
+target_sources(zmdb PRIVATE ${CMAKE_CURRENT_LIST_DIR}/catalog.cpp)

@@ -1,0 +1,493 @@
+// The DAO-style model on real file databases: every change goes through the
+// objects, and what it made is checked after closing and reopening the file.
+#include <sys/wait.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "dao_fixture.h"
+#include "zmdb/dal/adox/adox.h"
+#include "zmdb/dal/engine_errors.h"
+
+namespace zmdb::dal::testing {
+namespace {
+
+using Json = nlohmann::json;
+using rt::Variant;
+
+// A pending field with the properties of one case of field_cases.json.
+std::shared_ptr<dao::Field> FieldFromCase(dao::TableDef& t, const std::string& name,
+                                          const Json& set) {
+  auto f = t.CreateField(name, set.at("Type").get<int>(), set.value("Size", 0));
+  for (const auto& [key, value] : set.items()) {
+    if (key == "Type" || key == "Size") continue;
+    if (key == "Description") {
+      std::vector<Variant> args{Variant("Description"), Variant(10),
+                                Variant(value.get<std::string>())};
+      Variant prop = f->Call("CreateProperty", args);
+      f->Properties()->Append(prop);
+      continue;
+    }
+    const Variant v = value.is_boolean()  ? Variant(value.get<bool>())
+                      : value.is_number() ? Variant(value.get<int>())
+                                          : Variant(value.get<std::string>());
+    f->SetProperty(key, v, {});
+  }
+  return f;
+}
+
+// Checks every expected property of a field against what it reads back.
+void ExpectField(dao::Field& f, const Json& expect, const std::string& where) {
+  for (const auto& [key, value] : expect.items()) {
+    const Variant got = key == "Description"
+                            ? f.Properties()->Item(Variant("Description"))->DefaultValue()
+                            : f.GetProperty(key, {});
+    if (value.is_boolean()) {
+      EXPECT_EQ(rt::CBool(got), value.get<bool>()) << where << " " << key;
+    } else if (value.is_number()) {
+      EXPECT_EQ(rt::CLng(got), value.get<int>()) << where << " " << key;
+    } else {
+      EXPECT_EQ(rt::TextOf(got), value.get<std::string>()) << where << " " << key;
+    }
+  }
+}
+
+Json FieldCases() {
+  std::ifstream in(std::string(ZMDB_TEST_DATA) + "/dao/field_cases.json");
+  return Json::parse(in);
+}
+
+TEST_F(DaoTest, FieldPropertiesRoundTripThroughReopenOnANewTable) {
+  const Json cases = FieldCases();
+  auto t = db_->CreateTableDef("Cases");
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    t->Fields()->Append(
+        Variant(rt::ObjectRef(FieldFromCase(*t, "F" + std::to_string(i), cases[i].at("set")))));
+  }
+  db_->TableDefs()->Append(Variant(rt::ObjectRef(t)));
+  Reopen();
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    ExpectField(*FieldOf("Cases", "F" + std::to_string(i)), cases[i].at("expect"),
+                cases[i].at("name").get<std::string>());
+  }
+}
+
+TEST_F(DaoTest, FieldPropertiesRoundTripWhenAddedToATableWithRows) {
+  Sql("CREATE TABLE Cases (ID LONG)");
+  Sql("INSERT INTO Cases (ID) VALUES (1)");
+  Sql("INSERT INTO Cases (ID) VALUES (2)");
+  const Json cases = FieldCases();
+  auto t = Table("Cases");
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    t->Fields()->Append(
+        Variant(rt::ObjectRef(FieldFromCase(*t, "F" + std::to_string(i), cases[i].at("set")))));
+  }
+  Reopen();
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    ExpectField(*FieldOf("Cases", "F" + std::to_string(i)), cases[i].at("expect"),
+                cases[i].at("name").get<std::string>());
+  }
+  EXPECT_EQ(Rows("SELECT COUNT(*) FROM Cases"), (std::vector<std::vector<std::string>>{{"2"}}));
+  // The AutoNumber added to the table numbered the rows already there.
+  EXPECT_EQ(Rows("SELECT F5 FROM Cases ORDER BY ID"),
+            (std::vector<std::vector<std::string>>{{"1"}, {"2"}}));
+}
+
+TEST_F(DaoTest, ANewTableHasItsFieldsIndexesAndDates) {
+  auto t = db_->CreateTableDef("Staff");
+  auto id = t->CreateField("ID", 4);
+  id->SetProperty("Attributes", Variant(17), {});
+  t->Fields()->Append(Variant(rt::ObjectRef(id)));
+  t->Fields()->Append(Variant(rt::ObjectRef(t->CreateField("Name", 10, 30))));
+  auto pk = t->CreateIndex("PrimaryKey");
+  pk->Fields()->Append(Variant(rt::ObjectRef(pk->CreateField("ID"))));
+  pk->SetProperty("Primary", Variant(true), {});
+  t->Indexes()->Append(Variant(rt::ObjectRef(pk)));
+  auto byName = t->CreateIndex("ByName");
+  byName->SetProperty("Fields", Variant("-Name"), {});
+  byName->SetProperty("Clustered", Variant(true), {});
+  byName->SetProperty("IgnoreNulls", Variant(true), {});
+  t->Indexes()->Append(Variant(rt::ObjectRef(byName)));
+  db_->TableDefs()->Append(Variant(rt::ObjectRef(t)));
+  // The appended object is bound: it reads the store.
+  EXPECT_EQ(t->Fields()->Count(), 2);
+  Reopen();
+
+  auto staff = Table("Staff");
+  EXPECT_FALSE(Get(staff, "DateCreated").IsNull());
+  EXPECT_EQ(staff->Indexes()->Names(), (std::vector<std::string>{"PrimaryKey", "ByName"}));
+  auto p = IndexOf("Staff", "PrimaryKey");
+  EXPECT_TRUE(rt::CBool(Get(p, "Primary")));
+  EXPECT_TRUE(rt::CBool(Get(p, "Unique")));
+  EXPECT_EQ(p->Fields()->Names(), std::vector<std::string>{"ID"});
+  auto n = IndexOf("Staff", "ByName");
+  EXPECT_FALSE(rt::CBool(Get(n, "Primary")));
+  EXPECT_TRUE(rt::CBool(Get(n, "Clustered")));
+  EXPECT_TRUE(rt::CBool(Get(n, "IgnoreNulls")));
+  EXPECT_EQ(rt::CLng(Get(rt::ObjectRef(n->Fields()->Item(Variant("Name"))), "Attributes")), 1);
+  // The AutoNumber numbers rows; the key refuses duplicates.
+  Sql("INSERT INTO Staff (Name) VALUES ('a')");
+  Sql("INSERT INTO Staff (Name) VALUES ('b')");
+  EXPECT_EQ(Rows("SELECT ID, Name FROM Staff ORDER BY ID"),
+            (std::vector<std::vector<std::string>>{{"1", "a"}, {"2", "b"}}));
+  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO Staff (ID, Name) VALUES (1, 'c')"); }), 0);
+}
+
+TEST_F(DaoTest, TwoTablesMayEachHaveAnIndexOfTheSameName) {
+  for (const char* name : {"A", "B"}) {
+    Sql(std::string("CREATE TABLE ") + name + " (K LONG, V TEXT(10))");
+    auto i = Table(name)->CreateIndex("ByV");
+    i->SetProperty("Fields", Variant("V"), {});
+    Table(name)->Indexes()->Append(Variant(rt::ObjectRef(i)));
+  }
+  Reopen();
+  EXPECT_EQ(Table("A")->Indexes()->Names(), std::vector<std::string>{"ByV"});
+  EXPECT_EQ(Table("B")->Indexes()->Names(), std::vector<std::string>{"ByV"});
+  Table("A")->Indexes()->Delete("ByV");
+  EXPECT_EQ(Table("A")->Indexes()->Count(), 0);
+  EXPECT_EQ(Table("B")->Indexes()->Names(), std::vector<std::string>{"ByV"});
+}
+
+TEST_F(DaoTest, AddingAPrimaryKeyRebuildsTheTableKeepingRowsIndexesAndTriggers) {
+  Sql("CREATE TABLE T (ID LONG, Code TEXT(10), N COUNTER)");
+  Sql("CREATE INDEX ByCode ON T (Code)");
+  for (int i = 1; i <= 3; ++i) {
+    Sql("INSERT INTO T (ID, Code) VALUES (" + std::to_string(i) + ", 'c" + std::to_string(i) +
+        "')");
+  }
+  Table("T")->Properties()->Append(
+      Variant(rt::ObjectRef(Table("T")->CreateProperty("Description", 10, Variant("the table")))));
+  auto pk = Table("T")->CreateIndex("pk_T");
+  pk->SetProperty("Fields", Variant("ID"), {});
+  pk->SetProperty("Primary", Variant(true), {});
+  Table("T")->Indexes()->Append(Variant(rt::ObjectRef(pk)));
+  Reopen();
+  EXPECT_EQ(Table("T")->Indexes()->Names(), (std::vector<std::string>{"pk_T", "ByCode"}));
+  EXPECT_TRUE(rt::CBool(Get(IndexOf("T", "pk_T"), "Primary")));
+  EXPECT_EQ(Rows("SELECT ID, Code, N FROM T ORDER BY ID"),
+            (std::vector<std::vector<std::string>>{
+                {"1", "c1", "1"}, {"2", "c2", "2"}, {"3", "c3", "3"}}));
+  EXPECT_EQ(rt::CStr(Table("T")->Properties()->Item(Variant("Description"))->DefaultValue()),
+            "the table");
+  // The AutoNumber still numbers new rows after the rebuild.
+  Sql("INSERT INTO T (ID, Code) VALUES (4, 'c4')");
+  EXPECT_EQ(Rows("SELECT N FROM T WHERE ID = 4"), (std::vector<std::vector<std::string>>{{"4"}}));
+}
+
+TEST_F(DaoTest, AFailedRebuildLeavesTheTableExactlyAsItWas) {
+  Sql("CREATE TABLE T (ID LONG, Code TEXT(10) NOT NULL)");
+  Sql("CREATE UNIQUE INDEX ByCode ON T (Code)");
+  Sql("INSERT INTO T (ID, Code) VALUES (1, 'a')");
+  Sql("INSERT INTO T (ID, Code) VALUES (1, 'b')");  // a duplicate key for ID
+  const auto catalogue = Rows("SELECT type, name, sql FROM sqlite_master ORDER BY name");
+  const auto rows = Rows("SELECT ID, Code FROM T ORDER BY Code");
+  auto pk = Table("T")->CreateIndex("PrimaryKey");
+  pk->SetProperty("Fields", Variant("ID"), {});
+  pk->SetProperty("Primary", Variant(true), {});
+  EXPECT_EQ(ErrorOf([&] { Table("T")->Indexes()->Append(Variant(rt::ObjectRef(pk))); }),
+            engerr::kDuplicateValues);
+  EXPECT_EQ(Rows("SELECT type, name, sql FROM sqlite_master ORDER BY name"), catalogue);
+  EXPECT_EQ(Rows("SELECT ID, Code FROM T ORDER BY Code"), rows);
+  EXPECT_EQ(Table("T")->Indexes()->Names(), std::vector<std::string>{"ByCode"});
+  // Nulls in a new key are refused the same way.
+  Sql("UPDATE T SET ID = NULL WHERE Code = 'b'");
+  EXPECT_EQ(ErrorOf([&] { Table("T")->Indexes()->Append(Variant(rt::ObjectRef(pk))); }),
+            engerr::kNullInIndex);
+  EXPECT_EQ(Table("T")->Indexes()->Names(), std::vector<std::string>{"ByCode"});
+}
+
+TEST_F(DaoTest, RenamesRenameTablesFieldsAndKeepTheirProperties) {
+  Sql("CREATE TABLE Old (A LONG, B TEXT(5))");
+  Sql("INSERT INTO Old VALUES (1, 'x')");
+  auto b = FieldOf("Old", "B");
+  b->SetProperty("AllowZeroLength", Variant(true), {});
+  std::vector<Variant> args{Variant("Description"), Variant(10), Variant("bee")};
+  b->Properties()->Append(b->Call("CreateProperty", args));
+  b->SetProperty("Name", Variant("Bee"), {});
+  Table("Old")->SetProperty("Name", Variant("New"), {});
+  Reopen();
+  EXPECT_EQ(db_->TableDefs()->Names(), std::vector<std::string>{"New"});
+  auto bee = FieldOf("New", "Bee");
+  EXPECT_TRUE(rt::CBool(Get(bee, "AllowZeroLength")));
+  EXPECT_EQ(rt::CStr(bee->Properties()->Item(Variant("Description"))->DefaultValue()), "bee");
+  EXPECT_EQ(Rows("SELECT A, Bee FROM New"), (std::vector<std::vector<std::string>>{{"1", "x"}}));
+}
+
+TEST_F(DaoTest, DeletingAFieldDropsTheColumnButNotAnIndexedOne) {
+  Sql("CREATE TABLE T (A LONG, B TEXT(5), C DOUBLE)");
+  Sql("CREATE INDEX ByA ON T (A)");
+  Sql("INSERT INTO T VALUES (1, 'x', 2.5)");
+  Table("T")->Fields()->Delete("B");
+  EXPECT_EQ(ErrorOf([&] { Table("T")->Fields()->Delete("A"); }), engerr::kFieldInIndex);
+  Reopen();
+  EXPECT_EQ(Table("T")->Fields()->Names(), (std::vector<std::string>{"A", "C"}));
+  EXPECT_EQ(Table("T")->Indexes()->Names(), std::vector<std::string>{"ByA"});
+  EXPECT_EQ(Rows("SELECT A, C FROM T"), (std::vector<std::vector<std::string>>{{"1", "2.5"}}));
+}
+
+TEST_F(DaoTest, RequiredAndAllowZeroLengthAreEnforcedOnAddedFields) {
+  Sql("CREATE TABLE T (ID LONG)");
+  Sql("INSERT INTO T (ID) VALUES (1)");  // a row from before: its new field stays Null
+  auto t = Table("T");
+  auto name = t->CreateField("Name", 10, 10);
+  name->SetProperty("Required", Variant(true), {});
+  t->Fields()->Append(Variant(rt::ObjectRef(name)));
+  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO T (ID) VALUES (2)"); }), 0);
+  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO T (ID, Name) VALUES (2, '')"); }), 0);
+  Sql("INSERT INTO T (ID, Name) VALUES (2, 'ok')");
+  // Relaxing the rules lets the same rows in.
+  FieldOf("T", "Name")->SetProperty("AllowZeroLength", Variant(true), {});
+  FieldOf("T", "Name")->SetProperty("Required", Variant(false), {});
+  Sql("INSERT INTO T (ID, Name) VALUES (3, '')");
+  Sql("INSERT INTO T (ID) VALUES (4)");
+  EXPECT_EQ(Rows("SELECT COUNT(*) FROM T"), (std::vector<std::vector<std::string>>{{"4"}}));
+}
+
+TEST_F(DaoTest, CollectionsRaiseTheEnginesErrors) {
+  Sql("CREATE TABLE T (A LONG)");
+  auto tds = db_->TableDefs();
+  EXPECT_EQ(ErrorOf([&] { tds->Item(Variant("Nope")); }), engerr::kItemNotFound);
+  EXPECT_EQ(ErrorOf([&] { tds->Item(Variant(5)); }), engerr::kItemNotFound);
+  EXPECT_EQ(ErrorOf([&] { tds->Delete("Nope"); }), engerr::kItemNotFound);
+  auto again = db_->CreateTableDef("t");
+  again->Fields()->Append(Variant(rt::ObjectRef(again->CreateField("X", 4))));
+  EXPECT_EQ(ErrorOf([&] { tds->Append(Variant(rt::ObjectRef(again))); }), engerr::kTableExists);
+  EXPECT_EQ(ErrorOf([&] {
+              Table("T")->Fields()->Append(Variant(rt::ObjectRef(Table("T")->CreateField("a", 4))));
+            }),
+            engerr::kFieldExists);
+  auto i1 = Table("T")->CreateIndex("I");
+  i1->SetProperty("Fields", Variant("A"), {});
+  Table("T")->Indexes()->Append(Variant(rt::ObjectRef(i1)));
+  auto i2 = Table("T")->CreateIndex("i");
+  i2->SetProperty("Fields", Variant("A"), {});
+  EXPECT_EQ(ErrorOf([&] { Table("T")->Indexes()->Append(Variant(rt::ObjectRef(i2))); }),
+            engerr::kIndexExists);
+  db_->CreateQueryDef("Q", "SELECT * FROM T");
+  EXPECT_EQ(ErrorOf([&] { db_->CreateQueryDef("q", "SELECT 1"); }), engerr::kObjectExists);
+  EXPECT_EQ(ErrorOf([&] { FieldOf("T", "Missing"); }), engerr::kItemNotFound);
+  EXPECT_EQ(ErrorOf([&] { Table("T")->Properties()->Item(Variant("Description")); }),
+            engerr::kPropertyNotFound);
+  auto empty = db_->CreateTableDef("Empty");
+  EXPECT_EQ(ErrorOf([&] { tds->Append(Variant(rt::ObjectRef(empty))); }), engerr::kNoFields);
+}
+
+TEST_F(DaoTest, OpeningAndClosing) {
+  EXPECT_EQ(ErrorOf([&] {
+              engine_.OpenDatabase({(dir_ / "none.mdb").string(), false, ""});
+            }),
+            engerr::kFileNotFound);
+  EXPECT_EQ(ErrorOf([&] {
+              engine_.OpenDatabase({"", false, "ODBC;DSN=x;UID=sa"});
+            }),
+            engerr::kNotSupported);
+  EXPECT_EQ(ErrorOf([&] {
+              engine_.OpenDatabase({path_, false, "dBase IV;"});
+            }),
+            engerr::kInstallableIsam);
+  EXPECT_EQ(ErrorOf([&] { engine_.CreateDatabase(path_, ""); }), engerr::kDatabaseExists);
+  {
+    std::ofstream jet(dir_ / "old.mdb", std::ios::binary);
+    jet << std::string(4, '\0') << "Standard Jet DB" << std::string(100, '\0');
+  }
+  EXPECT_EQ(ErrorOf([&] {
+              engine_.OpenDatabase({(dir_ / "old.mdb").string(), false, ""});
+            }),
+            engerr::kUnrecognizedFormat);
+  auto ws = rt::ObjectAs<dao::Workspace>(Variant(engine_.Workspaces()->Item(Variant(0))));
+  auto second = ws->OpenDatabase({path_, false, ";PWD=secret"});
+  EXPECT_EQ(second->Connect(), ";PWD=secret");
+  auto tds = second->TableDefs();
+  second->Close();
+  EXPECT_EQ(ErrorOf([&] { tds->Count(); }), engerr::kObjectInvalid);
+  EXPECT_EQ(ErrorOf([&] { second->Close(); }), engerr::kObjectInvalid);
+}
+
+TEST_F(DaoTest, TheSystemTableIsInNoListing) {
+  Sql("CREATE TABLE T (A LONG)");
+  FieldOf("T", "A")->SetProperty("Required", Variant(true), {});
+  EXPECT_EQ(db_->TableDefs()->Names(), std::vector<std::string>{"T"});
+  auto cn = Connect();
+  auto rs = cn->OpenSchema(20);
+  std::vector<std::string> names;
+  for (const auto& row : rs->VisibleRows()) names.push_back(rt::CStr(row[2]));
+  EXPECT_EQ(names, std::vector<std::string>{"T"});
+  auto cat = adox::Catalog::Make();
+  cat->SetActiveConnection(Variant(rt::ObjectRef(cn)));
+  EXPECT_EQ(cat->Tables()->Names(), std::vector<std::string>{"T"});
+}
+
+TEST_F(DaoTest, TablesMadeByPlainSqlAreSeenWithTheirDates) {
+  auto cn = Connect();
+  cn->Execute("CREATE TABLE Plain (ID COUNTER PRIMARY KEY, Name TEXT(20) NOT NULL)");
+  auto t = Table("Plain");
+  EXPECT_EQ(t->Fields()->Names(), (std::vector<std::string>{"ID", "Name"}));
+  EXPECT_EQ(rt::CLng(Get(FieldOf("Plain", "ID"), "Attributes")), 17);
+  EXPECT_TRUE(rt::CBool(Get(FieldOf("Plain", "Name"), "Required")));
+  EXPECT_EQ(t->Indexes()->Names(), std::vector<std::string>{"PrimaryKey"});
+  auto rs = cn->OpenSchema(20);
+  bool seen = false;
+  for (const auto& row : rs->VisibleRows()) {
+    if (rt::CStr(row[2]) != "Plain") continue;
+    seen = true;
+    EXPECT_EQ(rt::CStr(row[3]), "TABLE");
+    EXPECT_EQ(row[7].Type(), rt::VarType::Date);
+    EXPECT_EQ(row[8].Type(), rt::VarType::Date);
+  }
+  EXPECT_TRUE(seen);
+}
+
+TEST_F(DaoTest, ASecondProcessSeesTheNewSchema) {
+  Sql("CREATE TABLE T (A LONG)");
+  auto f = Table("T")->CreateField("Added", 10, 12);
+  Table("T")->Fields()->Append(Variant(rt::ObjectRef(f)));
+  const pid_t child = ::fork();
+  if (child == 0) {
+    int code = 1;
+    try {
+      dao::DBEngine engine;
+      auto db = engine.OpenDatabase({path_, true, ""});
+      auto t = rt::ObjectAs<dao::TableDef>(Variant(db->TableDefs()->Item(Variant("T"))));
+      auto added = rt::ObjectAs<dao::Field>(Variant(t->Fields()->Item(Variant("Added"))));
+      code = rt::CLng(added->GetProperty("Size", {})) == 12 ? 0 : 2;
+    } catch (...) {
+      code = 3;
+    }
+    ::_exit(code);
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST_F(DaoTest, SavedQueriesAreUsableByNameAndActionQueriesRun) {
+  Sql("CREATE TABLE T (A LONG, B TEXT(10))");
+  Sql("INSERT INTO T VALUES (1, 'one')");
+  Sql("INSERT INTO T VALUES (2, 'two')");
+  db_->CreateQueryDef("Big", "SELECT TOP 1 A, B & '!' AS C FROM T WHERE A > 1");
+  db_->CreateQueryDef("Bump", "UPDATE T SET A = A + 10");
+  auto pending = db_->CreateQueryDef("", "SELECT * FROM T");
+  db_->QueryDefs()->Append(Variant(rt::ObjectRef(
+      std::make_shared<dao::QueryDef>("Later", "DELETE * FROM T WHERE A > 100", db_->core()))));
+  (void)pending;
+  Reopen();
+  EXPECT_EQ(db_->QueryDefs()->Names(), (std::vector<std::string>{"Big", "Bump", "Later"}));
+  EXPECT_EQ(Rows("SELECT * FROM Big"), (std::vector<std::vector<std::string>>{{"2", "two!"}}));
+  auto bump = rt::ObjectAs<dao::QueryDef>(Variant(db_->QueryDefs()->Item(Variant("Bump"))));
+  EXPECT_EQ(rt::CStr(Get(bump, "SQL")), "UPDATE T SET A = A + 10");
+  EXPECT_EQ(rt::CLng(Get(bump, "Type")), schema::kQUpdate);
+  EXPECT_EQ(bump->Execute(), 2);
+  auto big = rt::ObjectAs<dao::QueryDef>(Variant(db_->QueryDefs()->Item(Variant("Big"))));
+  EXPECT_EQ(ErrorOf([&] { big->Execute(); }), engerr::kSelectNotExecutable);
+  big->SetProperty("Name", Variant("Small"), {});
+  big->SetProperty("SQL", Variant("SELECT A FROM T WHERE A < 12"), {});
+  EXPECT_EQ(Rows("SELECT * FROM Small"), (std::vector<std::vector<std::string>>{{"11"}}));
+  db_->QueryDefs()->Delete("Small");
+  db_->QueryDefs()->Delete("Bump");
+  EXPECT_EQ(db_->QueryDefs()->Names(), std::vector<std::string>{"Later"});
+  EXPECT_EQ(db_->TableDefs()->Names(), std::vector<std::string>{"T"});
+}
+
+TEST_F(DaoTest, RelationsCreateEnforcedForeignKeys) {
+  Sql("CREATE TABLE Dept (ID LONG CONSTRAINT pk PRIMARY KEY, Name TEXT(10))");
+  Sql("CREATE TABLE Staff (ID LONG, Dept LONG)");
+  Sql("INSERT INTO Dept VALUES (1, 'a')");
+  Sql("INSERT INTO Staff VALUES (1, 1)");
+  auto r = db_->CreateRelation("DeptStaff", "Dept", "Staff", schema::kRelationDeleteCascade);
+  auto f = r->CreateField("ID");
+  f->SetProperty("ForeignName", Variant("Dept"), {});
+  r->Fields()->Append(Variant(rt::ObjectRef(f)));
+  db_->Relations()->Append(Variant(rt::ObjectRef(r)));
+  Reopen();
+  auto rel = rt::ObjectAs<dao::Relation>(Variant(db_->Relations()->Item(Variant("DeptStaff"))));
+  EXPECT_EQ(rt::CStr(Get(rel, "Table")), "Dept");
+  EXPECT_EQ(rt::CStr(Get(rel, "ForeignTable")), "Staff");
+  EXPECT_EQ(rt::CLng(Get(rel, "Attributes")), schema::kRelationDeleteCascade);
+  auto key = rel->Fields()->Item(Variant("ID"));
+  EXPECT_EQ(rt::CStr(key->GetProperty("ForeignName", {})), "Dept");
+  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO Staff VALUES (2, 9)"); }), 0);
+  Sql("DELETE FROM Dept WHERE ID = 1");
+  EXPECT_EQ(Rows("SELECT COUNT(*) FROM Staff"), (std::vector<std::vector<std::string>>{{"0"}}));
+  db_->Relations()->Delete("DeptStaff");
+  Sql("INSERT INTO Staff VALUES (2, 9)");
+  EXPECT_EQ(db_->Relations()->Count(), 0);
+  // A relation needs a unique index on the primary table's fields.
+  auto bad = db_->CreateRelation("Bad", "Staff", "Dept", 0);
+  bad->Fields()->Append(Variant(rt::ObjectRef(bad->CreateField("ID"))));
+  EXPECT_EQ(ErrorOf([&] { db_->Relations()->Append(Variant(rt::ObjectRef(bad))); }),
+            engerr::kNoUniqueIndex);
+}
+
+TEST_F(DaoTest, LinksToAnotherFileAreReadableAndOdbcLinksSayWhy) {
+  const std::string source = (dir_ / "source.mdb").string();
+  {
+    auto other = engine_.CreateDatabase(source, "");
+    other->Execute("CREATE TABLE Remote (A LONG, B TEXT(5))");
+    other->Execute("INSERT INTO Remote VALUES (7, 'seven')");
+    other->Close();
+  }
+  auto link = db_->CreateTableDef("Local", schema::kAttachSavePwd, "Remote", ";DATABASE=" + source);
+  db_->TableDefs()->Append(Variant(rt::ObjectRef(link)));
+  auto odbc = db_->CreateTableDef("Far");
+  odbc->SetProperty("Connect", Variant("ODBC;DRIVER=SQL SERVER;SERVER=s;DATABASE=d"), {});
+  odbc->SetProperty("SourceTableName", Variant("dbo.Far"), {});
+  db_->TableDefs()->Append(Variant(rt::ObjectRef(odbc)));
+  Reopen();
+  auto local = Table("Local");
+  EXPECT_EQ(rt::CStr(Get(local, "SourceTableName")), "Remote");
+  EXPECT_EQ(rt::CLng(Get(local, "Attributes")), schema::kAttachSavePwd | schema::kAttachedTable);
+  EXPECT_EQ(local->Fields()->Names(), (std::vector<std::string>{"A", "B"}));
+  EXPECT_EQ(rt::CLng(Get(local, "RecordCount")), 1);
+  EXPECT_EQ(Rows("SELECT B FROM Local"), (std::vector<std::vector<std::string>>{{"seven"}}));
+  auto far = Table("Far");
+  EXPECT_EQ(rt::CLng(Get(far, "Attributes")), schema::kAttachedODBC);
+  try {
+    Rows("SELECT * FROM Far");
+    ADD_FAILURE() << "an ODBC link was read";
+  } catch (const rt::PlatformError& e) {
+    EXPECT_NE(e.info().Description.find("not yet supported"), std::string::npos);
+  }
+  auto rs = Connect()->OpenSchema(20);
+  std::vector<std::string> types;
+  for (const auto& row : rs->VisibleRows()) types.push_back(rt::CStr(row[3]));
+  EXPECT_EQ(types, (std::vector<std::string>{"LINK", "LINK"}));
+  db_->TableDefs()->Delete("Far");
+  EXPECT_EQ(db_->TableDefs()->Names(), std::vector<std::string>{"Local"});
+}
+
+TEST_F(DaoTest, TypeNamesAndLateBoundAccess) {
+  Sql("CREATE TABLE T (A LONG)");
+  const Variant db{rt::ObjectRef(db_)};
+  const Variant tds = rt::GetProp(db, "TableDefs");
+  EXPECT_EQ(rt::TypeName(tds), "TableDefs");
+  const Variant t = rt::GetProp(db, "tabledefs", {Variant("t")});
+  EXPECT_EQ(rt::TypeName(t), "TableDef");
+  EXPECT_EQ(rt::TypeName(rt::GetProp(t, "Fields")), "Fields");
+  EXPECT_EQ(rt::TypeName(rt::CallMethod(rt::GetProp(t, "Fields"), "Item", {Variant("A")})),
+            "Field");
+  EXPECT_EQ(rt::TypeName(rt::GetProp(t, "Indexes")), "Indexes");
+  EXPECT_EQ(rt::TypeName(rt::GetProp(t, "Properties")), "Properties");
+  EXPECT_EQ(rt::TypeName(rt::GetProp(db, "QueryDefs")), "QueryDefs");
+  EXPECT_EQ(rt::TypeName(rt::GetProp(db, "Relations")), "Relations");
+  EXPECT_EQ(rt::TypeName(rt::CallMethod(t, "CreateIndex", {Variant("x")})), "Index");
+  EXPECT_EQ(rt::TypeName(rt::CallMethod(db, "CreateQueryDef")), "QueryDef");
+  EXPECT_EQ(rt::TypeName(rt::CallMethod(db, "CreateRelation")), "Relation");
+  EXPECT_EQ(
+      rt::TypeName(rt::CallMethod(t, "CreateProperty", {Variant("D"), Variant(10), Variant("x")})),
+      "Property");
+  const Variant engine(rt::ObjectRef(std::make_shared<dao::DBEngine>()));
+  EXPECT_EQ(rt::TypeName(engine), "DBEngine");
+  const Variant ws = rt::GetProp(engine, "Workspaces", {Variant(0)});
+  EXPECT_EQ(rt::TypeName(ws), "Workspace");
+  const Variant opened = rt::CallMethod(
+      ws, "OpenDatabase", {Variant(path_), Variant(false), Variant(false), Variant("")});
+  EXPECT_EQ(rt::TypeName(opened), "Database");
+  EXPECT_EQ(rt::CStr(rt::GetProp(opened, "Name")), path_);
+  // Setting Name late-bound renames the table.
+  rt::SetProp(t, "Name", Variant("U"));
+  EXPECT_EQ(db_->TableDefs()->Names(), std::vector<std::string>{"U"});
+}
+
+}  // namespace
+}  // namespace zmdb::dal::testing

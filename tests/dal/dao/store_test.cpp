@@ -1,0 +1,198 @@
+// The schema store below the objects: index properties and what they
+// enforce (a data-driven table), the system table's values, the engine a
+// thread gets, and changes that must keep data and recorded properties.
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "dao_fixture.h"
+#include "zmdb/dal/engine_errors.h"
+#include "zmdb/dal/sqlite/backend.h"
+#include "zmdb/dal/sqlite/sysprops.h"
+#include "zmdb/frame/state.h"
+#include "zmdb/runtime/datetime.h"
+
+namespace zmdb::dal::testing {
+namespace {
+
+using Json = nlohmann::json;
+using rt::Variant;
+
+// The key list of an index as "A;-B".
+std::string KeyList(dao::Index& index) {
+  std::string out;
+  auto fields = index.Fields();
+  for (const std::string& n : fields->Names()) {
+    const bool desc = rt::CLng(fields->Item(Variant(n))->GetProperty("Attributes", {})) & 1;
+    out += (out.empty() ? "" : ";") + std::string(desc ? "-" : "") + n;
+  }
+  return out;
+}
+
+TEST_F(DaoTest, IndexPropertiesRoundTripAndAreEnforced) {
+  std::ifstream in(std::string(ZMDB_TEST_DATA) + "/dao/index_cases.json");
+  const Json cases = Json::parse(in);
+  int n = 0;
+  for (const Json& c : cases) {
+    SCOPED_TRACE(c.at("name").get<std::string>());
+    const std::string table = "T" + std::to_string(++n);
+    Sql("CREATE TABLE " + table + " (ID COUNTER, K LONG, L LONG)");
+    auto index = Table(table)->CreateIndex("Ix");
+    for (const auto& [key, value] : c.at("set").items()) {
+      index->SetProperty(
+          key, value.is_boolean() ? Variant(value.get<bool>()) : Variant(value.get<std::string>()),
+          {});
+    }
+    Table(table)->Indexes()->Append(Variant(rt::ObjectRef(index)));
+    Reopen();
+    auto read = IndexOf(table, "Ix");
+    for (const auto& [key, value] : c.at("expect").items()) {
+      if (key == "KeyList") {
+        EXPECT_EQ(KeyList(*read), value.get<std::string>());
+      } else {
+        EXPECT_EQ(rt::CBool(read->GetProperty(key, {})), value.get<bool>()) << key;
+      }
+    }
+    for (const Json& insert : c.at("inserts")) {
+      const std::string k = insert[0].get<std::string>();
+      const int err =
+          ErrorOf([&] { Sql("INSERT INTO " + table + " (K, L) VALUES (" + k + ", 1)"); });
+      EXPECT_EQ(err == 0, insert[1].get<bool>()) << "insert " << k;
+    }
+  }
+}
+
+TEST_F(DaoTest, TheSystemTableKeepsTypedValues) {
+  auto backend = sqlite::OpenDatabase({path_, false, false, 5000});
+  sqlite::SysProps props(*backend);
+  EXPECT_FALSE(props.Exists() && !props.Rows(sqlite::kTableRow).empty());
+  const rt::Date when = rt::MakeDate(2004, 8, 30, 13, 5, 9);
+  props.Put(sqlite::kFieldRow, "T", "F", "Flag", 1, Variant(true));
+  props.Put(sqlite::kFieldRow, "T", "F", "Count", 4, Variant(42));
+  props.Put(sqlite::kFieldRow, "T", "F", "When", 8, Variant(when));
+  props.Put(sqlite::kFieldRow, "T", "F", "Text", 10, Variant("中文"));
+  props.Put(sqlite::kIndexRow, "T", "I", "~SqlName", 10, Variant("T_I"));
+  EXPECT_EQ(props.Get(sqlite::kFieldRow, "t", "f", "FLAG"), Variant(true));
+  EXPECT_EQ(props.Get(sqlite::kFieldRow, "T", "F", "Count"), Variant(42));
+  EXPECT_EQ(props.Get(sqlite::kFieldRow, "T", "F", "When"), Variant(when));
+  EXPECT_EQ(props.Get(sqlite::kFieldRow, "T", "F", "Text"), Variant("中文"));
+  EXPECT_TRUE(props.Get(sqlite::kFieldRow, "T", "F", "None").IsEmpty());
+  props.RenameItem(sqlite::kFieldRow, "T", "F", "G");
+  EXPECT_EQ(props.Get(sqlite::kFieldRow, "T", "G", "Count"), Variant(42));
+  props.RenameOwner(sqlite::kTableRow, "T", "U");
+  EXPECT_EQ(props.Get(sqlite::kIndexRow, "U", "I", "~SqlName"), Variant("T_I"));
+  props.DeleteOwner(sqlite::kTableRow, "U");
+  EXPECT_TRUE(props.Rows(sqlite::kFieldRow).empty());
+  EXPECT_TRUE(props.Rows(sqlite::kIndexRow).empty());
+}
+
+TEST_F(DaoTest, EachThreadGetsTheDataEngineOnFirstUse) {
+  frame::Library().engine.reset();
+  const Variant engine(frame::Engine());
+  EXPECT_EQ(rt::TypeName(engine), "DBEngine");
+  EXPECT_EQ(frame::Engine(), engine.AsObject());
+  const Variant db = rt::CallMethod(engine, "OpenDatabase",
+                                    {Variant(path_), Variant(false), Variant(0), Variant("")});
+  EXPECT_EQ(rt::CStr(rt::GetProp(db, "Connect")), "");
+  rt::CallMethod(db, "Close");
+  frame::Library().engine.reset();
+}
+
+TEST_F(DaoTest, AppendedFieldsKeepTheirTypeAndTakeNewDefaults) {
+  Sql("CREATE TABLE T (ID LONG, Qty LONG)");
+  Sql("INSERT INTO T (ID, Qty) VALUES (1, 5)");
+  auto qty = FieldOf("T", "Qty");
+  EXPECT_EQ(ErrorOf([&] { qty->SetProperty("Type", Variant(10), {}); }), engerr::kInvalidOperation);
+  EXPECT_EQ(ErrorOf([&] { qty->SetProperty("Attributes", Variant(17), {}); }),
+            engerr::kInvalidOperation);
+  qty->SetProperty("DefaultValue", Variant("7"), {});
+  Sql("INSERT INTO T (ID) VALUES (2)");
+  EXPECT_EQ(Rows("SELECT ID, Qty FROM T ORDER BY ID"),
+            (std::vector<std::vector<std::string>>{{"1", "5"}, {"2", "7"}}));
+  Reopen();
+  EXPECT_EQ(rt::CStr(FieldOf("T", "Qty")->GetProperty("DefaultValue", {})), "7");
+}
+
+TEST_F(DaoTest, ATableDroppedAndMadeAgainStartsWithoutOldProperties) {
+  Sql("CREATE TABLE T (A TEXT(5))");
+  FieldOf("T", "A")->SetProperty("AllowZeroLength", Variant(false), {});
+  auto t = Table("T");
+  t->Properties()->Append(
+      Variant(rt::ObjectRef(t->CreateProperty("Description", 10, Variant("x")))));
+  db_->TableDefs()->Delete("T");
+  Connect()->Execute("CREATE TABLE T (A TEXT(5))");
+  EXPECT_TRUE(rt::CBool(FieldOf("T", "A")->GetProperty("AllowZeroLength", {})));
+  EXPECT_EQ(ErrorOf([&] { Table("T")->Properties()->Item(Variant("Description")); }),
+            engerr::kPropertyNotFound);
+  Sql("INSERT INTO T (A) VALUES ('')");
+  // A table dropped through plain SQL forgets its properties too.
+  FieldOf("T", "A")->SetProperty("Required", Variant(true), {});
+  Connect()->Execute("DROP TABLE T");
+  Connect()->Execute("CREATE TABLE T (A TEXT(5))");
+  EXPECT_FALSE(rt::CBool(FieldOf("T", "A")->GetProperty("Required", {})));
+}
+
+TEST_F(DaoTest, RenamingAKeyFieldKeepsIndexesAndRelations) {
+  Sql("CREATE TABLE P (ID LONG CONSTRAINT pk PRIMARY KEY)");
+  Sql("CREATE TABLE C (ID LONG, PID LONG)");
+  Sql("CREATE INDEX ByPID ON C (PID)");
+  auto r = db_->CreateRelation("PC", "P", "C", 0);
+  auto f = r->CreateField("ID");
+  f->SetProperty("ForeignName", Variant("PID"), {});
+  r->Fields()->Append(Variant(rt::ObjectRef(f)));
+  db_->Relations()->Append(Variant(rt::ObjectRef(r)));
+  FieldOf("C", "PID")->SetProperty("Name", Variant("ParentID"), {});
+  Reopen();
+  auto byPid = IndexOf("C", "ByPID");
+  EXPECT_EQ(byPid->Fields()->Names(), std::vector<std::string>{"ParentID"});
+  auto rel = db_->Relations()->Item(Variant("PC"));
+  auto key = rt::ObjectAs<dao::Relation>(Variant(rel))->Fields()->Item(Variant("ID"));
+  EXPECT_EQ(rt::CStr(key->GetProperty("ForeignName", {})), "ParentID");
+  Sql("INSERT INTO P VALUES (1)");
+  Sql("INSERT INTO C VALUES (1, 1)");
+  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO C VALUES (2, 5)"); }), 0);
+  // A field in a relation cannot be deleted.
+  EXPECT_NE(ErrorOf([&] { Table("C")->Fields()->Delete("ParentID"); }), 0);
+}
+
+TEST_F(DaoTest, PendingDefinitionsRefuseDuplicatesBeforeAppend) {
+  auto t = db_->CreateTableDef("T");
+  t->Fields()->Append(Variant(rt::ObjectRef(t->CreateField("A", 4))));
+  EXPECT_EQ(ErrorOf([&] { t->Fields()->Append(Variant(rt::ObjectRef(t->CreateField("a", 4)))); }),
+            engerr::kFieldExists);
+  auto i = t->CreateIndex("I");
+  i->SetProperty("Fields", Variant("A"), {});
+  t->Indexes()->Append(Variant(rt::ObjectRef(i)));
+  EXPECT_EQ(ErrorOf([&] { t->Indexes()->Append(Variant(rt::ObjectRef(t->CreateIndex("i")))); }),
+            engerr::kIndexExists);
+  auto missing = t->CreateIndex("ByMissing");
+  missing->SetProperty("Fields", Variant("Nope"), {});
+  t->Indexes()->Append(Variant(rt::ObjectRef(missing)));
+  EXPECT_EQ(ErrorOf([&] { db_->TableDefs()->Append(Variant(rt::ObjectRef(t))); }),
+            engerr::kItemNotFound);
+  EXPECT_EQ(db_->TableDefs()->Count(), 0);
+  t->Indexes()->Delete("ByMissing");
+  db_->TableDefs()->Append(Variant(rt::ObjectRef(t)));
+  EXPECT_EQ(db_->TableDefs()->Names(), std::vector<std::string>{"T"});
+  // Appending the same object again is refused.
+  EXPECT_EQ(ErrorOf([&] { db_->TableDefs()->Append(Variant(rt::ObjectRef(t))); }),
+            engerr::kInvalidOperation);
+}
+
+TEST_F(DaoTest, QueryTypesFollowTheStatement) {
+  const std::pair<const char*, std::int32_t> cases[] = {
+      {"SELECT * FROM T", schema::kQSelect},
+      {"  (SELECT A FROM T)", schema::kQSelect},
+      {"SELECT A INTO U FROM T", schema::kQMakeTable},
+      {"SELECT A FROM T UNION SELECT A FROM U", schema::kQSetOperation},
+      {"DELETE * FROM T", schema::kQDelete},
+      {"update T set A = 1", schema::kQUpdate},
+      {"INSERT INTO T SELECT * FROM U", schema::kQAppend},
+      {"CREATE TABLE X (A LONG)", schema::kQDDL},
+      {"DROP TABLE X", schema::kQDDL},
+      {"SELECTED", schema::kQDDL},
+  };
+  for (const auto& [sql, type] : cases) EXPECT_EQ(schema::QueryTypeOf(sql), type) << sql;
+}
+
+}  // namespace
+}  // namespace zmdb::dal::testing
