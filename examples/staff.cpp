@@ -96,12 +96,14 @@ int main(int argc, char** argv) {
        std::to_string(db.dbRecordCounts("Staff", cn, "Dept='Sales'")));
   Show("dbIsExist(\"Staff\", \"Name\", \"Zhao Lei\", adVarChar)",
        Flag(db.dbIsExist("Staff", "Name", "Zhao Lei", 200)));
+  // dbGetValue answers through its by-reference argument; a Null leaves it alone.
   std::string value = "(unchanged)";
-  Show("dbGetValue(\"Staff\", \"Name\", \"ID=1\", v)",
-       Flag(db.dbGetValue("Staff", "Name", "ID=1", value)) + ", v = " + Quoted(value));
+  bool found = db.dbGetValue("Staff", "Name", "ID=1", value);
+  Show("dbGetValue(\"Staff\", \"Name\", \"ID=1\", v)", Flag(found) + ", v = " + Quoted(value));
   value = "(unchanged)";
+  found = db.dbGetValue("Staff", "Salary", "ID=4", value);
   Show("dbGetValue(\"Staff\", \"Salary\", \"ID=4\", v)  [a Null]",
-       Flag(db.dbGetValue("Staff", "Salary", "ID=4", value)) + ", v = " + Quoted(value));
+       Flag(found) + ", v = " + Quoted(value));
 
   // 5. Changing and deleting.
   std::printf("\n-- changing and deleting\n");
