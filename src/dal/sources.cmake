@@ -7,4 +7,5 @@ target_sources(zmdb PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/recordset.cpp
   ${CMAKE_CURRENT_LIST_DIR}/rowstore.cpp
   ${CMAKE_CURRENT_LIST_DIR}/writeback.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/rows_cursor.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/rows_cursor.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/command.cpp)
