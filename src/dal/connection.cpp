@@ -1,6 +1,7 @@
 #include "zmdb/dal/connection.h"
 
 #include "zmdb/dal/ado.h"
+#include "zmdb/dal/odbc/backend.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/dal/sqlite/backend.h"
 #include "zmdb/runtime/convert.h"
@@ -23,7 +24,10 @@ Variant ErrorItem::GetProperty(std::string_view name, const std::vector<Variant>
   if (NameEquals(name, "Number")) return Variant(info_.Number);
   if (NameEquals(name, "Source")) return Variant(info_.Source);
   if (NameEquals(name, "Description")) return Variant(info_.Description);
-  if (NameEquals(name, "NativeError")) return Variant(info_.Number);
+  if (NameEquals(name, "NativeError")) {
+    return Variant(detail_.sqlState.empty() ? info_.Number : detail_.nativeError);
+  }
+  if (NameEquals(name, "SQLState")) return Variant(detail_.sqlState);
   return Object::GetProperty(name, index);
 }
 
@@ -34,8 +38,8 @@ Variant Errors::GetProperty(std::string_view name, const std::vector<Variant>& i
     if (i < 0 || static_cast<std::size_t>(i) >= errors_.size()) {
       RaiseItemNotFound(kConnectionSource);
     }
-    return Variant(
-        rt::ObjectRef(std::make_shared<ErrorItem>(errors_[static_cast<std::size_t>(i)])));
+    const auto at = static_cast<std::size_t>(i);
+    return Variant(rt::ObjectRef(std::make_shared<ErrorItem>(errors_[at], details_[at])));
   }
   return Object::GetProperty(name, index);
 }
@@ -142,17 +146,14 @@ std::unique_ptr<Backend> OpenBackend(const Route& route) {
       return sqlite::OpenDatabase(options);
     }
     case StoreKind::Server:
-      rt::Raise(rt::err::kUnspecified,
-                "Server stores are not supported yet: provider '" + route.provider +
-                    "' needs the ODBC backend",
-                kConnectionSource);
+      return odbc::Open(route);
   }
   rt::Raise(rt::err::kUnspecified, "Provider cannot be found.", kConnectionSource);
 }
 
 void Connection::Fail(const rt::PlatformError& e) {
   if (const auto* p = dynamic_cast<const ProviderError*>(&e)) {
-    errors_->Set(p->records());
+    errors_->Set(p->records(), p->details());
   } else {
     errors_->Set({e.info()});
   }
@@ -207,9 +208,11 @@ std::shared_ptr<Recordset> Connection::Execute(const std::string& statement,
     Result result = backend().Execute(statement);
     if (rowsAffected) *rowsAffected = result.rowsAffected;
     auto rs = Recordset::Create();
+    auto self = std::static_pointer_cast<Connection>(shared_from_this());
     if (result.cursor) {
-      auto self = std::static_pointer_cast<Connection>(shared_from_this());
       rs->OpenResult(self, std::move(result), cursorType, ado::adLockReadOnly, statement);
+    } else {
+      rs->HoldBatch(self, std::move(result.batch));
     }
     return rs;
   });

@@ -320,20 +320,47 @@ void Recordset::Open(const Variant& source, const Variant& activeConnection, int
   }();
   if (options == ado::adCmdTable || options == ado::adCmdTableDirect ||
       ((options == -1 || options == ado::adCmdUnknown) && IsTableName(trimmed))) {
-    statement = "SELECT * FROM " + (trimmed.front() == '[' ? trimmed : "[" + trimmed + "]");
+    statement = "SELECT * FROM " + TableSource(trimmed, conn->backend().quirks());
   }
   Result result = conn->Guarded([&] {
     conn->Trace(statement);
     return conn->backend().Execute(statement);
   });
-  if (!result.cursor) return;  // a statement without rows leaves the recordset closed
+  if (!result.cursor) {
+    // A statement without rows leaves the recordset closed.
+    HoldBatch(conn, std::move(result.batch));
+    return;
+  }
   OpenResult(conn, std::move(result), cursorType_, lockType_, text);
+}
+
+void Recordset::HoldBatch(std::shared_ptr<Connection> connection, std::shared_ptr<Batch> batch) {
+  connection_ = std::move(connection);
+  batch_ = std::move(batch);
+}
+
+std::shared_ptr<Recordset> Recordset::NextRecordset(std::int64_t* rowsAffected) {
+  if (rowsAffected) *rowsAffected = -1;
+  if (!batch_ || !connection_) return nullptr;
+  std::shared_ptr<Batch> batch = std::move(batch_);
+  Result next;
+  const bool more = connection_->Guarded([&] { return batch->Next(next); });
+  if (!more) return nullptr;
+  if (rowsAffected) *rowsAffected = next.rowsAffected;
+  auto rs = Recordset::Create();
+  if (next.cursor) {
+    rs->OpenResult(connection_, std::move(next), cursorType_, lockType_, source_);
+  } else {
+    rs->HoldBatch(connection_, std::move(next.batch));
+  }
+  return rs;
 }
 
 void Recordset::OpenResult(std::shared_ptr<Connection> connection, Result result, int cursorType,
                            int lockType, std::string source) {
   connection_ = std::move(connection);
   source_ = std::move(source);
+  batch_ = std::move(result.batch);
   columns_ = result.cursor->columns();
   if (lockType == ado::adLockUnspecified) lockType = ado::adLockReadOnly;
   lockType_ = lockType;
@@ -367,6 +394,7 @@ void Recordset::Close() {
   open_ = false;
   store_.reset();
   stream_.reset();
+  batch_.reset();  // results not yet read are dropped
   streamStore_.reset();
   streamAtEnd_ = false;
   visible_.reset();
@@ -858,6 +886,14 @@ Variant Recordset::Call(std::string_view name, std::vector<Variant>& args) {
   if (NameEquals(name, "CancelUpdate")) return CancelUpdate(), Variant();
   if (NameEquals(name, "Delete")) return Delete(), Variant();
   if (NameEquals(name, "Fields")) return GetProperty(name, args);
+  if (NameEquals(name, "NextRecordset")) {
+    std::int64_t affected = -1;
+    auto next = NextRecordset(&affected);
+    if (!args.empty() && !args[0].IsMissing()) {
+      args[0] = Variant(static_cast<std::int32_t>(affected));
+    }
+    return Variant(rt::ObjectRef(next));
+  }
   return Object::Call(name, args);
 }
 

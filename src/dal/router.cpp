@@ -9,6 +9,8 @@
 namespace zmdb::dal {
 
 namespace {
+
+// `s` without blanks, tabs and line ends at either end.
 std::string Trim(std::string_view s) {
   const auto b = s.find_first_not_of(" \t\r\n");
   if (b == std::string_view::npos) return {};
@@ -16,12 +18,14 @@ std::string Trim(std::string_view s) {
   return std::string(s.substr(b, e - b + 1));
 }
 
+// `s` in ASCII upper case.
 std::string Upper(std::string_view s) {
   std::string out(s);
   for (char& c : out) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   return out;
 }
 
+// Whether `text` begins with `prefix`, without regard to case.
 bool StartsWithNoCase(std::string_view text, std::string_view prefix) {
   return text.size() >= prefix.size() && Upper(text.substr(0, prefix.size())) == Upper(prefix);
 }
@@ -35,10 +39,109 @@ std::string First(const std::map<std::string, std::string>& m,
   }
   return {};
 }
+
+// A value without the braces that may enclose it ("{SQL Server}" -> "SQL Server").
+std::string Unbraced(std::string_view value) {
+  std::string v = Trim(value);
+  if (v.size() >= 2 && v.front() == '{' && v.back() == '}') v = v.substr(1, v.size() - 2);
+  return v;
+}
+
+// A value as the driver reads it: an outer pair of braces removed, with
+// "}}" inside standing for "}"; a value without braces stays as written.
+std::string Unwrap(std::string_view value) {
+  const std::string t = Trim(value);
+  if (t.size() < 2 || t.front() != '{' || t.back() != '}') return std::string(value);
+  std::string out;
+  for (std::size_t i = 1; i + 1 < t.size(); ++i) {
+    out += t[i];
+    if (t[i] == '}' && t[i + 1] == '}') ++i;
+  }
+  return out;
+}
+
+// How a provider named in the string (or set apart) reaches a store.
+enum class ProviderKind { File, Odbc, SqlServer, Unknown };
+
+// The kind of a provider name, without regard to case and version suffix.
+ProviderKind KindOfProvider(std::string_view provider) {
+  const std::string p = Upper(Trim(provider));
+  if (p.starts_with("MICROSOFT.JET.OLEDB") || p.starts_with("MICROSOFT.ACE.OLEDB")) {
+    return ProviderKind::File;
+  }
+  if (p.empty() || p.starts_with("MSDASQL")) return ProviderKind::Odbc;
+  if (p.starts_with("SQLOLEDB") || p.starts_with("SQLNCLI") || p.starts_with("MSOLEDBSQL")) {
+    return ProviderKind::SqlServer;
+  }
+  return ProviderKind::Unknown;
+}
+
+// The ODBC key an OLE DB (or ODBC) key stands for; "" drops the key, and a
+// key not listed passes through as written. Under MSDASQL "Data Source"
+// names a DSN; under the SQL Server providers it names the server.
+std::string OdbcKey(const std::string& upperKey, ProviderKind provider) {
+  static const std::map<std::string, std::string> same = {
+      {"SERVER", "SERVER"},
+      {"ADDRESS", "SERVER"},
+      {"ADDR", "SERVER"},
+      {"NETWORK ADDRESS", "SERVER"},
+      {"USER ID", "UID"},
+      {"USER", "UID"},
+      {"UID", "UID"},
+      {"PASSWORD", "PWD"},
+      {"PWD", "PWD"},
+      {"INITIAL CATALOG", "DATABASE"},
+      {"DATABASE", "DATABASE"},
+      {"APPLICATION NAME", "APP"},
+      {"WORKSTATION ID", "WSID"},
+      {"DRIVER", "DRIVER"},
+      {"DSN", "DSN"},
+      {"PROVIDER", ""},
+      {"PERSIST SECURITY INFO", ""},
+      {"CONNECT TIMEOUT", ""},
+      {"CONNECTION TIMEOUT", ""},
+      {"INTEGRATED SECURITY", "Trusted_Connection"},
+      {"TRUSTED_CONNECTION", "Trusted_Connection"},
+  };
+  if (upperKey == "DATA SOURCE") return provider == ProviderKind::Odbc ? "DSN" : "SERVER";
+  const auto it = same.find(upperKey);
+  return it == same.end() ? std::string("\x01") : it->second;  // \x01: pass through
+}
+
+// One key=value piece of an ODBC string; values holding ";" or braces, or
+// blanks at either end, are put in braces ("}" doubled inside).
+std::string Pair(std::string_view key, std::string_view value) {
+  const bool brace = value.find_first_of(";{}") != std::string_view::npos ||
+                     (!value.empty() && (value.front() == ' ' || value.back() == ' '));
+  if (!brace) return std::string(key) + "=" + std::string(value) + ";";
+  std::string v;
+  for (char c : value) {
+    v += c;
+    if (c == '}') v += '}';
+  }
+  return std::string(key) + "={" + v + "};";
+}
+
+// The settings a driver family needs and may lack, in the order appended:
+// FreeTDS 1.3 has no default port when SERVER= names a host, speaks an old
+// protocol version unless told, and converts narrow text by the locale
+// unless given a client character set; psqlODBC reports Booleans as text
+// unless told otherwise.
+std::vector<std::pair<std::string, std::string>> FamilyDefaults(DriverFamily family) {
+  switch (family) {
+    case DriverFamily::FreeTds:
+      return {{"Port", "1433"}, {"TDS_Version", "7.4"}, {"ClientCharset", "UTF-8"}};
+    case DriverFamily::PostgreSql:
+      return {{"BoolsAsChar", "0"}};
+    default:
+      return {};
+  }
+}
+
 }  // namespace
 
-std::map<std::string, std::string> ParseConnectionString(std::string_view text) {
-  std::map<std::string, std::string> out;
+std::vector<std::pair<std::string, std::string>> ParseConnectionPairs(std::string_view text) {
+  std::vector<std::pair<std::string, std::string>> out;
   std::size_t i = 0;
   while (i < text.size()) {
     const std::size_t eq = text.find('=', i);
@@ -49,12 +152,22 @@ std::map<std::string, std::string> ParseConnectionString(std::string_view text) 
       i = semi + 1;
       continue;
     }
-    std::string key = Upper(Trim(text.substr(i, eq - i)));
+    std::string key = Trim(text.substr(i, eq - i));
     std::size_t v = eq + 1;
     std::string value;
     const std::size_t firstNonBlank = text.find_first_not_of(' ', v);
     if (firstNonBlank != std::string_view::npos && text[firstNonBlank] == '{') {
-      const std::size_t close = text.find('}', firstNonBlank);
+      // The closing brace; "}}" inside stands for one "}".
+      std::size_t close = std::string_view::npos;
+      for (std::size_t j = firstNonBlank + 1; j < text.size(); ++j) {
+        if (text[j] != '}') continue;
+        if (j + 1 < text.size() && text[j + 1] == '}') {
+          ++j;
+          continue;
+        }
+        close = j;
+        break;
+      }
       const std::size_t end = close == std::string_view::npos ? text.size() : close + 1;
       value = std::string(text.substr(v, end - v));
       v = end;
@@ -65,7 +178,104 @@ std::map<std::string, std::string> ParseConnectionString(std::string_view text) 
       value = std::string(text.substr(v, end - v));
       i = end + 1;
     }
-    if (!key.empty() && !out.count(key)) out.emplace(std::move(key), std::move(value));
+    if (!key.empty()) out.emplace_back(std::move(key), std::move(value));
+  }
+  return out;
+}
+
+std::map<std::string, std::string> ParseConnectionString(std::string_view text) {
+  std::map<std::string, std::string> out;
+  for (auto& [key, value] : ParseConnectionPairs(text)) {
+    out.emplace(Upper(key), std::move(value));  // the first of a repeated key wins
+  }
+  return out;
+}
+
+DriverFamily FamilyOfDriver(std::string_view driverName) {
+  const std::string d = Upper(Unbraced(driverName));
+  // A path to the driver library counts by its file name.
+  const std::string file =
+      d.substr(d.find_last_of('/') == std::string::npos ? 0 : d.find_last_of('/') + 1);
+  if (d == "SQL SERVER" || file.find("FREETDS") != std::string::npos ||
+      file.starts_with("LIBTDSODBC")) {
+    return DriverFamily::FreeTds;
+  }
+  if (file.starts_with("POSTGRESQL") || file.starts_with("PSQLODBC")) {
+    return DriverFamily::PostgreSql;
+  }
+  if (file.starts_with("SQLITE") || file.starts_with("LIBSQLITE")) return DriverFamily::Sqlite;
+  return DriverFamily::Other;
+}
+
+std::string OdbcConnectionString(const Route& route, std::string_view dsnDriver) {
+  const ProviderKind provider = KindOfProvider(route.provider);
+  std::vector<std::pair<std::string, std::string>> translated;
+  std::map<std::string, std::string> seen;  // upper-cased ODBC keys written
+  auto put = [&](const std::string& key, std::string value) {
+    const std::string k = Upper(key);
+    if (seen.count(k)) return;  // the first of a repeated key wins
+    seen.emplace(k, value);
+    translated.emplace_back(key, std::move(value));
+  };
+  for (const auto& [key, value] : ParseConnectionPairs(route.rest)) {
+    const std::string upper = Upper(key);
+    std::string odbc = OdbcKey(upper, provider);
+    if (odbc.empty()) continue;
+    if (odbc == "\x01") {
+      put(key, Unwrap(value));
+    } else if (odbc == "DRIVER" || odbc == "DSN") {
+      // The driver manager does not trim names: " SQL Server" is no driver.
+      put(odbc, Unbraced(value));
+    } else if (odbc == "Trusted_Connection") {
+      const std::string v = Upper(Trim(value));
+      if (v == "SSPI" || v == "TRUE" || v == "YES") put(odbc, "Yes");
+    } else {
+      put(odbc, Unwrap(value));
+    }
+  }
+  // The SQL Server providers imply the driver registered as "SQL Server".
+  if (provider == ProviderKind::SqlServer && !seen.count("DRIVER") && !seen.count("DSN")) {
+    translated.insert(translated.begin(), {"DRIVER", "SQL Server"});
+    seen.emplace("DRIVER", "SQL Server");
+  }
+  const DriverFamily family =
+      FamilyOfDriver(seen.count("DRIVER") ? seen["DRIVER"] : std::string(dsnDriver));
+  if (family == DriverFamily::FreeTds && seen.count("SERVER")) {
+    // "host,port" is the SQL Server way of naming a port; FreeTDS takes Port=.
+    auto it = std::find_if(translated.begin(), translated.end(),
+                           [](const auto& p) { return Upper(p.first) == "SERVER"; });
+    const std::string server = Trim(it->second);
+    const auto comma = server.find(',');
+    if (comma != std::string::npos && !seen.count("PORT")) {
+      it->second = Trim(server.substr(0, comma));
+      put("Port", Trim(server.substr(comma + 1)));
+    } else if (server == "(local)" || server == ".") {
+      it->second = "localhost";
+    }
+    // A named instance is found through the server's browser service, not a port.
+    if (server.find('\\') != std::string::npos) seen.emplace("PORT", "");
+  }
+  for (auto& [key, value] : FamilyDefaults(family)) {
+    if (Upper(key) == "PORT" && !seen.count("SERVER")) continue;
+    put(key, value);
+  }
+  // DRIVER or DSN first, as the driver manager reads them.
+  std::stable_partition(translated.begin(), translated.end(), [](const auto& p) {
+    return Upper(p.first) == "DRIVER" || Upper(p.first) == "DSN";
+  });
+  std::string out;
+  for (const auto& [key, value] : translated) {
+    out += Upper(key) == "DRIVER" ? "DRIVER={" + value + "};" : Pair(key, value);
+  }
+  return out;
+}
+
+std::string RedactPasswords(std::string_view text) {
+  std::string out;
+  for (const auto& [key, value] : ParseConnectionPairs(text)) {
+    const std::string k = Upper(key);
+    const bool secret = k == "PWD" || k == "PASSWORD" || k.ends_with("DATABASE PASSWORD");
+    out += key + "=" + (secret ? std::string("***") : value) + ";";
   }
   return out;
 }
@@ -94,21 +304,42 @@ Route RouteConnection(std::string_view connectionString, std::string_view provid
   route.rest = trimmed;
   route.provider = Trim(First(route.keys, {"PROVIDER"}));
   if (route.provider.empty()) route.provider = Trim(providerProperty);
-  const std::string provider = Upper(route.provider);
-  const bool fileProvider =
-      provider.starts_with("MICROSOFT.JET.OLEDB") || provider.starts_with("MICROSOFT.ACE.OLEDB");
-  if (fileProvider) {
-    route.kind = StoreKind::File;
-    route.dataSource = Trim(First(route.keys, {"DATA SOURCE", "DBQ"}));
-    // The password key is written with a blank before "=" by the library.
-    for (const auto& [key, value] : route.keys) {
-      std::string k = key;
-      k.erase(std::remove(k.begin(), k.end(), ' '), k.end());
-      if (k == "JETOLEDB:DATABASEPASSWORD") route.password = value;
-    }
-    return route;
+  switch (KindOfProvider(route.provider)) {
+    case ProviderKind::File:
+      route.kind = StoreKind::File;
+      route.dataSource = Trim(First(route.keys, {"DATA SOURCE", "DBQ"}));
+      // The password key is written with a blank before "=" by the library.
+      for (const auto& [key, value] : route.keys) {
+        std::string k = key;
+        k.erase(std::remove(k.begin(), k.end(), ' '), k.end());
+        if (k == "JETOLEDB:DATABASEPASSWORD") route.password = value;
+      }
+      return route;
+    case ProviderKind::Unknown:
+      rt::Raise(-2146824582,  // 0x800A0E7A
+                "Provider cannot be found. It may not be properly installed. (Provider '" +
+                    route.provider + "')",
+                "ADODB.Connection");
+    case ProviderKind::Odbc:
+    case ProviderKind::SqlServer:
+      break;
   }
   route.kind = StoreKind::Server;
+  // A plain ODBC string goes through the ODBC provider, as it would by default.
+  if (route.provider.empty()) route.provider = "MSDASQL";
+  route.odbc = OdbcConnectionString(route);
+  const auto odbcKeys = ParseConnectionString(route.odbc);
+  route.driver = Unbraced(First(odbcKeys, {"DRIVER"}));
+  route.dsn = First(odbcKeys, {"DSN"});
+  route.server = Trim(First(odbcKeys, {"SERVER", "SERVERNAME", "HOST", "DATABASE"}));
+  route.user = Trim(First(odbcKeys, {"UID"}));
+  route.secret = Unwrap(First(odbcKeys, {"PWD"}));
+  route.dataSource = route.dsn.empty() ? route.server : route.dsn;
+  const std::string timeout = Trim(First(route.keys, {"CONNECT TIMEOUT", "CONNECTION TIMEOUT"}));
+  if (!timeout.empty() && std::all_of(timeout.begin(), timeout.end(), ::isdigit) &&
+      timeout.size() < 6) {
+    route.loginTimeout = std::stoi(timeout);
+  }
   return route;
 }
 

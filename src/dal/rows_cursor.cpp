@@ -32,6 +32,8 @@ CellType RowsCursor::Type(std::size_t column) const {
     case rt::VarType::Double:
     case rt::VarType::Currency:
       return CellType::Real;
+    case rt::VarType::Array:
+      return CellType::Blob;
     default:
       return CellType::Text;
   }
@@ -52,8 +54,13 @@ std::string_view RowsCursor::Text(std::size_t column) const {
   return text_;
 }
 
-std::span<const std::uint8_t> RowsCursor::Blob(std::size_t) const {
-  return {};
+std::span<const std::uint8_t> RowsCursor::Blob(std::size_t column) const {
+  const rt::Variant& v = Cell(column);
+  blob_.clear();
+  if (v.IsArray()) {
+    for (const rt::Variant& b : v.AsArray().items()) blob_.push_back(rt::CByte(b));
+  }
+  return blob_;
 }
 
 }  // namespace zmdb::dal

@@ -8,4 +8,5 @@ target_sources(zmdb PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/rowstore.cpp
   ${CMAKE_CURRENT_LIST_DIR}/writeback.cpp
   ${CMAKE_CURRENT_LIST_DIR}/rows_cursor.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/engine_errors.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/engine_errors.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/command.cpp)

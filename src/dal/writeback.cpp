@@ -13,6 +13,13 @@ std::string QuoteName(std::string_view name, const Quirks& quirks) {
   return out;
 }
 
+std::string TableSource(std::string_view name, const Quirks& quirks) {
+  // A bare name stays bare: quoting would make it case-sensitive on stores
+  // that fold unquoted names.
+  if (name.size() < 2 || name.front() != '[' || name.back() != ']') return std::string(name);
+  return QuoteName(name.substr(1, name.size() - 2), quirks);
+}
+
 namespace {
 // " WHERE a = ? AND b IS NULL": a Null original value matches with IS NULL.
 void AppendMatch(Statement& st, const std::vector<ColumnValue>& match, const Quirks& quirks) {

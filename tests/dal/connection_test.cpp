@@ -26,13 +26,15 @@ TEST(Router, DecidesTheStoreFromTheConnectionString) {
       {"Provider=Microsoft.ACE.OLEDB.12.0;Data Source=/d/c.accdb", StoreKind::File, "/d/c.accdb",
        false, ""},
       {"/data/plain file.db", StoreKind::File, "/data/plain file.db", false, ""},
+      // A server route's data source is the server (or the DSN) it names.
       {"PROVIDER=MSDASQL;DRIVER=SQL SERVER;SERVER=srv;UID=sa;PWD=;DATABASE=db1;", StoreKind::Server,
-       "", false, ""},
+       "srv", false, ""},
       {"PROVIDER=SQLOLEDB;DRIVER=SQL SERVER;SERVER=srv;UID=sa;PWD=;DATABASE=db1;",
-       StoreKind::Server, "", false, ""},
-      {"PROVIDER=MSDataShape;DATA PROVIDER=MSDASQL;DSN=dsn1;UID=sa;", StoreKind::Server, "", true,
-       ""},
-      {"DRIVER={PostgreSQL Unicode};SERVER=127.0.0.1;DATABASE=t", StoreKind::Server, "", false, ""},
+       StoreKind::Server, "srv", false, ""},
+      {"PROVIDER=MSDataShape;DATA PROVIDER=MSDASQL;DSN=dsn1;UID=sa;", StoreKind::Server, "dsn1",
+       true, ""},
+      {"DRIVER={PostgreSQL Unicode};SERVER=127.0.0.1;DATABASE=t", StoreKind::Server, "127.0.0.1",
+       false, ""},
   };
   for (const Case& c : cases) {
     const Route r = RouteConnection(c.text);

@@ -66,17 +66,28 @@ inline constexpr const char* kConnectionSource = "ADODB.Connection";
       source);
 }
 
+// What a store tells of one error record beyond Number, Source and
+// Description: its own error number and the SQLSTATE.
+struct ErrorDetail {
+  std::int32_t nativeError = 0;
+  std::string sqlState;
+};
+
 // A failure of a store with every diagnostic record it gave (the first is
-// the one the platform error carries).
+// the one the platform error carries); `details` is empty or runs parallel
+// to the records.
 class ProviderError : public rt::PlatformError {
  public:
-  explicit ProviderError(std::vector<rt::ErrorInfo> records)
+  explicit ProviderError(std::vector<rt::ErrorInfo> records, std::vector<ErrorDetail> details = {})
       : rt::PlatformError(records.empty() ? rt::ErrorInfo{} : records.front()),
-        records_(std::move(records)) {}
+        records_(std::move(records)),
+        details_(std::move(details)) {}
   const std::vector<rt::ErrorInfo>& records() const { return records_; }
+  const std::vector<ErrorDetail>& details() const { return details_; }
 
  private:
   std::vector<rt::ErrorInfo> records_;
+  std::vector<ErrorDetail> details_;
 };
 
 }  // namespace zmdb::dal

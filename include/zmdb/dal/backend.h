@@ -51,10 +51,36 @@ class Cursor {
   virtual std::span<const std::uint8_t> Blob(std::size_t column) const = 0;
 };
 
+class Batch;
+
 // The outcome of one statement: rows, or the number of rows it changed.
 struct Result {
   std::unique_ptr<Cursor> cursor;  // set when the statement returns rows
   std::int64_t rowsAffected = -1;
+  // The further results of a batch of statements; none when there are none.
+  std::shared_ptr<Batch> batch;
+};
+
+// The results that follow the first one of a batch ("SELECT ...; SELECT ...").
+class Batch {
+ public:
+  virtual ~Batch() = default;
+  // Move on to the next result (the rows of the current one are dropped);
+  // false when there is none.
+  virtual bool Next(Result& out) = 0;
+};
+
+// One parameter of a command: its ADO type (0: taken from the value), its
+// direction (1 input, 2 output, 3 input-output, 4 return value), the largest
+// size of text or binary values, and the value (written back for outputs).
+struct CommandParameter {
+  std::string name;
+  std::int32_t adoType = 0;
+  int direction = 1;
+  std::int32_t size = 0;
+  std::int32_t precision = 0;
+  std::int32_t scale = 0;
+  rt::Variant value;
 };
 
 // How a store differs, declared in one place rather than tested in `if`s.
@@ -85,6 +111,13 @@ class Backend {
   // The value the store gave `column` of the row the last INSERT added (an
   // AutoNumber); Null when it cannot tell.
   virtual rt::Variant InsertedValue(const std::string& table, const std::string& column) = 0;
+  // Run a command with parameters: `text` holds "?" markers, or names a
+  // stored procedure when `procedure` is set. Output values are written back
+  // into `params` once every result has been read; rows that come back
+  // before them are held in the result's cursor. Stores without parameters
+  // or procedures raise 0x800A0CB3.
+  virtual Result ExecuteCommand(std::string_view text, bool procedure,
+                                std::vector<CommandParameter>& params);
   virtual void Close() = 0;
   // The store's schema store (tables, fields, indexes, relations, queries
   // for the DAO and ADOX objects), owned by the backend. A store without one

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "zmdb/dal/ado.h"
 #include "zmdb/dal/backend.h"
 #include "zmdb/dal/router.h"
 #include "zmdb/runtime/object.h"
@@ -19,15 +20,18 @@ namespace zmdb::dal {
 class Recordset;
 
 // One error of a connection's Errors collection.
+// Number, Source and Description, and the store's NativeError and SQLState.
 class ErrorItem : public rt::Object {
  public:
-  explicit ErrorItem(rt::ErrorInfo info) : info_(std::move(info)) {}
+  explicit ErrorItem(rt::ErrorInfo info, ErrorDetail detail = {})
+      : info_(std::move(info)), detail_(std::move(detail)) {}
   std::string TypeName() const override { return "Error"; }
   rt::Variant GetProperty(std::string_view name, const std::vector<rt::Variant>& index) override;
   const rt::ErrorInfo& info() const { return info_; }
 
  private:
   rt::ErrorInfo info_;
+  ErrorDetail detail_;
 };
 
 class Errors : public rt::Object {
@@ -35,12 +39,22 @@ class Errors : public rt::Object {
   std::string TypeName() const override { return "Errors"; }
   rt::Variant GetProperty(std::string_view name, const std::vector<rt::Variant>& index) override;
   rt::Variant Call(std::string_view name, std::vector<rt::Variant>& args) override;
-  void Set(std::vector<rt::ErrorInfo> errors) { errors_ = std::move(errors); }
-  void Clear() { errors_.clear(); }
+  // The records of a failure; `details` is empty or parallel to `errors`.
+  void Set(std::vector<rt::ErrorInfo> errors, std::vector<ErrorDetail> details = {}) {
+    errors_ = std::move(errors);
+    details_ = std::move(details);
+    details_.resize(errors_.size());
+  }
+  void Clear() {
+    errors_.clear();
+    details_.clear();
+  }
   const std::vector<rt::ErrorInfo>& items() const { return errors_; }
+  const std::vector<ErrorDetail>& details() const { return details_; }
 
  private:
   std::vector<rt::ErrorInfo> errors_;
+  std::vector<ErrorDetail> details_;
 };
 
 // A named property ("Data Source", "Extended Properties", ...).

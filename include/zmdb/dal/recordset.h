@@ -120,6 +120,13 @@ class Recordset : public rt::Object {
   // Open over the rows of an executed statement (Connection.Execute, OpenSchema).
   void OpenResult(std::shared_ptr<Connection> connection, Result result, int cursorType,
                   int lockType, std::string source);
+  // Keep the further results of a batch whose first result had no rows (the
+  // recordset stays closed).
+  void HoldBatch(std::shared_ptr<Connection> connection, std::shared_ptr<Batch> batch);
+  // The next result of the batch that made this recordset: a new recordset,
+  // open over rows or closed after a statement without rows (its count in
+  // `rowsAffected`); none (nullptr) after the last.
+  std::shared_ptr<Recordset> NextRecordset(std::int64_t* rowsAffected = nullptr);
   void Close();
   int State() const { return open_ ? 1 : 0; }
   bool AtEOF() const;
@@ -178,6 +185,7 @@ class Recordset : public rt::Object {
   int lockType_ = 1;    // adLockReadOnly until set
   std::string source_;
   std::shared_ptr<Connection> connection_;
+  std::shared_ptr<Batch> batch_;  // the results after this one
   std::vector<ColumnInfo> columns_;
   std::shared_ptr<Fields> fields_;
 

@@ -5,35 +5,71 @@
 //                 bare file path (no "=" in it)
 //   server store: PROVIDER=MSDASQL / SQLOLEDB, DSN=..., DRIVER=..., and the
 //                 Provider property set apart from "Data Source=...;User ID=..."
+// A server route also carries the ODBC connection string the driver manager
+// is given: OLE DB keys become ODBC keys and each driver family gets the
+// settings it needs but lacks.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace zmdb::dal {
 
 enum class StoreKind { File, Server };
 
+// The ODBC drivers the layer knows by name; others are driven generically.
+enum class DriverFamily { Other, FreeTds, PostgreSql, Sqlite };
+
 struct Route {
   StoreKind kind = StoreKind::File;
   bool shaped = false;     // behind the data-shaping prefix
   std::string provider;    // the OLE DB provider named (or implied)
-  std::string dataSource;  // file store: the database file
+  std::string dataSource;  // the database file, or the server (or DSN) named
   std::string password;    // file store: the database password, if any
   // Every key=value pair after the provider, keys upper-cased, in order of
   // appearance kept by the text itself (`rest`).
   std::map<std::string, std::string> keys;
   std::string rest;  // the string without the shape prefix and PROVIDER key
+
+  // Server store only.
+  std::string odbc;    // the ODBC connection string (holds the password)
+  std::string driver;  // the DRIVER named, without braces ("" with a DSN)
+  std::string dsn;     // the data source named, if any
+  std::string server;  // the server named, for messages
+  std::string user;
+  std::string secret;              // the password, so that messages can leave it out
+  std::int32_t loginTimeout = 15;  // seconds ("Connect Timeout")
 };
 
 // Split "k=v;k=v" into pairs; keys are trimmed and upper-cased, values kept as
 // written (a value in {braces} may hold ";").
 std::map<std::string, std::string> ParseConnectionString(std::string_view text);
 
+// The same pairs in the order written, keys trimmed but spelled as written.
+std::vector<std::pair<std::string, std::string>> ParseConnectionPairs(std::string_view text);
+
 // Route a connection string; `providerProperty` is the connection's Provider
 // when it was set apart from the string. Raises PlatformError
-// -2147467259 ("Provider cannot be found...") for an empty string.
+// -2147467259 ("Provider cannot be found...") for an empty string and
+// -2146824582 for a provider that leads to no store.
 Route RouteConnection(std::string_view connectionString, std::string_view providerProperty = {});
+
+// The driver family a driver name (or the driver a DSN names) belongs to.
+DriverFamily FamilyOfDriver(std::string_view driverName);
+
+// The ODBC connection string of a server route: DRIVER or DSN first, OLE DB
+// keys translated (Data Source -> SERVER, or DSN under MSDASQL; User ID ->
+// UID; Password/Pwd -> PWD; Initial Catalog -> DATABASE; ...), unknown keys
+// passed through, and the family's missing settings appended (FreeTDS: Port,
+// TDS_Version, ClientCharset; psqlODBC: BoolsAsChar=0). `dsnDriver` is the
+// driver a DSN is registered with, when the caller looked it up.
+std::string OdbcConnectionString(const Route& route, std::string_view dsnDriver = {});
+
+// `text` with every password value (PWD=, Password=) replaced by "***".
+std::string RedactPasswords(std::string_view text);
 
 }  // namespace zmdb::dal

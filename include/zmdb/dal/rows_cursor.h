@@ -25,6 +25,7 @@ class RowsCursor : public Cursor {
   std::vector<std::vector<rt::Variant>> rows_;
   std::size_t row_ = 0;  // 1-based current row; 0 before the first Step
   mutable std::string text_;
+  mutable std::vector<std::uint8_t> blob_;
 };
 
 }  // namespace zmdb::dal

@@ -23,6 +23,9 @@ struct ColumnValue {
 };
 
 std::string QuoteName(std::string_view name, const Quirks& quirks);
+// A table named by a caller as the store reads it: a bare name as it is, a
+// name in Jet's brackets in the store's quotes.
+std::string TableSource(std::string_view name, const Quirks& quirks);
 
 // INSERT INTO t (a, b) VALUES (?, ?); with no columns, DEFAULT VALUES.
 Statement BuildInsert(std::string_view table, const std::vector<ColumnValue>& values,

@@ -192,6 +192,35 @@ class SqliteBackend : public Backend {
     return *schema_;
   }
 
+  // A Jet statement with "?" parameters, which bind to its last SQLite
+  // statement (the one a rewrite adds its helpers before). The file store
+  // has no stored procedures and no output parameters.
+  Result ExecuteCommand(std::string_view text, bool procedure,
+                        std::vector<CommandParameter>& params) override {
+    if (procedure) {
+      rt::Raise(
+          rt::err::kAdoNotSupported,
+          "The file store has no stored procedures: '" + std::string(text) + "' cannot be called.",
+          kSource);
+    }
+    std::vector<rt::Variant> values;
+    for (const CommandParameter& p : params) {
+      if (p.direction != 1) {
+        rt::Raise(rt::err::kAdoNotSupported,
+                  "The file store takes input parameters only (parameter '" + p.name + "').",
+                  kSource);
+      }
+      values.push_back(p.value.IsEmpty() || p.value.IsMissing() ? rt::Variant::Null() : p.value);
+    }
+    const Rewritten rewritten = RewriteJet(text);
+    Result result;
+    for (std::size_t i = 0; i < rewritten.statements.size(); ++i) {
+      const bool last = i + 1 == rewritten.statements.size();
+      result = Run(rewritten.statements[i], last ? values : std::vector<rt::Variant>{}, text);
+    }
+    return result;
+  }
+
   // Statements the layer builds repeat (one per recordset and kind of
   // change), so their prepared forms are kept and reused.
   Result ExecuteNative(std::string_view statement,
@@ -204,7 +233,7 @@ class SqliteBackend : public Backend {
     const int rc = sqlite3_step(st);
     sqlite3_reset(st);
     if (rc != SQLITE_DONE && rc != SQLITE_ROW) RaiseSqliteError(db_, rc, statement);
-    return Result{nullptr, sqlite3_changes64(db_)};
+    return Result{nullptr, sqlite3_changes64(db_), nullptr};
   }
 
   // Nested transactions are savepoints inside the outermost one.
@@ -366,7 +395,7 @@ class SqliteBackend : public Backend {
     const char* tail = nullptr;
     int rc = sqlite3_prepare_v2(db_, sql.c_str(), static_cast<int>(sql.size()), &st, &tail);
     if (rc != SQLITE_OK) RaiseSqliteError(db_, rc, shown);
-    if (!st) return Result{nullptr, 0};  // only blanks or a comment
+    if (!st) return Result{nullptr, 0, nullptr};  // only blanks or a comment
     for (std::size_t i = 0; i < params.size(); ++i) Bind(st, static_cast<int>(i + 1), params[i]);
     Result result;
     if (sqlite3_column_count(st) > 0) {
@@ -406,7 +435,7 @@ class SqliteBackend : public Backend {
     std::vector<ColumnInfo> cols = {Col("CATALOG_NAME", 202, 128), Col("DESCRIPTION", 202, 255)};
     std::vector<std::vector<rt::Variant>> rows;
     rows.push_back({rt::Variant(path_), rt::Variant::Null()});
-    return Result{std::make_unique<RowsCursor>(std::move(cols), std::move(rows)), -1};
+    return Result{std::make_unique<RowsCursor>(std::move(cols), std::move(rows)), -1, nullptr};
   }
 
   Result Tables() {
@@ -443,7 +472,7 @@ class SqliteBackend : public Backend {
                       rt::Variant::Null(), rt::Variant::Null(), rt::Variant::Null(), created,
                       modified});
     }
-    return Result{std::make_unique<RowsCursor>(std::move(cols), std::move(rows)), -1};
+    return Result{std::make_unique<RowsCursor>(std::move(cols), std::move(rows)), -1, nullptr};
   }
 
   sqlite3* db_;

@@ -1,0 +1,255 @@
+// What only server stores do: column types per driver, procedures with
+// output parameters, every diagnostic record of a failure, refused
+// connections that say why without the password, a server that goes away
+// mid-session, and the automation interface on a server connection.
+#include <fstream>
+#include <sstream>
+
+#include "store_fixture.h"
+#include "zmdb/automation/session.h"
+#include "zmdb/dal/ado.h"
+#include "zmdb/dal/command.h"
+
+namespace zmdb::dal::testing {
+namespace {
+
+using rt::Variant;
+
+// `s` without blanks and tabs at either end.
+std::string Trimmed(std::string s) {
+  const auto b = s.find_first_not_of(" \t");
+  const auto e = s.find_last_not_of(" \t");
+  return b == std::string::npos ? std::string() : s.substr(b, e - b + 1);
+}
+
+struct TypeCase {
+  std::string declared;
+  std::int32_t adoType;
+  std::int32_t size;
+};
+
+// The cases of column_types.txt for one store.
+std::vector<TypeCase> TypeCases(const std::string& store) {
+  std::ifstream f(ZMDB_TEST_DATA "/odbc/column_types.txt");
+  std::vector<TypeCase> out;
+  std::string line;
+  while (std::getline(f, line)) {
+    if (line.empty() || line[0] == '#') continue;
+    std::vector<std::string> parts;
+    std::stringstream ss(line);
+    for (std::string p; std::getline(ss, p, '|');) parts.push_back(Trimmed(p));
+    if (parts.size() == 4 && parts[0] == store) {
+      out.push_back({parts[1], std::stoi(parts[2]), std::stoi(parts[3])});
+    }
+  }
+  return out;
+}
+
+using ServerTest = StoreTest;
+
+TEST_P(ServerTest, ColumnTypesReadAsTheProviderReportsThem) {
+  const std::string key = store() == Store::Postgres ? "postgres"
+                          : store() == Store::Sqlite ? "sqlite"
+                                                     : "mssql";
+  const auto cases = TypeCases(key);
+  ASSERT_FALSE(cases.empty());
+  std::string ddl = "CREATE TABLE T (";
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    ddl += (i ? ", c" : "c") + std::to_string(i) + " " + cases[i].declared;
+  }
+  auto cn = Connect();
+  cn->Execute(ddl + ")");
+  auto rs = Open(cn, "SELECT * FROM T");
+  ASSERT_EQ(rs->columns().size(), cases.size());
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    auto f = rs->fields()->Item(Variant(static_cast<std::int32_t>(i)));
+    EXPECT_EQ(f->Type(), cases[i].adoType) << key << " " << cases[i].declared;
+    EXPECT_EQ(f->DefinedSize(), cases[i].size) << key << " " << cases[i].declared;
+  }
+}
+
+// A procedure's parameter, appended to `cmd`.
+std::shared_ptr<Parameter> Add(Command& cmd, const std::string& name, std::int32_t type,
+                               int direction, std::int32_t size, const Variant& value = {}) {
+  auto p = cmd.CreateParameter(name, type, direction, size, value);
+  cmd.parameters()->Append(Variant(rt::ObjectRef(p)));
+  return p;
+}
+
+TEST_P(ServerTest, ProceduresGiveOutputParametersAfterTheirRows) {
+  if (store() == Store::Sqlite) GTEST_SKIP() << "SQLite has no stored procedures";
+  auto cn = Connect();
+  const bool pg = store() == Store::Postgres;
+  if (pg) {
+    cn->Execute(
+        "CREATE FUNCTION add_tax(a numeric, OUT total numeric, OUT label text) AS $$ BEGIN "
+        "total := a * 1.1; label := 'tax ' || a; END $$ LANGUAGE plpgsql");
+    cn->Execute("CREATE FUNCTION twice(a int) RETURNS int AS $$ SELECT a * 2 $$ LANGUAGE sql");
+    cn->Execute(
+        "CREATE PROCEDURE bump(INOUT x int, IN y int) AS $$ BEGIN x := x + y; END $$ "
+        "LANGUAGE plpgsql");
+  } else {
+    cn->Execute(
+        "CREATE PROCEDURE add_tax @a numeric(10,2), @total numeric(10,2) OUTPUT, @label "
+        "nvarchar(50) OUTPUT AS BEGIN SET NOCOUNT ON; SET @total = @a * 1.1; SET @label = "
+        "N'tax ' + CAST(CAST(@a AS int) AS nvarchar(10)); SELECT @total AS total, @label AS "
+        "label; END");
+    cn->Execute("CREATE PROCEDURE twice @a int AS RETURN @a * 2");
+    cn->Execute("CREATE PROCEDURE bump @x int OUTPUT, @y int AS SET @x = @x + @y");
+  }
+  // Output parameters and the rows the procedure returns before them.
+  auto tax = Command::Create();
+  tax->SetActiveConnection(Variant(rt::ObjectRef(cn)));
+  tax->SetCommandType(ado::adCmdStoredProc);
+  tax->SetCommandText("add_tax");
+  Add(*tax, "a", 131, 1, 0, Variant(10));
+  auto total = Add(*tax, "total", 131, 2, 0);
+  auto label = Add(*tax, "label", 200, 2, 50);
+  auto rs = tax->Execute();
+  EXPECT_DOUBLE_EQ(rt::CDbl(total->data().value), 11.0);
+  EXPECT_EQ(rt::CStr(label->data().value), "tax 10");
+  ASSERT_EQ(rs->State(), 1);
+  EXPECT_DOUBLE_EQ(rt::CDbl(rs->fields()->Item(Variant("total"))->Value()), 11.0);
+  // A return value, appended after the argument; late-bound this time.
+  auto twice = Command::Create();
+  rt::SetProp(Variant(rt::ObjectRef(twice)), "ActiveConnection", Variant(rt::ObjectRef(cn)));
+  rt::SetProp(Variant(rt::ObjectRef(twice)), "CommandType", Variant(4));
+  rt::SetProp(Variant(rt::ObjectRef(twice)), "CommandText", Variant("twice"));
+  Add(*twice, "a", 3, 1, 0, Variant(21));
+  auto ret = Add(*twice, "ret", 3, 4, 0);
+  rt::CallMethod(Variant(rt::ObjectRef(twice)), "Execute");
+  EXPECT_EQ(rt::CLng(ret->data().value), 42);
+  EXPECT_EQ(rt::CLng(rt::GetProp(Variant(rt::ObjectRef(twice)), "Parameters", {Variant("ret")})
+                         .AsObject()
+                         ->DefaultValue()),
+            42);
+  // An input-output parameter.
+  auto bump = Command::Create();
+  bump->SetActiveConnection(Variant(rt::ObjectRef(cn)));
+  bump->SetCommandType(ado::adCmdStoredProc);
+  bump->SetCommandText("bump");
+  auto x = Add(*bump, "x", 3, 3, 0, Variant(5));
+  Add(*bump, "y", 3, 1, 0, Variant(3));
+  bump->Execute();
+  EXPECT_EQ(rt::CLng(x->data().value), 8);
+  // A procedure that is not there fails with the server's error.
+  auto missing = Command::Create();
+  missing->SetActiveConnection(Variant(rt::ObjectRef(cn)));
+  missing->SetCommandType(ado::adCmdStoredProc);
+  missing->SetCommandText("no_such_procedure");
+  EXPECT_NE(RaisedNumber([&] { missing->Execute(); }), 0);
+  EXPECT_FALSE(cn->errors()->items().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, ServerTest,
+                         ::testing::Values(Store::Postgres, Store::Sqlite, Store::SqlServer),
+                         [](const ::testing::TestParamInfo<Store>& param) {
+                           return StoreName(param.param);
+                         });
+
+// The records of the last failure of `cn` that mention `text`.
+int Mentioning(const Connection& cn, const std::string& text) {
+  int n = 0;
+  for (const auto& e : cn.errors()->items()) n += e.Description.find(text) != std::string::npos;
+  return n;
+}
+
+TEST(ServerConnection, EveryDiagnosticRecordOfAFailureIsKept) {
+  // FreeTDS reports a refused connection in several records; nothing listens
+  // on port 1 of the loopback address.
+  auto cn = Connection::Create();
+  const std::string secret = "Secret-Pw-123";
+  const auto number = RaisedNumber([&] {
+    cn->Open("PROVIDER=MSDASQL;DRIVER=SQL SERVER;SERVER=127.0.0.1,1;UID=sa;PWD=" + secret +
+             ";DATABASE=db1;");
+  });
+  EXPECT_EQ(number, rt::err::kUnspecified);
+  const auto& items = cn->errors()->items();
+  ASSERT_GE(items.size(), 2u);
+  EXPECT_EQ(Mentioning(*cn, "[FreeTDS]"), static_cast<int>(items.size()));
+  const std::string& first = items[0].Description;
+  EXPECT_NE(first.find("'127.0.0.1'"), std::string::npos) << first;
+  EXPECT_NE(first.find("'SQL SERVER'"), std::string::npos) << first;
+  EXPECT_NE(first.find("user 'sa'"), std::string::npos) << first;
+  EXPECT_NE(first.find("could not be reached"), std::string::npos) << first;
+  EXPECT_EQ(Mentioning(*cn, secret), 0);
+  // Each record keeps its SQLSTATE and native number, as the Error object shows them.
+  auto errors = rt::GetProp(Variant(rt::ObjectRef(cn)), "Errors");
+  for (std::int32_t i = 0; i < static_cast<std::int32_t>(items.size()); ++i) {
+    auto e = rt::GetProp(errors, "Item", {Variant(i)});
+    EXPECT_EQ(rt::CStr(rt::GetProp(e, "SQLState")).substr(0, 2), "08");
+    EXPECT_EQ(rt::CLng(rt::GetProp(e, "Number")), items[static_cast<std::size_t>(i)].Number);
+  }
+}
+
+TEST(ServerConnection, RefusedConnectionsSayWhyAndNeverShowThePassword) {
+  if (!SharedPostgres()) GTEST_SKIP() << "no PostgreSQL: " << PostgresUnavailable();
+  const std::string good = SharedPostgres()->ConnectionString("postgres");
+  struct Case {
+    std::string text;
+    std::string says;
+  };
+  const std::string wrong = "Wrong-Pw-456";
+  std::string badPassword = good;
+  badPassword.replace(badPassword.find(testsupport::PgServer::kPassword),
+                      std::string(testsupport::PgServer::kPassword).size(), wrong);
+  const Case cases[] = {
+      {badPassword, "the login was refused"},
+      {"DRIVER={No Such Driver};SERVER=x;UID=u;PWD=" + wrong, "no driver or data source"},
+      {"PROVIDER=SQLOLEDB;Data Source=127.0.0.1,1;User ID=sa;Password=" + wrong,
+       "could not be reached"},
+  };
+  for (const Case& c : cases) {
+    auto cn = Connection::Create();
+    EXPECT_EQ(RaisedNumber([&] { cn->Open(c.text); }), rt::err::kUnspecified) << c.text;
+    ASSERT_FALSE(cn->errors()->items().empty());
+    EXPECT_NE(cn->errors()->items()[0].Description.find(c.says), std::string::npos)
+        << cn->errors()->items()[0].Description;
+    EXPECT_EQ(Mentioning(*cn, wrong), 0);
+    EXPECT_EQ(cn->State(), 0);
+  }
+}
+
+TEST(ServerConnection, AServerThatGoesAwayGivesAnErrorNotACrash) {
+  if (!SharedPostgres()) GTEST_SKIP() << "no PostgreSQL: " << PostgresUnavailable();
+  std::string whyNot;
+  auto own = testsupport::PgServer::Start(&whyNot);
+  ASSERT_TRUE(own) << whyNot;
+  auto cn = Connection::Create();
+  cn->Open(own->ConnectionString("postgres"));
+  cn->Execute("CREATE TABLE t (id int)");
+  cn->Execute("INSERT INTO t VALUES (1), (2)");
+  auto kept = cn->Execute("SELECT id FROM t", nullptr, -1, ado::adOpenStatic);
+  auto streaming = cn->Execute("SELECT id FROM t");
+  own->Stop();
+  const auto number = RaisedNumber([&] { cn->Execute("SELECT 1"); });
+  EXPECT_NE(number, 0);
+  ASSERT_FALSE(cn->errors()->items().empty());
+  EXPECT_NE(cn->errors()->details()[0].sqlState, "");
+  // What was read stays readable; the connection still closes.
+  EXPECT_EQ(kept->RecordCount(), 2);
+  EXPECT_NO_THROW(cn->Close());
+  EXPECT_EQ(cn->State(), 0);
+  EXPECT_EQ(RaisedNumber([&] { cn->Execute("SELECT 1"); }), dalerr::kClosed);
+}
+
+TEST(ServerConnection, TheAutomationSessionOpensServerConnections) {
+  if (!SharedPostgres()) GTEST_SKIP() << "no PostgreSQL: " << PostgresUnavailable();
+  automation::Session session;
+  const std::string cs = SharedPostgres()->ConnectionString("postgres");
+  auto open = automation::Json::parse(session.HandleLine(
+      automation::Json{{"new", "Connection"}, {"args", {{"ConnectionString", cs}}}}.dump()));
+  ASSERT_TRUE(open.contains("result")) << open.dump();
+  const auto handle = open["result"];
+  auto rows = automation::Json::parse(session.HandleLine(
+      automation::Json{{"exec", "SELECT 'é' AS e, 2 AS n"}, {"conn", handle}}.dump()));
+  ASSERT_TRUE(rows.contains("result")) << rows.dump();
+  EXPECT_EQ(rows["result"]["rows"][0][0], "é");
+  EXPECT_EQ(rows["result"]["RecordCount"], 1);
+  auto inspected =
+      automation::Json::parse(session.HandleLine(automation::Json{{"inspect", handle}}.dump()));
+  EXPECT_EQ(inspected["result"]["Provider"], "MSDASQL");
+}
+
+}  // namespace
+}  // namespace zmdb::dal::testing

@@ -1,0 +1,76 @@
+// The same tests on every store: the file store, PostgreSQL through
+// psqlODBC, SQLite through the SQLite ODBC driver, and SQL Server through
+// FreeTDS when ZMDB_TEST_MSSQL holds a connection string. Each test gets a
+// database of its own (a file, or a database made on the server and
+// dropped afterwards).
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "pg_server.h"
+#include "zmdb/dal/connection.h"
+#include "zmdb/dal/recordset.h"
+#include "zmdb/runtime/convert.h"
+
+namespace zmdb::dal::testing {
+
+enum class Store { File, Postgres, Sqlite, SqlServer };
+
+// The name a store goes by in test names and messages.
+std::string StoreName(Store store);
+
+// Column types written the way each store's DDL spells them.
+enum class Ddl { Int, Short, Double, Money, Date, Bool, Memo, Blob, AutoKey };
+
+// The PostgreSQL server the tests share (nullptr when none could be had),
+// and why there is none.
+testsupport::PgServer* SharedPostgres();
+const std::string& PostgresUnavailable();
+
+class StoreTest : public ::testing::TestWithParam<Store> {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  Store store() const { return GetParam(); }
+  // A new connection to the test's database.
+  std::shared_ptr<Connection> Connect(int cursorLocation = 2);
+  std::shared_ptr<Recordset> Open(const std::shared_ptr<Connection>& cn, const std::string& sql,
+                                  int cursorType = 3, int lockType = 3);
+  // A column type in the store's DDL; Text(n) for sized text.
+  std::string Type(Ddl type) const;
+  std::string Text(int size) const;
+  // Whether the store's errors carry the kind of failure (the SQLite ODBC
+  // driver reports every failure as HY000).
+  bool PreciseErrors() const { return store() != Store::Sqlite; }
+  // Whether one Execute may run several statements and return several results.
+  bool MultipleResults() const { return store() == Store::Postgres || store() == Store::SqlServer; }
+
+  std::string connectionString_;
+
+ private:
+  std::string database_;  // made on a server for this test
+  std::string adminString_;
+  std::string dir_;
+  std::vector<std::weak_ptr<Connection>> opened_;
+};
+
+// The number of the platform error `f` raises, or 0.
+inline std::int32_t RaisedNumber(const std::function<void()>& f) {
+  try {
+    f();
+  } catch (const rt::PlatformError& e) {
+    return e.number();
+  }
+  return 0;
+}
+
+// The first value of the first row of a statement's rows, read statically.
+rt::Variant Scalar(const std::shared_ptr<Connection>& cn, const std::string& sql);
+
+}  // namespace zmdb::dal::testing
