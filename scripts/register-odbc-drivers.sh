@@ -12,9 +12,16 @@
 # The driver manager matches driver names without regard to case and with
 # or without braces, but does not trim them: "DRIVER= SQL Server" finds nothing.
 # Drivers whose library is not installed are left out.
+#
+# With --test-stand-ins, the project's tests also get
+#   "SQL Server SQLite stand-in"  the SQLite ODBC driver under a name that the
+#                                 library's SQL Server test recognises, so that
+#                                 the statements the library writes for SQL
+#                                 Server are run for real without a server
 set -euo pipefail
 
-target=${1:?usage: register-odbc-drivers.sh TARGET_DIRECTORY}
+target=${1:?usage: register-odbc-drivers.sh TARGET_DIRECTORY [--test-stand-ins]}
+standins=${2:-}
 mkdir -p "$target"
 ini="$target/odbcinst.ini"
 
@@ -47,6 +54,10 @@ trap 'rm -f "$tmp"' EXIT
   entry "PostgreSQL Unicode" "PostgreSQL (psqlODBC, Unicode)" psqlodbcw.so
   entry "PostgreSQL" "PostgreSQL (psqlODBC, Unicode)" psqlodbcw.so
   entry "SQLite3" "SQLite 3 files" libsqlite3odbc.so
+  if [ "$standins" = "--test-stand-ins" ]; then
+    entry "SQL Server SQLite stand-in" "SQLite 3 files, named for the SQL Server test" \
+      libsqlite3odbc.so
+  fi
 } >"$tmp"
 
 # odbcinst (unixODBC's own tool) writes the entries into $ODBCSYSINI/odbcinst.ini;

@@ -230,8 +230,8 @@ void UsePrivateOdbcDrivers(const std::string& scriptsDir) {
     }
   } cleanup;
   cleanup.dir = templ;
-  const std::string cmd = scriptsDir + "/register-odbc-drivers.sh " + cleanup.dir + " >" +
-                          cleanup.dir + "/register.log 2>&1";
+  const std::string cmd = scriptsDir + "/register-odbc-drivers.sh " + cleanup.dir +
+                          " --test-stand-ins >" + cleanup.dir + "/register.log 2>&1";
   if (std::system(cmd.c_str()) == 0) ::setenv("ODBCSYSINI", cleanup.dir.c_str(), 1);
 }
 

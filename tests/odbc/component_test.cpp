@@ -1,0 +1,159 @@
+// The component object's connection, probe, single-value and next-ID methods
+// on server stores: what runs on PostgreSQL, what runs on SQL Server (when a
+// server is given), and the statements the library writes for SQL Server,
+// run for real by the SQLite ODBC driver registered under a name the SQL
+// Server test recognises.
+#include "zmdb/frame/component.h"
+
+#include <filesystem>
+
+#include "store_fixture.h"
+#include "zmdb/connect/dialect.h"
+#include "zmdb/frame/state.h"
+#include "zmdb/runtime/host.h"
+
+namespace zmdb::dal::testing {
+namespace {
+
+using rt::Variant;
+
+// A component object whose default connection is the test's database,
+// holding a staff table, with the statement log of every connection on.
+class ComponentOnServerTest : public StoreTest {
+ protected:
+  void SetUp() override {
+    StoreTest::SetUp();
+    if (IsSkipped()) return;
+    SetStatementLogDefault(true);
+    auto cn = Connect();
+    cn->Execute("CREATE TABLE staff (id INT, code VARCHAR(6), name VARCHAR(20), note VARCHAR(20))");
+    cn->Execute("INSERT INTO staff VALUES (3, '000012', 'Li', 'first')");
+    cn->Execute("INSERT INTO staff VALUES (57, '000101', 'Wang', NULL)");
+    cn->Execute("INSERT INTO staff VALUES (9, '000099', '张三', 'third')");
+    ASSERT_TRUE(obj_.dbSetConnect(connectionString_, false));
+    own_ = std::dynamic_pointer_cast<Connection>(obj_.dbGetConnect(false));
+    ASSERT_TRUE(own_);
+  }
+  void TearDown() override {
+    if (own_) obj_.dbCloseConnect(false);
+    SetStatementLogDefault(false);
+    StoreTest::TearDown();
+  }
+  std::string Last() const { return own_->statementLog().back(); }
+  std::int32_t Rows(const std::string& condition) {
+    return rt::CLng(Scalar(Connect(), "SELECT COUNT(*) FROM staff WHERE " + condition));
+  }
+
+  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
+  rt::ScopedHost scope_{host_};
+  clsZMDBFunc obj_;
+  std::shared_ptr<Connection> own_;
+};
+
+TEST_P(ComponentOnServerTest, SingleValuesAndIdentifiers) {
+  EXPECT_FALSE(obj_.dbIsSQLConnect(Variant(rt::ObjectRef(own_))));
+  std::string value;
+  EXPECT_TRUE(obj_.dbGetValue("staff", "name", "id=9", value));
+  EXPECT_EQ(value, "张三");
+  value = "kept";
+  EXPECT_FALSE(obj_.dbGetValue("staff", "note", "id=57", value));  // a Null
+  EXPECT_EQ(value, "kept");
+  EXPECT_TRUE(obj_.dbIsExist("staff", "name", "Li", 200));
+  EXPECT_EQ(Last(), "SELECT * FROM staff WHERE name= 'Li'");
+  EXPECT_FALSE(obj_.dbIsExist("staff", "id", "4"));
+
+  EXPECT_FALSE(obj_.dbModifyItem("staff", "note", "'changed'", "id=57"));
+  EXPECT_EQ(Last(), "Update staff SET note='changed' WHERE id=57");
+  EXPECT_EQ(Rows("note='changed'"), 1);
+
+  EXPECT_EQ(obj_.dbGetMaxID("staff", "id"), "57");
+  EXPECT_EQ(obj_.dbGetMaxID("staff", "id", Variant::Missing(), false, 8, false, "id>100"),
+            "00000000");
+  // PostgreSQL has a format() of its own, which gives back a format text
+  // without placeholders unchanged: identifiers already at full width compare.
+  EXPECT_EQ(obj_.dbGetMaxID("staff", "code", Variant::Missing(), true, 6), "000101");
+  EXPECT_EQ(obj_.dbGetLastError().Number, 0);
+}
+
+TEST_P(ComponentOnServerTest, JetOnlyStatementsFailByTheirGuardKinds) {
+  // "DELETE *", "TOP 1" and [brackets] are not PostgreSQL: each method
+  // fails the way its guard kind says, and nothing changes.
+  EXPECT_FALSE(obj_.dbDeleteItem("staff", "id=9"));
+  EXPECT_EQ(Last(), "DELETE * FROM staff WHERE id=9");
+  EXPECT_EQ(Rows("id=9"), 1);
+  const Variant cn{rt::ObjectRef(own_)};
+  EXPECT_FALSE(obj_.dbTableExists("staff", cn));
+  EXPECT_EQ(Last(), "SELECT TOP 1 * FROM [staff]");
+  EXPECT_EQ(obj_.dbGetLastError().Number, 0);  // only refusals are recorded
+  EXPECT_NE(RaisedNumber([&] { obj_.dbRecordCounts("staff", cn); }), 0);
+  EXPECT_EQ(Last(), "SELECT COUNT(*) as Counts FROM [staff]");
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, ComponentOnServerTest, ::testing::Values(Store::Postgres),
+                         [](const ::testing::TestParamInfo<Store>& p) {
+                           return StoreName(p.param);
+                         });
+
+// On SQL Server every statement of these methods is valid.
+using ComponentOnSqlServerTest = ComponentOnServerTest;
+
+TEST_P(ComponentOnSqlServerTest, EveryMethodRuns) {
+  const Variant cn{rt::ObjectRef(own_)};
+  EXPECT_TRUE(obj_.dbIsSQLConnect(cn));
+  EXPECT_TRUE(obj_.dbTableExists("staff", cn));
+  EXPECT_TRUE(obj_.dbFieldExists("staff", "note", cn));
+  EXPECT_FALSE(obj_.dbFieldExists("staff", "age", cn));
+  EXPECT_EQ(obj_.dbRecordCounts("staff", cn, "id>5"), 2);
+  EXPECT_EQ(obj_.dbGetMaxID("staff", "code", Variant::Missing(), true, 6, true), "000101");
+  EXPECT_TRUE(obj_.dbDeleteItem("staff", "id=9"));
+  EXPECT_EQ(Last(), obj_.dbCSql("DELETE * FROM staff WHERE id=9"));
+  EXPECT_EQ(Rows("id=9"), 0);
+  EXPECT_FALSE(obj_.dbQueryExists("no_such_view", Variant::Missing(), true));
+  EXPECT_FALSE(obj_.dbIndexExists("staff", "", true));
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, ComponentOnSqlServerTest, ::testing::Values(Store::SqlServer),
+                         [](const ::testing::TestParamInfo<Store>& p) {
+                           return StoreName(p.param);
+                         });
+
+// A connection whose string names a driver "SQL Server ..." counts as SQL
+// Server, so the library translates what it runs there; the stand-in driver
+// runs the translated text on a SQLite file.
+TEST(SqlServerStatements, AreTranslatedAndRun) {
+  const auto dir =
+      std::filesystem::temp_directory_path() / ("zmdb_standin_" + std::to_string(::getpid()));
+  std::filesystem::create_directories(dir);
+  const std::string text =
+      "DRIVER=SQL Server SQLite stand-in;Database=" + (dir / "t.db").string() + ";";
+  {
+    auto host = std::make_shared<rt::HeadlessHost>();
+    rt::ScopedHost scope(host);
+    clsZMDBFunc obj;
+    ASSERT_TRUE(obj.dbSetConnect(text, false)) << obj.dbGetLastError().Description;
+    auto cn = std::dynamic_pointer_cast<Connection>(obj.dbGetConnect(false));
+    cn->EnableStatementLog(true);
+    const Variant conn{rt::ObjectRef(cn)};
+    EXPECT_TRUE(obj.dbIsSQLConnect(conn));
+    cn->Execute("CREATE TABLE STAFF (ID INT, NAME VARCHAR(20))");
+    cn->Execute("INSERT INTO STAFF VALUES (1, 'Li')");
+    cn->Execute("INSERT INTO STAFF VALUES (2, 'Wang')");
+
+    EXPECT_TRUE(obj.dbDeleteItem("Staff", "ID=2"));
+    EXPECT_EQ(cn->statementLog().back(),
+              connect::AdaptDialect("DELETE * FROM Staff WHERE ID=2", conn));
+    EXPECT_NE(cn->statementLog().back(), "DELETE * FROM Staff WHERE ID=2");
+    EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT COUNT(*) FROM STAFF")), 1);
+
+    // dbGetMaxID translates only when asked to, whatever the connection.
+    EXPECT_EQ(obj.dbGetMaxID("Staff"), "1");
+    EXPECT_EQ(cn->statementLog().back(), "SELECT MAX(ID) AS MaxID FROM Staff");
+    obj.dbGetMaxID("Staff", "ID", Variant::Missing(), false, 8, true);
+    EXPECT_EQ(cn->statementLog().back(), obj.dbCSql("SELECT MAX(ID) AS MaxID FROM Staff"));
+    EXPECT_TRUE(obj.dbCloseConnect(false));
+  }
+  std::filesystem::remove_all(dir);
+}
+
+}  // namespace
+}  // namespace zmdb::dal::testing
