@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "zmdb/connect/connstr.h"
+#include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/error.h"
 
 namespace zmdb::dal {
@@ -18,16 +19,10 @@ std::string Trim(std::string_view s) {
   return std::string(s.substr(b, e - b + 1));
 }
 
-// `s` in ASCII upper case.
-std::string Upper(std::string_view s) {
-  std::string out(s);
-  for (char& c : out) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return out;
-}
-
 // Whether `text` begins with `prefix`, without regard to case.
 bool StartsWithNoCase(std::string_view text, std::string_view prefix) {
-  return text.size() >= prefix.size() && Upper(text.substr(0, prefix.size())) == Upper(prefix);
+  return text.size() >= prefix.size() &&
+         rt::AsciiUpper(text.substr(0, prefix.size())) == rt::AsciiUpper(prefix);
 }
 
 // The value of the first of `keys` present, or "".
@@ -65,7 +60,7 @@ enum class ProviderKind { File, Odbc, SqlServer, Unknown };
 
 // The kind of a provider name, without regard to case and version suffix.
 ProviderKind KindOfProvider(std::string_view provider) {
-  const std::string p = Upper(Trim(provider));
+  const std::string p = rt::AsciiUpper(Trim(provider));
   if (p.starts_with("MICROSOFT.JET.OLEDB") || p.starts_with("MICROSOFT.ACE.OLEDB")) {
     return ProviderKind::File;
   }
@@ -186,13 +181,13 @@ std::vector<std::pair<std::string, std::string>> ParseConnectionPairs(std::strin
 std::map<std::string, std::string> ParseConnectionString(std::string_view text) {
   std::map<std::string, std::string> out;
   for (auto& [key, value] : ParseConnectionPairs(text)) {
-    out.emplace(Upper(key), std::move(value));  // the first of a repeated key wins
+    out.emplace(rt::AsciiUpper(key), std::move(value));  // the first of a repeated key wins
   }
   return out;
 }
 
 DriverFamily FamilyOfDriver(std::string_view driverName) {
-  const std::string d = Upper(Unbraced(driverName));
+  const std::string d = rt::AsciiUpper(Unbraced(driverName));
   // A path to the driver library counts by its file name.
   const std::string file =
       d.substr(d.find_last_of('/') == std::string::npos ? 0 : d.find_last_of('/') + 1);
@@ -212,13 +207,13 @@ std::string OdbcConnectionString(const Route& route, std::string_view dsnDriver)
   std::vector<std::pair<std::string, std::string>> translated;
   std::map<std::string, std::string> seen;  // upper-cased ODBC keys written
   auto put = [&](const std::string& key, std::string value) {
-    const std::string k = Upper(key);
+    const std::string k = rt::AsciiUpper(key);
     if (seen.count(k)) return;  // the first of a repeated key wins
     seen.emplace(k, value);
     translated.emplace_back(key, std::move(value));
   };
   for (const auto& [key, value] : ParseConnectionPairs(route.rest)) {
-    const std::string upper = Upper(key);
+    const std::string upper = rt::AsciiUpper(key);
     std::string odbc = OdbcKey(upper, provider);
     if (odbc.empty()) continue;
     if (odbc == "\x01") {
@@ -227,7 +222,7 @@ std::string OdbcConnectionString(const Route& route, std::string_view dsnDriver)
       // The driver manager does not trim names: " SQL Server" is no driver.
       put(odbc, Unbraced(value));
     } else if (odbc == "Trusted_Connection") {
-      const std::string v = Upper(Trim(value));
+      const std::string v = rt::AsciiUpper(Trim(value));
       if (v == "SSPI" || v == "TRUE" || v == "YES") put(odbc, "Yes");
     } else {
       put(odbc, Unwrap(value));
@@ -243,7 +238,7 @@ std::string OdbcConnectionString(const Route& route, std::string_view dsnDriver)
   if (family == DriverFamily::FreeTds && seen.count("SERVER")) {
     // "host,port" is the SQL Server way of naming a port; FreeTDS takes Port=.
     auto it = std::find_if(translated.begin(), translated.end(),
-                           [](const auto& p) { return Upper(p.first) == "SERVER"; });
+                           [](const auto& p) { return rt::AsciiUpper(p.first) == "SERVER"; });
     const std::string server = Trim(it->second);
     const auto comma = server.find(',');
     if (comma != std::string::npos && !seen.count("PORT")) {
@@ -256,16 +251,16 @@ std::string OdbcConnectionString(const Route& route, std::string_view dsnDriver)
     if (server.find('\\') != std::string::npos) seen.emplace("PORT", "");
   }
   for (auto& [key, value] : FamilyDefaults(family)) {
-    if (Upper(key) == "PORT" && !seen.count("SERVER")) continue;
+    if (rt::AsciiUpper(key) == "PORT" && !seen.count("SERVER")) continue;
     put(key, value);
   }
   // DRIVER or DSN first, as the driver manager reads them.
   std::stable_partition(translated.begin(), translated.end(), [](const auto& p) {
-    return Upper(p.first) == "DRIVER" || Upper(p.first) == "DSN";
+    return rt::AsciiUpper(p.first) == "DRIVER" || rt::AsciiUpper(p.first) == "DSN";
   });
   std::string out;
   for (const auto& [key, value] : translated) {
-    out += Upper(key) == "DRIVER" ? "DRIVER={" + value + "};" : Pair(key, value);
+    out += rt::AsciiUpper(key) == "DRIVER" ? "DRIVER={" + value + "};" : Pair(key, value);
   }
   return out;
 }
@@ -273,7 +268,7 @@ std::string OdbcConnectionString(const Route& route, std::string_view dsnDriver)
 std::string RedactPasswords(std::string_view text) {
   std::string out;
   for (const auto& [key, value] : ParseConnectionPairs(text)) {
-    const std::string k = Upper(key);
+    const std::string k = rt::AsciiUpper(key);
     const bool secret = k == "PWD" || k == "PASSWORD" || k.ends_with("DATABASE PASSWORD");
     out += key + "=" + (secret ? std::string("***") : value) + ";";
   }

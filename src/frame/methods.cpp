@@ -359,12 +359,6 @@ std::vector<MethodSpec> BuildTable() {
   return t;
 }
 
-std::string Lower(std::string_view s) {
-  std::string out(s);
-  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return out;
-}
-
 }  // namespace
 
 const std::vector<MethodSpec>& Methods() {
@@ -375,10 +369,10 @@ const std::vector<MethodSpec>& Methods() {
 const MethodSpec* FindMethod(std::string_view name) {
   static const std::unordered_map<std::string, const MethodSpec*> index = [] {
     std::unordered_map<std::string, const MethodSpec*> m;
-    for (const MethodSpec& spec : Methods()) m.emplace(Lower(spec.name), &spec);
+    for (const MethodSpec& spec : Methods()) m.emplace(rt::AsciiLower(spec.name), &spec);
     return m;
   }();
-  const auto it = index.find(Lower(name));
+  const auto it = index.find(rt::AsciiLower(name));
   return it == index.end() ? nullptr : it->second;
 }
 

@@ -14,6 +14,22 @@
 
 namespace zmdb::rt {
 
+std::string AsciiUpper(std::string_view s) {
+  std::string out(s);
+  for (char& ch : out) {
+    if (ch >= 'a' && ch <= 'z') ch = static_cast<char>(ch - 'a' + 'A');
+  }
+  return out;
+}
+
+std::string AsciiLower(std::string_view s) {
+  std::string out(s);
+  for (char& ch : out) {
+    if (ch >= 'A' && ch <= 'Z') ch = static_cast<char>(ch - 'A' + 'a');
+  }
+  return out;
+}
+
 namespace {
 
 // ------------------------------------------------------------ text helpers

@@ -22,6 +22,7 @@
 #include <string_view>
 #include <vector>
 
+#include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/error.h"
 
 namespace zmdb::sqlconv {
@@ -111,16 +112,6 @@ std::string ReplaceAll(std::string_view s, std::string_view find, std::string_vi
     done = hit + find.size();
   }
   return out.append(s.substr(done));
-}
-
-// UCase for the statement: ASCII letters only, so multi-byte UTF-8 sequences
-// keep their bytes and every position stays a byte position.
-std::string UpperCase(std::string_view s) {
-  std::string out(s);
-  for (char& ch : out) {
-    if (ch >= 'a' && ch <= 'z') ch = static_cast<char>(ch - 'a' + 'A');
-  }
-  return out;
 }
 
 // The date and time formats that FORMAT( turns into CONVERT styles, matched
@@ -567,7 +558,7 @@ std::string WildcardReplace(std::string_view text, std::string_view pattern,
 // Applies the rewrites in their fixed order; the FORMAT/IIF pass comes last.
 std::string TranslateJetToSql(std::string_view statement) {
   // Normalise. String literals are upper-cased too.
-  std::string s = UpperCase(statement);
+  std::string s = rt::AsciiUpper(statement);
   s = ReplaceAll(s, "#", "'");
   s = ReplaceAll(s, ";", "");
   s = ReplaceAll(s, "&", "+");

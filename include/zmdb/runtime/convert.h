@@ -19,6 +19,12 @@
 
 namespace zmdb::rt {
 
+// `s` with the ASCII letters in upper (lower) case and every other byte as it
+// is, whatever the process locale: UTF-8 sequences keep their bytes, so every
+// position in the text stays the same byte position.
+std::string AsciiUpper(std::string_view s);
+std::string AsciiLower(std::string_view s);
+
 // CStr: Null raises error 94; Empty is ""; an object gives its default value's
 // text; an array or record raises error 13.
 std::string CStr(const Variant& v);

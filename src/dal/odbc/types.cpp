@@ -7,6 +7,7 @@
 #include <cctype>
 #include <limits>
 
+#include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/error.h"
 
 namespace zmdb::dal::odbc {
@@ -18,13 +19,6 @@ constexpr std::int16_t kSsVariant = -150, kSsXml = -152, kSsTime2 = -154, kSsTim
 
 constexpr std::int32_t kLongText = 2147483647;      // text, varchar(max), image
 constexpr std::int32_t kLongWideText = 1073741823;  // ntext, nvarchar(max)
-
-// `s` in ASCII lower case.
-std::string Lower(std::string_view s) {
-  std::string out(s);
-  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return out;
-}
 
 // A declared size as an ADO DefinedSize.
 std::int32_t Size(std::uint64_t size) {
@@ -46,7 +40,7 @@ bool IsText(std::int16_t t) {
 // money is a decimal to ODBC, and older protocol versions deliver the newer
 // date types as text.
 bool ByTypeName(const ColumnDescription& c, AdoColumnType& out) {
-  const std::string name = Lower(c.typeName);
+  const std::string name = rt::AsciiLower(c.typeName);
   if ((name == "money" || name == "smallmoney") && IsNumeric(c.sqlType)) {
     out = {6, name == "money" ? 8 : 4, 19, 4, false};
     return true;

@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "zmdb/runtime/convert.h"
+
 namespace zmdb::dal::sqlite {
 namespace {
 
@@ -120,13 +122,6 @@ constexpr std::array kJetNames{
     JetName{"DEC", Family::Decimal},
 };
 
-// `s` in upper case (ASCII letters only).
-std::string Upper(std::string_view s) {
-  std::string out(s);
-  for (char& ch : out) ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
-  return out;
-}
-
 // `s` without leading and trailing blanks of any kind.
 std::string_view Strip(std::string_view s) {
   while (!s.empty() && std::isspace(static_cast<unsigned char>(s.front()))) s.remove_prefix(1);
@@ -157,7 +152,8 @@ Declared SplitDeclared(std::string_view declared) {
   const std::size_t open = declared.find('(');
   std::string_view name = declared.substr(0, open);
   // A bare name may still carry a trailing constraint ("LONGTEXT COLLATE NOCASE").
-  if (const std::size_t collate = Upper(name).find(" COLLATE "); collate != std::string::npos) {
+  if (const std::size_t collate = rt::AsciiUpper(name).find(" COLLATE ");
+      collate != std::string::npos) {
     name = name.substr(0, collate);
   }
   for (char ch : Strip(name)) {
@@ -207,7 +203,7 @@ ColumnType ByAffinity(const Declared& d) {
 std::optional<std::string> DeclaredTypeForJet(std::string_view jetType,
                                               std::optional<std::int32_t> size,
                                               std::optional<std::int32_t> scale) {
-  const std::string name = Upper(Strip(jetType));
+  const std::string name = rt::AsciiUpper(Strip(jetType));
   const JetName* found = nullptr;
   for (const JetName& j : kJetNames) {
     if (j.name == name) found = &j;

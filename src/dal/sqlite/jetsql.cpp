@@ -73,13 +73,6 @@ bool IsDigit(char c) {
   return std::isdigit(static_cast<unsigned char>(c)) != 0;
 }
 
-// `s` in upper case (ASCII letters only).
-std::string Upper(std::string_view s) {
-  std::string out(s);
-  for (char& ch : out) ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
-  return out;
-}
-
 // True when `text` equals `upper` (given in upper case) in any case.
 bool EqualsUpper(std::string_view text, std::string_view upper) {
   if (text.size() != upper.size()) return false;
@@ -123,26 +116,6 @@ Node MakeGroup(Nodes kids, std::string lead = " ") {
   Node g = Make(Kind::Group, {}, std::move(lead));
   g.kids = std::move(kids);
   return g;
-}
-
-// `text` as an SQL text literal.
-std::string Literal(std::string_view text) {
-  std::string out = "'";
-  for (char ch : text) {
-    if (ch == '\'') out += '\'';
-    out += ch;
-  }
-  return out + "'";
-}
-
-// `name` as a double-quoted SQLite identifier.
-std::string Quoted(std::string_view name) {
-  std::string out = "\"";
-  for (char ch : name) {
-    if (ch == '"') out += '"';
-    out += ch;
-  }
-  return out + "\"";
 }
 
 // The name a Word or a [Name] token stands for, without brackets.
@@ -236,7 +209,7 @@ Nodes Tokenize(std::string_view s) {
       i = Closing(s, i + 1, "*/", "comment") + 2;
       lead += ' ';
     } else if (c == '\'' || c == '"') {
-      push(Kind::String, Literal(QuotedBody(s, i, c)));
+      push(Kind::String, SqlLiteral(QuotedBody(s, i, c)));
     } else if (c == '[' || c == '`') {
       const std::size_t end = Closing(s, i, c == '[' ? "]" : "`", "name");
       push(Kind::Name, std::string(s.substr(i, end - i + 1)));
@@ -478,7 +451,7 @@ void WordFixes(Nodes& v) {
     if (n.kind != Kind::Word) continue;
     if (i > 0 && (IsOp(v[i - 1], ".") || IsOp(v[i - 1], "!"))) continue;  // a member name
     const bool call = i + 1 < v.size() && v[i + 1].kind == Kind::Group;
-    const std::string u = Upper(n.text);
+    const std::string u = rt::AsciiUpper(n.text);
     if ((u == "TRUE" || u == "FALSE") && !call) {
       n.kind = Kind::Number;
       n.text = u == "TRUE" ? "-1" : "0";
@@ -493,8 +466,8 @@ void WordFixes(Nodes& v) {
     }
     // LEFT, RIGHT and ISNULL are keywords to SQLite; as Jet functions their
     // names are quoted so that SQLite reads a call.
-    const std::string fn = Upper(n.text);
-    if (call && (fn == "LEFT" || fn == "RIGHT" || fn == "ISNULL")) n.text = Quoted(n.text);
+    const std::string fn = rt::AsciiUpper(n.text);
+    if (call && (fn == "LEFT" || fn == "RIGHT" || fn == "ISNULL")) n.text = SqlIdentifier(n.text);
   }
 }
 
@@ -654,14 +627,14 @@ constexpr std::string_view kNullInIndex = "Index or primary key cannot contain a
 // the highest (or before the lowest, for a negative step) one in the table.
 std::string CounterTrigger(std::string_view table, std::string_view column, std::int64_t seed,
                            std::int64_t step) {
-  const std::string t = Quoted(table);
-  const std::string c = Quoted(column);
+  const std::string t = SqlIdentifier(table);
+  const std::string c = SqlIdentifier(column);
   const std::string next = step > 0 ? fmt::format("IFNULL(MAX({}) + {}, {})", c, step, seed)
                                     : fmt::format("IFNULL(MIN({}) - {}, {})", c, -step, seed);
   return fmt::format(
       "CREATE TRIGGER {} AFTER INSERT ON {} FOR EACH ROW WHEN NEW.{} IS NULL BEGIN UPDATE {} "
       "SET {} = (SELECT {} FROM {}) WHERE rowid = NEW.rowid; END",
-      Quoted(fmt::format("{}__counter_{}", table, column)), t, c, t, c, next, t);
+      SqlIdentifier(fmt::format("{}__counter_{}", table, column)), t, c, t, c, next, t);
 }
 
 // The two triggers that refuse a Null in any of `columns` of `table`, on
@@ -671,22 +644,25 @@ std::vector<std::string> NotNullTriggers(std::string_view index, std::string_vie
   std::string when;
   std::string list;
   for (const std::string& c : columns) {
-    when += fmt::format("{}NEW.{} IS NULL", when.empty() ? "" : " OR ", Quoted(c));
-    list += fmt::format("{}{}", list.empty() ? "" : ", ", Quoted(c));
+    when += fmt::format("{}NEW.{} IS NULL", when.empty() ? "" : " OR ", SqlIdentifier(c));
+    list += fmt::format("{}{}", list.empty() ? "" : ", ", SqlIdentifier(c));
   }
-  const std::string body = fmt::format("BEGIN SELECT RAISE(ABORT, {}); END", Literal(kNullInIndex));
-  return {
-      fmt::format("CREATE TRIGGER {} BEFORE INSERT ON {} FOR EACH ROW WHEN {} {}",
-                  Quoted(fmt::format("{}__notnull_ins", index)), Quoted(table), when, body),
-      fmt::format("CREATE TRIGGER {} BEFORE UPDATE OF {} ON {} FOR EACH ROW WHEN {} {}",
-                  Quoted(fmt::format("{}__notnull_upd", index)), list, Quoted(table), when, body)};
+  const std::string body =
+      fmt::format("BEGIN SELECT RAISE(ABORT, {}); END", SqlLiteral(kNullInIndex));
+  return {fmt::format("CREATE TRIGGER {} BEFORE INSERT ON {} FOR EACH ROW WHEN {} {}",
+                      SqlIdentifier(fmt::format("{}__notnull_ins", index)), SqlIdentifier(table),
+                      when, body),
+          fmt::format("CREATE TRIGGER {} BEFORE UPDATE OF {} ON {} FOR EACH ROW WHEN {} {}",
+                      SqlIdentifier(fmt::format("{}__notnull_upd", index)), list,
+                      SqlIdentifier(table), when, body)};
 }
 
 // The statements that drop index `index` and its not-null triggers.
 std::vector<std::string> DropIndex(const Node& index) {
   const std::string bare = BareName(index);
-  return {"DROP INDEX " + index.text, "DROP TRIGGER IF EXISTS " + Quoted(bare + "__notnull_ins"),
-          "DROP TRIGGER IF EXISTS " + Quoted(bare + "__notnull_upd")};
+  return {"DROP INDEX " + index.text,
+          "DROP TRIGGER IF EXISTS " + SqlIdentifier(bare + "__notnull_ins"),
+          "DROP TRIGGER IF EXISTS " + SqlIdentifier(bare + "__notnull_upd")};
 }
 
 // One column definition of CREATE TABLE or ALTER TABLE ADD.
@@ -728,7 +704,7 @@ Column ParseColumn(Nodes item) {
   if (item.size() < 2 || item[1].kind != Kind::Word) {
     Fail(fmt::format("field {} has no type", c.name.text));
   }
-  const std::string type = Upper(item[1].text);
+  const std::string type = rt::AsciiUpper(item[1].text);
   std::size_t i = 2;
   std::vector<std::int64_t> args;
   if (i < item.size() && item[i].kind == Kind::Group) args = TypeArguments(item[i++]);
@@ -816,7 +792,7 @@ std::vector<std::string> KeyColumns(const Node& group) {
 
 // True when two object names are the same to Jet (names ignore case).
 bool SameName(std::string_view a, std::string_view b) {
-  return Upper(a) == Upper(b);
+  return rt::AsciiUpper(a) == rt::AsciiUpper(b);
 }
 
 // CREATE TABLE t (column, ..., constraint, ...) with Jet types. An AutoNumber
@@ -877,7 +853,7 @@ std::vector<std::string> CreateTable(Nodes& v) {
       }
       if (c.seed != 1) {
         extra.push_back(fmt::format("INSERT INTO sqlite_sequence (name, seq) VALUES ({}, {})",
-                                    Literal(table), c.seed - 1));
+                                    SqlLiteral(table), c.seed - 1));
       }
     } else {
       DropNotNull(c.rest);
@@ -936,7 +912,8 @@ std::vector<std::string> CreateIndex(Nodes& v) {
   if (ignoreNull) {
     std::string where;
     for (const std::string& k : keys) {
-      where += fmt::format("{}{} IS NOT NULL", where.empty() ? " WHERE " : " AND ", Quoted(k));
+      where +=
+          fmt::format("{}{} IS NOT NULL", where.empty() ? " WHERE " : " AND ", SqlIdentifier(k));
     }
     sql += where;
   }
@@ -956,7 +933,7 @@ std::vector<std::string> AlterTable(Nodes& v) {
   }
   const Node tableNode = v[2];
   const std::string table = BareName(tableNode);
-  const std::string action = Upper(v[3].kind == Kind::Word ? v[3].text : std::string());
+  const std::string action = rt::AsciiUpper(v[3].kind == Kind::Word ? v[3].text : std::string());
   Nodes rest = Cut(v, 4, v.size());
   std::vector<std::string> out;
   if (action == "ADD" && IsWord(rest[0], "CONSTRAINT")) {
@@ -993,11 +970,11 @@ std::vector<std::string> AlterTable(Nodes& v) {
       out.push_back(fmt::format("ALTER TABLE {} ADD COLUMN {}", tableNode.text, RenderColumn(c)));
       if (c.counter) {
         // Number the rows already there, in the order they were stored.
-        const std::string t = Quoted(table);
+        const std::string t = SqlIdentifier(table);
         out.push_back(fmt::format(
             "UPDATE {0} SET {1} = {2} + {3} * (SELECT COUNT(*) FROM {0} AS \"z\" WHERE \"z\".rowid "
             "< {0}.rowid)",
-            t, Quoted(BareName(c.name)), c.seed, c.step));
+            t, SqlIdentifier(BareName(c.name)), c.seed, c.step));
         out.push_back(CounterTrigger(table, BareName(c.name), c.seed, c.step));
       }
     }
@@ -1012,7 +989,7 @@ std::vector<std::string> AlterTable(Nodes& v) {
     if (rest.size() != 1 || !IsNameNode(rest[0])) Fail("syntax error in ALTER TABLE DROP");
     const std::string column = BareName(rest[0]);
     // A column used by a trigger cannot be dropped, so its numbering trigger goes first.
-    return {"DROP TRIGGER IF EXISTS " + Quoted(fmt::format("{}__counter_{}", table, column)),
+    return {"DROP TRIGGER IF EXISTS " + SqlIdentifier(fmt::format("{}__counter_{}", table, column)),
             fmt::format("ALTER TABLE {} DROP COLUMN {}", tableNode.text, rest[0].text)};
   }
   if (action == "ALTER") Fail("ALTER COLUMN is not supported; the table must be rebuilt");
@@ -1137,6 +1114,24 @@ std::vector<std::string> SplitStatements(std::string_view text) {
   }
   flush(text.size());
   return out;
+}
+
+std::string SqlIdentifier(std::string_view name) {
+  std::string out = "\"";
+  for (char ch : name) {
+    if (ch == '"') out += '"';
+    out += ch;
+  }
+  return out + "\"";
+}
+
+std::string SqlLiteral(std::string_view text) {
+  std::string out = "'";
+  for (char ch : text) {
+    if (ch == '\'') out += '\'';
+    out += ch;
+  }
+  return out + "'";
 }
 
 }  // namespace zmdb::dal::sqlite

@@ -22,26 +22,6 @@ namespace {
 
 constexpr std::int32_t kDefaultTextSize = 255;
 
-// `name` as a double-quoted SQLite identifier.
-std::string Q(std::string_view name) {
-  std::string out = "\"";
-  for (char c : name) {
-    if (c == '"') out += '"';
-    out += c;
-  }
-  return out + "\"";
-}
-
-// `text` as an SQL text literal.
-std::string Lit(std::string_view text) {
-  std::string out = "'";
-  for (char c : text) {
-    if (c == '\'') out += '\'';
-    out += c;
-  }
-  return out + "'";
-}
-
 // `s` without leading and trailing blanks.
 std::string_view Trim(std::string_view s) {
   while (!s.empty() && std::isspace(static_cast<unsigned char>(s.front()))) s.remove_prefix(1);
@@ -120,14 +100,14 @@ std::string ColumnSql(const TableShape& s, std::size_t i) {
   if (!rowidKey && declared == "INTEGER" && pk && pk->fields.size() == 1 && InPrimaryKey(s, f)) {
     declared = "INT";
   }
-  std::string out = Q(f.name) + " " + declared;
+  std::string out = SqlIdentifier(f.name) + " " + declared;
   const bool notNull =
       (i < s.notNull.size() && s.notNull[i]) || (InPrimaryKey(s, f) && !IsCounter(f));
   if (notNull && !IsCounter(f)) out += " NOT NULL";
   const std::string def = DefaultSql(f.defaultValue);
   if (!def.empty()) out += " DEFAULT " + def;
   if (declared.starts_with("VARCHAR(")) {
-    out += fmt::format(" CHECK (length({}) <= {})", Q(f.name),
+    out += fmt::format(" CHECK (length({}) <= {})", SqlIdentifier(f.name),
                        declared.substr(8, declared.find(')') - 8));
   }
   return out;
@@ -138,7 +118,7 @@ std::string KeyList(const IndexDef& index) {
   std::string out;
   for (const auto& k : index.fields) {
     if (!out.empty()) out += ", ";
-    out += Q(k.name);
+    out += SqlIdentifier(k.name);
     if (k.descending) out += " DESC";
   }
   return out;
@@ -155,7 +135,7 @@ std::string Actions(std::int32_t attributes) {
 // A column list of quoted names.
 std::string NameList(const std::vector<std::string>& names) {
   std::string out;
-  for (const auto& n : names) out += (out.empty() ? "" : ", ") + Q(n);
+  for (const auto& n : names) out += (out.empty() ? "" : ", ") + SqlIdentifier(n);
   return out;
 }
 
@@ -169,20 +149,22 @@ std::vector<std::string> RuleTriggers(const TableShape& s) {
     if (f.required && !ddlNotNull && !IsCounter(f)) {
       // A row stored before the field became required keeps its Null until
       // the field is given a value; it cannot be set back to Null.
-      const std::string message =
-          Lit(fmt::format("The field '{}.{}' cannot contain a Null value because the Required "
-                          "property for this field is set to True. Enter a value in this field.",
-                          s.def.name, f.name));
-      checks += fmt::format(" SELECT RAISE(ABORT, {}) WHERE NEW.{} IS NULL;", message, Q(f.name));
+      const std::string message = SqlLiteral(
+          fmt::format("The field '{}.{}' cannot contain a Null value because the Required "
+                      "property for this field is set to True. Enter a value in this field.",
+                      s.def.name, f.name));
+      checks += fmt::format(" SELECT RAISE(ABORT, {}) WHERE NEW.{} IS NULL;", message,
+                            SqlIdentifier(f.name));
       updateChecks +=
           fmt::format(" SELECT RAISE(ABORT, {0}) WHERE NEW.{1} IS NULL AND OLD.{1} IS NOT NULL;",
-                      message, Q(f.name));
+                      message, SqlIdentifier(f.name));
     }
     if (!f.allowZeroLength && IsTextType(f.type)) {
-      const std::string rule = fmt::format(
-          " SELECT RAISE(ABORT, {}) WHERE NEW.{} = '';",
-          Lit(fmt::format("Field '{}.{}' cannot be a zero-length string.", s.def.name, f.name)),
-          Q(f.name));
+      const std::string rule =
+          fmt::format(" SELECT RAISE(ABORT, {}) WHERE NEW.{} = '';",
+                      SqlLiteral(fmt::format("Field '{}.{}' cannot be a zero-length string.",
+                                             s.def.name, f.name)),
+                      SqlIdentifier(f.name));
       checks += rule;
       updateChecks += rule;
     }
@@ -190,9 +172,9 @@ std::vector<std::string> RuleTriggers(const TableShape& s) {
   if (checks.empty()) return {};
   const std::string t = s.def.name;
   return {fmt::format("CREATE TRIGGER {} BEFORE INSERT ON {} FOR EACH ROW BEGIN{} END",
-                      Q(t + "__rules_ins"), Q(t), checks),
+                      SqlIdentifier(t + "__rules_ins"), SqlIdentifier(t), checks),
           fmt::format("CREATE TRIGGER {} BEFORE UPDATE ON {} FOR EACH ROW BEGIN{} END",
-                      Q(t + "__rules_upd"), Q(t), updateChecks)};
+                      SqlIdentifier(t + "__rules_upd"), SqlIdentifier(t), updateChecks)};
 }
 
 // True when `text` ends with `suffix`, ignoring case.
@@ -274,13 +256,15 @@ std::string CreateTableSql(const TableShape& s, std::string_view name) {
   std::vector<std::string> items;
   for (std::size_t i = 0; i < s.def.fields.size(); ++i) items.push_back(ColumnSql(s, i));
   if (const IndexDef* pk = PrimaryIndex(s); pk && !RowidCounter(s)) {
-    items.push_back(fmt::format("CONSTRAINT {} PRIMARY KEY ({})", Q(pk->name), KeyList(*pk)));
+    items.push_back(
+        fmt::format("CONSTRAINT {} PRIMARY KEY ({})", SqlIdentifier(pk->name), KeyList(*pk)));
   }
   for (const ForeignKey& fk : s.foreignKeys) {
     items.push_back(fmt::format("FOREIGN KEY ({}) REFERENCES {} ({}){}", NameList(fk.columns),
-                                Q(fk.refTable), NameList(fk.refColumns), Actions(fk.attributes)));
+                                SqlIdentifier(fk.refTable), NameList(fk.refColumns),
+                                Actions(fk.attributes)));
   }
-  return fmt::format("CREATE TABLE {} ({})", Q(name), fmt::join(items, ", "));
+  return fmt::format("CREATE TABLE {} ({})", SqlIdentifier(name), fmt::join(items, ", "));
 }
 
 // CREATE INDEX for every index but the primary key, under its SQLite name.
@@ -290,11 +274,13 @@ std::vector<std::string> IndexSql(const TableShape& s) {
     const IndexDef& index = s.def.indexes[i];
     if (index.primary) continue;
     std::string sql = fmt::format("CREATE {}INDEX {} ON {} ({})", index.unique ? "UNIQUE " : "",
-                                  Q(s.indexSqlNames.at(i)), Q(s.def.name), KeyList(index));
+                                  SqlIdentifier(s.indexSqlNames.at(i)), SqlIdentifier(s.def.name),
+                                  KeyList(index));
     if (index.ignoreNulls) {
       std::string where;
       for (const auto& k : index.fields) {
-        where += fmt::format("{}{} IS NOT NULL", where.empty() ? " WHERE " : " AND ", Q(k.name));
+        where += fmt::format("{}{} IS NOT NULL", where.empty() ? " WHERE " : " AND ",
+                             SqlIdentifier(k.name));
       }
       sql += where;
     }
@@ -342,14 +328,15 @@ std::vector<std::string> RebuildSql(const TableShape& from, const TableShape& to
   if (!copy.empty()) {
     std::string into, select;
     for (const auto& [oldName, newName] : copy) {
-      into += (into.empty() ? "" : ", ") + Q(newName);
-      select += (select.empty() ? "" : ", ") + Q(oldName);
+      into += (into.empty() ? "" : ", ") + SqlIdentifier(newName);
+      select += (select.empty() ? "" : ", ") + SqlIdentifier(oldName);
     }
-    out.push_back(fmt::format("INSERT INTO {} ({}) SELECT {} FROM {}", Q(temp), into, select,
-                              Q(from.def.name)));
+    out.push_back(fmt::format("INSERT INTO {} ({}) SELECT {} FROM {}", SqlIdentifier(temp), into,
+                              select, SqlIdentifier(from.def.name)));
   }
-  out.push_back("DROP TABLE " + Q(from.def.name));
-  out.push_back(fmt::format("ALTER TABLE {} RENAME TO {}", Q(temp), Q(to.def.name)));
+  out.push_back("DROP TABLE " + SqlIdentifier(from.def.name));
+  out.push_back(
+      fmt::format("ALTER TABLE {} RENAME TO {}", SqlIdentifier(temp), SqlIdentifier(to.def.name)));
   for (std::string& s : IndexSql(to)) out.push_back(std::move(s));
   for (std::string& s : TriggerSql(to)) out.push_back(std::move(s));
   return out;

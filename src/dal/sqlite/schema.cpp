@@ -36,23 +36,6 @@ namespace {
 
 constexpr std::int32_t kDbBoolean = 1, kDbLong = 4, kDbText = 10, kDbMemo = 12;
 
-// `name` as a double-quoted SQLite identifier.
-std::string Q(std::string_view name) {
-  std::string out = "\"";
-  for (char c : name) {
-    if (c == '"') out += '"';
-    out += c;
-  }
-  return out + "\"";
-}
-
-// `s` in upper case (ASCII letters only).
-std::string Upper(std::string_view s) {
-  std::string out(s);
-  for (char& c : out) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return out;
-}
-
 // The name a table's SQL gives its primary key ("CONSTRAINT pk_T PRIMARY
 // KEY ..."), which Jet keeps as the key index's name; "" when unnamed.
 std::string PrimaryConstraintName(std::string_view tableSql) {
@@ -175,7 +158,7 @@ rt::Variant Own(const std::vector<SysRow>& rows, std::string_view item, std::str
 
 // The DATABASE= path of a link's connect string, or "".
 std::string LinkPath(std::string_view connect) {
-  const std::string upper = Upper(connect);
+  const std::string upper = rt::AsciiUpper(connect);
   const auto at = upper.find("DATABASE=");
   if (at == std::string::npos) return {};
   const auto end = connect.find(';', at);
@@ -234,8 +217,9 @@ class Store : public schema::SchemaStore {
         }
       }
     }
-    std::sort(out.begin(), out.end(),
-              [](const auto& a, const auto& b) { return Upper(a.name) < Upper(b.name); });
+    std::sort(out.begin(), out.end(), [](const auto& a, const auto& b) {
+      return rt::AsciiUpper(a.name) < rt::AsciiUpper(b.name);
+    });
     return out;
   }
 
@@ -271,14 +255,14 @@ class Store : public schema::SchemaStore {
   void DropTable(std::string_view name) override {
     if (auto link = ReadLink(name)) {
       Transaction([&] {
-        b_.ExecuteNative("DROP VIEW IF EXISTS temp." + Q(link->name), {});
+        b_.ExecuteNative("DROP VIEW IF EXISTS temp." + SqlIdentifier(link->name), {});
         props_.DeleteOwner(kTableRow, link->name);
       });
       return;
     }
     const std::string actual = RequireTable(name);
     Transaction([&] {
-      b_.ExecuteNative("DROP TABLE " + Q(actual), {});
+      b_.ExecuteNative("DROP TABLE " + SqlIdentifier(actual), {});
       props_.DeleteOwner(kTableRow, actual);
       for (const auto& rel : props_.Rows(kRelationRow)) {
         if (rel.name == "~Table" || rel.name == "~ForeignTable") {
@@ -295,7 +279,7 @@ class Store : public schema::SchemaStore {
     if (!rt::NameEquals(from, to)) RequireFreeName(to, false);
     if (auto link = ReadLink(from)) {
       Transaction([&] {
-        b_.ExecuteNative("DROP VIEW IF EXISTS temp." + Q(link->name), {});
+        b_.ExecuteNative("DROP VIEW IF EXISTS temp." + SqlIdentifier(link->name), {});
         props_.RenameOwner(kTableRow, link->name, to);
         props_.Stamp(to, false);
       });
@@ -306,7 +290,8 @@ class Store : public schema::SchemaStore {
     const std::string old = shape.def.name;
     Transaction([&] {
       DropManagedTriggers(old);
-      b_.ExecuteNative(fmt::format("ALTER TABLE {} RENAME TO {}", Q(old), Q(to)), {});
+      b_.ExecuteNative(
+          fmt::format("ALTER TABLE {} RENAME TO {}", SqlIdentifier(old), SqlIdentifier(to)), {});
       shape.def.name = std::string(to);
       for (const std::string& s : TriggerSql(WithoutOtherTriggers(shape))) b_.ExecuteNative(s, {});
       props_.RenameOwner(kTableRow, old, to);
@@ -349,14 +334,15 @@ class Store : public schema::SchemaStore {
             b_.Begin();
             // The rule triggers would check the numbering update of existing rows.
             DropManagedTriggers(shape.def.name);
-            b_.ExecuteNative(fmt::format("ALTER TABLE {} ADD COLUMN {}", Q(shape.def.name), column),
-                             {});
+            b_.ExecuteNative(
+                fmt::format("ALTER TABLE {} ADD COLUMN {}", SqlIdentifier(shape.def.name), column),
+                {});
             if (counter) {
               // Number the rows already there, in the order they were stored.
               b_.ExecuteNative(
                   fmt::format("UPDATE {0} SET {1} = 1 + (SELECT COUNT(*) FROM {0} AS z "
                               "WHERE z.rowid < {0}.rowid)",
-                              Q(shape.def.name), Q(field.name)),
+                              SqlIdentifier(shape.def.name), SqlIdentifier(field.name)),
                   {});
             }
             b_.Commit();
@@ -423,7 +409,8 @@ class Store : public schema::SchemaStore {
     Transaction([&] {
       DropManagedTriggers(shape.def.name);
       b_.ExecuteNative(
-          fmt::format("ALTER TABLE {} RENAME COLUMN {} TO {}", Q(shape.def.name), Q(old), Q(to)),
+          fmt::format("ALTER TABLE {} RENAME COLUMN {} TO {}", SqlIdentifier(shape.def.name),
+                      SqlIdentifier(old), SqlIdentifier(to)),
           {});
       auto after = RequireShape(shape.def.name);
       // The rule triggers were dropped above; the new shape's field keeps the
@@ -515,7 +502,7 @@ class Store : public schema::SchemaStore {
             }
             Rebuild(shape, to, CopyAll(shape));
           } else {
-            b_.ExecuteNative("DROP INDEX " + Q(sqlName), {});
+            b_.ExecuteNative("DROP INDEX " + SqlIdentifier(sqlName), {});
             SyncTriggers(to);
           }
           props_.DeleteItem(kIndexRow, shape.def.name, gone.name);
@@ -555,8 +542,9 @@ class Store : public schema::SchemaStore {
         }
       }
     }
-    std::sort(out.begin(), out.end(),
-              [](const auto& a, const auto& b) { return Upper(a.name) < Upper(b.name); });
+    std::sort(out.begin(), out.end(), [](const auto& a, const auto& b) {
+      return rt::AsciiUpper(a.name) < rt::AsciiUpper(b.name);
+    });
     return out;
   }
 
@@ -570,7 +558,7 @@ class Store : public schema::SchemaStore {
   void DropQuery(std::string_view name) override {
     const auto q = RequireQuery(name);
     Transaction([&] {
-      b_.ExecuteNative("DROP VIEW IF EXISTS main." + Q(q.name), {});
+      b_.ExecuteNative("DROP VIEW IF EXISTS main." + SqlIdentifier(q.name), {});
       props_.DeleteOwner(kQueryRow, q.name);
     });
   }
@@ -580,7 +568,7 @@ class Store : public schema::SchemaStore {
     const auto q = RequireQuery(from);
     if (!rt::NameEquals(from, to)) RequireFreeName(to, true);
     Transaction([&] {
-      b_.ExecuteNative("DROP VIEW IF EXISTS main." + Q(q.name), {});
+      b_.ExecuteNative("DROP VIEW IF EXISTS main." + SqlIdentifier(q.name), {});
       props_.RenameOwner(kQueryRow, q.name, to);
       WriteQuery(std::string(to), q.sql);
     });
@@ -590,7 +578,7 @@ class Store : public schema::SchemaStore {
   void ChangeQuerySql(std::string_view name, const std::string& sql) override {
     const auto q = RequireQuery(name);
     Transaction([&] {
-      b_.ExecuteNative("DROP VIEW IF EXISTS main." + Q(q.name), {});
+      b_.ExecuteNative("DROP VIEW IF EXISTS main." + SqlIdentifier(q.name), {});
       WriteQuery(q.name, sql);
     });
   }
@@ -600,7 +588,7 @@ class Store : public schema::SchemaStore {
   std::vector<schema::RelationDef> Relations() override {
     std::map<std::string, schema::RelationDef> byName;
     for (const SysRow& row : props_.Rows(kRelationRow)) {
-      auto& r = byName[Upper(row.owner)];
+      auto& r = byName[rt::AsciiUpper(row.owner)];
       r.name = row.owner;
       if (row.name == "~Table") r.table = rt::TextOf(row.value);
       if (row.name == "~ForeignTable") r.foreignTable = rt::TextOf(row.value);
@@ -720,17 +708,18 @@ class Store : public schema::SchemaStore {
   }
 
   std::int64_t RecordCount(std::string_view table) override {
-    Result r = b_.ExecuteNative("SELECT COUNT(*) FROM " + Q(table), {});
+    Result r = b_.ExecuteNative("SELECT COUNT(*) FROM " + SqlIdentifier(table), {});
     return r.cursor && r.cursor->Step() ? r.cursor->Integer(0) : 0;
   }
 
   // Sets up one link on this connection; a failure leaves a view that says why.
   void AttachOne(const std::string& name, const std::string& connect, const std::string& source) {
-    b_.ExecuteNative("DROP VIEW IF EXISTS temp." + Q(name), {});
+    b_.ExecuteNative("DROP VIEW IF EXISTS temp." + SqlIdentifier(name), {});
     const auto errorView = [&](const std::string& why) {
-      b_.ExecuteNative(fmt::format("CREATE TEMP VIEW {} AS SELECT {}({}) AS {}", Q(name),
-                                   kLinkErrorFunction, Lit(why), Q("Error")),
-                       {});
+      b_.ExecuteNative(
+          fmt::format("CREATE TEMP VIEW {} AS SELECT {}({}) AS {}", SqlIdentifier(name),
+                      kLinkErrorFunction, Lit(why), SqlIdentifier("Error")),
+          {});
     };
     if (IsOdbcConnect(connect)) {
       return errorView("Linked table '" + name +
@@ -742,9 +731,10 @@ class Store : public schema::SchemaStore {
       return errorView("Could not find file '" + path + "' of linked table '" + name + "'.");
     }
     const std::string alias = AliasFor(path);
-    b_.ExecuteNative(fmt::format("CREATE TEMP VIEW {} AS SELECT * FROM {}.{}", Q(name), Q(alias),
-                                 Q(source.empty() ? name : source)),
-                     {});
+    b_.ExecuteNative(
+        fmt::format("CREATE TEMP VIEW {} AS SELECT * FROM {}.{}", SqlIdentifier(name),
+                    SqlIdentifier(alias), SqlIdentifier(source.empty() ? name : source)),
+        {});
   }
 
  private:
@@ -791,7 +781,7 @@ class Store : public schema::SchemaStore {
     const auto tableRows = props_.Rows(kTableRow, &owner);
     const auto fieldRows = props_.Rows(kFieldRow, &owner);
     const auto indexRows = props_.Rows(kIndexRow, &owner);
-    const std::string sql = Upper(MasterSql("table", name));
+    const std::string sql = rt::AsciiUpper(MasterSql("table", name));
     ReadFields(s, sql, fieldRows);
     ReadIndexes(s, indexRows);
     ReadForeignKeys(s);
@@ -824,7 +814,7 @@ class Store : public schema::SchemaStore {
       f.name = Text(*r.cursor, 0);
       const std::string declared = Text(*r.cursor, 1);
       const ColumnType t = ColumnTypeForDeclared(declared);
-      f.type = Upper(declared) == "BIGINT" ? dao::dbBigInt : DaoTypeOfAdo(t.adoType);
+      f.type = rt::AsciiUpper(declared) == "BIGINT" ? dao::dbBigInt : DaoTypeOfAdo(t.adoType);
       f.size = DaoSize(f.type, t.definedSize);
       f.required = r.cursor->Integer(2) != 0;
       f.defaultValue = Text(*r.cursor, 3);
@@ -899,7 +889,7 @@ class Store : public schema::SchemaStore {
       if (sqlName.empty()) {
         primaryName = r.item;
       } else {
-        names[Upper(sqlName)] = r.item;
+        names[rt::AsciiUpper(sqlName)] = r.item;
       }
     }
     Result r = b_.ExecuteNative(
@@ -923,7 +913,7 @@ class Store : public schema::SchemaStore {
       while (cols.cursor && cols.cursor->Step()) {
         i.fields.push_back({Text(*cols.cursor, 0), cols.cursor->Integer(1) != 0});
       }
-      const auto named = names.find(Upper(sqlName));
+      const auto named = names.find(rt::AsciiUpper(sqlName));
       i.name = i.primary ? primaryName : named != names.end() ? named->second : sqlName;
       havePrimary = havePrimary || i.primary;
       s.def.indexes.push_back(std::move(i));
@@ -1231,7 +1221,7 @@ class Store : public schema::SchemaStore {
     std::vector<std::string> names;
     while (r.cursor && r.cursor->Step()) names.push_back(Text(*r.cursor, 0));
     for (const std::string& n : names) {
-      if (IsManagedTrigger(table, n)) b_.ExecuteNative("DROP TRIGGER " + Q(n), {});
+      if (IsManagedTrigger(table, n)) b_.ExecuteNative("DROP TRIGGER " + SqlIdentifier(n), {});
     }
   }
 
@@ -1349,7 +1339,7 @@ class Store : public schema::SchemaStore {
       }
     }
     const std::string alias = fmt::format("link{}", n);
-    b_.ExecuteNative("ATTACH DATABASE ? AS " + Q(alias), {rt::Variant(path)});
+    b_.ExecuteNative("ATTACH DATABASE ? AS " + SqlIdentifier(alias), {rt::Variant(path)});
     return alias;
   }
 
@@ -1373,7 +1363,8 @@ class Store : public schema::SchemaStore {
                       "Invalid SQL statement; expected 'DELETE', 'INSERT', 'PROCEDURE', "
                       "'SELECT', or 'UPDATE'.");
       }
-      b_.ExecuteNative(fmt::format("CREATE VIEW {} AS {}", Q(name), r.statements.front()), {});
+      b_.ExecuteNative(
+          fmt::format("CREATE VIEW {} AS {}", SqlIdentifier(name), r.statements.front()), {});
     }
     props_.Put(kQueryRow, name, "", "~SQL", kDbMemo, rt::Variant(sql));
   }
@@ -1388,7 +1379,7 @@ class Store : public schema::SchemaStore {
 
   // The SELECT of a CREATE VIEW text.
   static std::string ViewBody(const std::string& sql) {
-    const std::string upper = Upper(sql);
+    const std::string upper = rt::AsciiUpper(sql);
     const auto as = upper.find(" AS ");
     return as == std::string::npos ? sql : sql.substr(as + 4);
   }
@@ -1481,7 +1472,7 @@ std::vector<TableDates> RecordedDates(Backend& backend) {
   SysProps props(backend);
   std::map<std::string, TableDates> byName;
   for (const SysRow& r : props.Rows(kTableRow)) {
-    auto& d = byName[Upper(r.owner)];
+    auto& d = byName[rt::AsciiUpper(r.owner)];
     d.name = r.owner;
     if (r.name == "~DateCreated") d.created = r.value;
     if (r.name == "~LastUpdated") d.modified = r.value;

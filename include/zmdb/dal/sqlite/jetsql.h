@@ -32,6 +32,11 @@ std::string CounterTriggerSql(std::string_view table, std::string_view column, s
 std::vector<std::string> NotNullTriggerSql(std::string_view index, std::string_view table,
                                            const std::vector<std::string>& columns);
 
+// `name` as a double-quoted SQLite identifier, and `text` as an SQL text
+// literal (quotes inside doubled), for statements the layer writes itself.
+std::string SqlIdentifier(std::string_view name);
+std::string SqlLiteral(std::string_view text);
+
 // Split a text that may hold several statements separated by ";" (outside
 // literals, brackets and comments); empty statements are dropped.
 std::vector<std::string> SplitStatements(std::string_view text);
