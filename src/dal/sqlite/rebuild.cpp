@@ -294,7 +294,12 @@ std::vector<std::string> TriggerSql(const TableShape& s) {
   std::vector<std::string> out;
   const FieldDef* rowidKey = RowidCounter(s);
   for (const FieldDef& f : s.def.fields) {
-    if (IsCounter(f) && &f != rowidKey) out.push_back(CounterTriggerSql(s.def.name, f.name, 1, 1));
+    if (!IsCounter(f) || &f == rowidKey) continue;
+    std::int64_t seed = 1, step = 1;
+    for (const auto& n : s.numbering) {
+      if (rt::NameEquals(n.field, f.name)) seed = n.seed, step = n.step;
+    }
+    out.push_back(CounterTriggerSql(s.def.name, f.name, seed, step));
   }
   for (std::size_t i = 0; i < s.def.indexes.size(); ++i) {
     const IndexDef& index = s.def.indexes[i];
@@ -320,7 +325,8 @@ bool IsManagedTrigger(std::string_view table, std::string_view trigger) {
          EndsWithNoCase(trigger, "__notnull_ins") || EndsWithNoCase(trigger, "__notnull_upd");
 }
 
-// Create under a temporary name, copy, drop, rename, then indexes and triggers.
+// Create under a temporary name, copy, drop, rename, keep a rowid AutoNumber's
+// last number, then indexes and triggers.
 std::vector<std::string> RebuildSql(const TableShape& from, const TableShape& to,
                                     const std::vector<std::pair<std::string, std::string>>& copy) {
   const std::string temp = to.def.name + "__rebuild";
@@ -337,6 +343,17 @@ std::vector<std::string> RebuildSql(const TableShape& from, const TableShape& to
   out.push_back("DROP TABLE " + SqlIdentifier(from.def.name));
   out.push_back(
       fmt::format("ALTER TABLE {} RENAME TO {}", SqlIdentifier(temp), SqlIdentifier(to.def.name)));
+  if (RowidCounter(to) && from.sequence) {
+    // Dropping the old table forgot its last number; the copy only knows the
+    // highest one left, so numbering would reuse the numbers of deleted rows.
+    const std::string name = SqlLiteral(to.def.name);
+    out.push_back(fmt::format("UPDATE sqlite_sequence SET seq = MAX(seq, {}) WHERE name = {}",
+                              *from.sequence, name));
+    out.push_back(fmt::format(
+        "INSERT INTO sqlite_sequence (name, seq) SELECT {0}, {1} WHERE NOT EXISTS (SELECT 1 FROM "
+        "sqlite_sequence WHERE name = {0})",
+        name, *from.sequence));
+  }
   for (std::string& s : IndexSql(to)) out.push_back(std::move(s));
   for (std::string& s : TriggerSql(to)) out.push_back(std::move(s));
   return out;

@@ -187,6 +187,65 @@ bool IsOdbcConnect(std::string_view connect) {
   throw e;
 }
 
+// The seed and step of a numbering trigger's text ("IFNULL(MAX(c) + step,
+// seed)", or MIN and "-" for a negative step); none for another text.
+std::optional<TableShape::Numbering> CounterNumbering(const std::string& triggerSql) {
+  static const std::regex pattern(R"(IFNULL\((MAX|MIN)\(.*\) [+-] (\d+), (-?\d+)\) FROM )");
+  std::smatch m;
+  if (!std::regex_search(triggerSql, m, pattern)) return std::nullopt;
+  TableShape::Numbering n;
+  n.step = std::stoll(m[2].str()) * (m[1].str() == "MIN" ? -1 : 1);
+  n.seed = std::stoll(m[3].str());
+  return n;
+}
+
+// True for a character of a bare Jet name.
+bool IsNameChar(char c) {
+  return std::isalnum(static_cast<unsigned char>(c)) || c == '_' ||
+         static_cast<unsigned char>(c) >= 0x80;
+}
+
+// `sql` with every use of the name `from` as a whole name (bare or in
+// brackets, not after a ".") changed to `to`; literals, dates and other
+// names are left alone.
+std::string RenameInSql(std::string_view sql, std::string_view from, std::string_view to) {
+  bool bare = !to.empty() && !std::isdigit(static_cast<unsigned char>(to.front()));
+  for (char c : to) bare = bare && IsNameChar(c);
+  const std::string replacement = bare ? std::string(to) : "[" + std::string(to) + "]";
+  std::string out;
+  std::size_t i = 0;
+  const auto afterDot = [&] {
+    const auto last = out.find_last_not_of(" \t\r\n");
+    return last != std::string::npos && out[last] == '.';
+  };
+  while (i < sql.size()) {
+    const char c = sql[i];
+    if (c == '\'' || c == '"' || c == '#') {
+      // A literal runs to its closing mark; a doubled mark stays inside it.
+      std::size_t end = i + 1;
+      while (end < sql.size() && sql[end] != c) ++end;
+      out += sql.substr(i, end + 1 - i);
+      i = end + 1;
+    } else if (c == '[') {
+      const std::size_t end = std::min(sql.find(']', i), sql.size());
+      const std::string_view inner = sql.substr(i + 1, end - i - 1);
+      out += rt::NameEquals(inner, from) && !afterDot() ? replacement
+                                                        : std::string(sql.substr(i, end + 1 - i));
+      i = end + 1;
+    } else if (IsNameChar(c)) {
+      std::size_t end = i;
+      while (end < sql.size() && IsNameChar(sql[end])) ++end;
+      const std::string_view word = sql.substr(i, end - i);
+      out += rt::NameEquals(word, from) && !afterDot() ? replacement : std::string(word);
+      i = end;
+    } else {
+      out += c;
+      ++i;
+    }
+  }
+  return out;
+}
+
 // The name of the one link-error function the backend registers.
 constexpr std::string_view kLinkErrorFunction = "zmdb_link_error";
 
@@ -296,6 +355,7 @@ class Store : public schema::SchemaStore {
       for (const std::string& s : TriggerSql(WithoutOtherTriggers(shape))) b_.ExecuteNative(s, {});
       props_.RenameOwner(kTableRow, old, to);
       RenameInRelations(old, to);
+      RenameInQueries(old, to);
       props_.Stamp(to, false);
     });
   }
@@ -413,11 +473,21 @@ class Store : public schema::SchemaStore {
                       SqlIdentifier(old), SqlIdentifier(to)),
           {});
       auto after = RequireShape(shape.def.name);
-      // The rule triggers were dropped above; the new shape's field keeps the
-      // old field's recorded rules.
+      // The generated triggers were dropped above, so what only they showed
+      // comes from the shape read before: the field's recorded rules, the
+      // indexes that refuse Nulls and the AutoNumbers' seeds and steps.
       after.def.fields[*FieldIndex(after.def, to)].required = shape.def.fields[*at].required;
       after.def.fields[*FieldIndex(after.def, to)].allowZeroLength =
           shape.def.fields[*at].allowZeroLength;
+      for (IndexDef& i : after.def.indexes) {
+        for (const IndexDef& was : shape.def.indexes) {
+          if (rt::NameEquals(i.name, was.name)) i.required = was.required;
+        }
+      }
+      after.numbering = shape.numbering;
+      for (auto& n : after.numbering) {
+        if (rt::NameEquals(n.field, old)) n.field = std::string(to);
+      }
       for (const std::string& s : TriggerSql(WithoutOtherTriggers(after))) b_.ExecuteNative(s, {});
       props_.RenameItem(kFieldRow, shape.def.name, old, to);
       RenameFieldInRelations(shape.def.name, old, to);
@@ -786,6 +856,7 @@ class Store : public schema::SchemaStore {
     ReadIndexes(s, indexRows);
     ReadForeignKeys(s);
     ReadTriggers(s);
+    ReadSequence(s);
     s.def.dateCreated = Own(tableRows, "", "~DateCreated");
     s.def.lastUpdated = Own(tableRows, "", "~LastUpdated");
     if (s.def.dateCreated.IsEmpty()) s.def.dateCreated = rt::Variant::Null();
@@ -983,17 +1054,33 @@ class Store : public schema::SchemaStore {
     }
   }
 
-  // Keeps the texts of the triggers this store did not generate.
+  // Keeps the texts of the triggers this store did not generate, and the
+  // seed and step of the AutoNumbers its numbering triggers carry.
   void ReadTriggers(TableShape& s) {
     Result r = b_.ExecuteNative(
         "SELECT name, sql FROM sqlite_master WHERE type = 'trigger' AND tbl_name = ? ORDER BY "
         "rowid",
         {rt::Variant(s.def.name)});
+    const std::string counterPrefix = s.def.name + "__counter_";
     while (r.cursor && r.cursor->Step()) {
-      if (!IsManagedTrigger(s.def.name, Text(*r.cursor, 0))) {
+      const std::string name = Text(*r.cursor, 0);
+      if (!IsManagedTrigger(s.def.name, name)) {
         s.otherTriggers.push_back(Text(*r.cursor, 1));
+      } else if (StartsWithNoCase(name, counterPrefix)) {
+        if (auto n = CounterNumbering(Text(*r.cursor, 1))) {
+          n->field = name.substr(counterPrefix.size());
+          s.numbering.push_back(std::move(*n));
+        }
       }
     }
+  }
+
+  // The last number of the table's rowid AutoNumber, when SQLite keeps one.
+  void ReadSequence(TableShape& s) {
+    if (MasterSql("table", "sqlite_sequence").empty()) return;
+    Result r = b_.ExecuteNative("SELECT seq FROM sqlite_sequence WHERE name = ?",
+                                {rt::Variant(s.def.name)});
+    if (r.cursor && r.cursor->Step()) s.sequence = r.cursor->Integer(0);
   }
 
   // A link recorded in the system table, with its source's fields; none otherwise.
@@ -1181,8 +1268,17 @@ class Store : public schema::SchemaStore {
   // The rebuild routine: every change SQLite cannot make in place replaces
   // the table by a new one holding every row, index and trigger. It runs
   // inside Transaction(..., true), which rolls everything back on failure.
-  void Rebuild(const TableShape& from, const TableShape& to,
+  void Rebuild(const TableShape& from, const TableShape& wanted,
                const std::vector<std::pair<std::string, std::string>>& copy) {
+    // SQLite's own index names (those of UNIQUE constraints) cannot be given
+    // to CREATE INDEX, so those indexes get names of their own.
+    TableShape to = wanted;
+    for (std::size_t i = 0; i < to.def.indexes.size(); ++i) {
+      if (StartsWithNoCase(to.indexSqlNames[i], "sqlite_")) {
+        to.indexSqlNames[i] =
+            UniqueIndexName(to.def.name, to.def.indexes[i].name, to.indexSqlNames);
+      }
+    }
     for (const std::string& s : RebuildSql(from, to, copy)) RunChange(s);
     for (std::size_t i = 0; i < to.def.indexes.size(); ++i) {
       RecordIndex(to.def.name, to.def.indexes[i], to.indexSqlNames[i]);
@@ -1424,6 +1520,18 @@ class Store : public schema::SchemaStore {
           rt::NameEquals(rt::TextOf(row.value), from)) {
         props_.Put(kRelationRow, row.owner, "", row.name, kDbText, rt::Variant(to));
       }
+    }
+  }
+
+  // Follows a table rename in the recorded texts of the saved queries, as
+  // SQLite's rename does in the views it holds for them.
+  void RenameInQueries(std::string_view from, std::string_view to) {
+    for (const SysRow& row : props_.Rows(kQueryRow)) {
+      if (row.name != "~SQL") continue;
+      const std::string text = rt::TextOf(row.value);
+      const std::string renamed = RenameInSql(text, from, to);
+      if (renamed != text)
+        props_.Put(kQueryRow, row.owner, "", "~SQL", kDbMemo, rt::Variant(renamed));
     }
   }
 

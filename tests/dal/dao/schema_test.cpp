@@ -489,5 +489,102 @@ TEST_F(DaoTest, TypeNamesAndLateBoundAccess) {
   EXPECT_EQ(db_->TableDefs()->Names(), std::vector<std::string>{"U"});
 }
 
+using Table_ = std::vector<std::vector<std::string>>;
+
+TEST_F(DaoTest, RebuildsKeepAutoNumberNumbering) {
+  // A rowid AutoNumber goes on after the highest number it gave, even when
+  // that row was deleted, and an empty table keeps its seed.
+  Sql("CREATE TABLE R (ID COUNTER PRIMARY KEY, X TEXT(5), Y LONG)");
+  Sql("CREATE TABLE E (ID COUNTER(50, 1) PRIMARY KEY, X TEXT(5), Y LONG)");
+  for (int i = 0; i < 3; ++i) Sql("INSERT INTO R (X) VALUES ('a')");
+  Sql("DELETE FROM R WHERE ID = 3");
+  // An AutoNumber numbered by a trigger keeps its seed and step.
+  Sql("CREATE TABLE S (K LONG, N COUNTER(100, 5), Y LONG)");
+  for (const char* t : {"R", "E", "S"}) Table(t)->Fields()->Delete("Y");
+  Reopen();
+  Sql("INSERT INTO R (X) VALUES ('b')");
+  Sql("INSERT INTO E (X) VALUES ('b')");
+  Sql("INSERT INTO S (K) VALUES (1)");
+  Sql("INSERT INTO S (K) VALUES (2)");
+  EXPECT_EQ(Rows("SELECT ID FROM R WHERE X = 'b'"), (Table_{{"4"}}));
+  EXPECT_EQ(Rows("SELECT ID FROM E"), (Table_{{"50"}}));
+  EXPECT_EQ(Rows("SELECT N FROM S ORDER BY K"), (Table_{{"100"}, {"105"}}));
+}
+
+TEST_F(DaoTest, RenamingAFieldKeepsWhatTheTriggersEnforce) {
+  Sql("CREATE TABLE T (A LONG, B LONG, N COUNTER(10, 10))");
+  Sql("CREATE INDEX ByA ON T (A) WITH DISALLOW NULL");
+  FieldOf("T", "B")->SetProperty("Name", Variant("C"), {});
+  FieldOf("T", "N")->SetProperty("Name", Variant("Num"), {});
+  EXPECT_TRUE(rt::CBool(Get(IndexOf("T", "ByA"), "Required")));
+  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO T (A, C) VALUES (NULL, 1)"); }), 0);
+  Sql("INSERT INTO T (A, C) VALUES (1, 1)");
+  Sql("INSERT INTO T (A, C) VALUES (2, 1)");
+  EXPECT_EQ(Rows("SELECT Num FROM T ORDER BY A"), (Table_{{"10"}, {"20"}}));
+}
+
+TEST_F(DaoTest, ATableWithAUniqueConstraintCanBeRebuilt) {
+  Sql("CREATE TABLE T (A LONG, B TEXT(5), Y LONG, CONSTRAINT uq UNIQUE (B))");
+  Sql("INSERT INTO T VALUES (1, 'x', 1)");
+  Table("T")->Fields()->Delete("Y");
+  Table("T")->Fields()->Append(Variant(rt::ObjectRef(Table("T")->CreateField("Z", 4))));
+  auto pk = Table("T")->CreateIndex("PrimaryKey");
+  pk->SetProperty("Fields", Variant("A"), {});
+  pk->SetProperty("Primary", Variant(true), {});
+  Table("T")->Indexes()->Append(Variant(rt::ObjectRef(pk)));
+  Reopen();
+  EXPECT_EQ(Table("T")->Indexes()->Count(), 2);
+  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO T (A, B) VALUES (2, 'x')"); }), 0);
+  EXPECT_EQ(Rows("SELECT A, B FROM T"), (Table_{{"1", "x"}}));
+}
+
+TEST_F(DaoTest, RebuildingAParentKeepsItsChildrenAndViews) {
+  Sql("CREATE TABLE P (ID LONG CONSTRAINT pk PRIMARY KEY, Y LONG)");
+  Sql("CREATE TABLE C (ID LONG, P LONG, CONSTRAINT fk FOREIGN KEY (P) REFERENCES P (ID) ON "
+      "DELETE CASCADE)");
+  Sql("INSERT INTO P VALUES (1, 1)");
+  Sql("INSERT INTO C VALUES (1, 1)");
+  db_->CreateQueryDef("V", "SELECT ID FROM P");
+  Table("P")->Fields()->Delete("Y");
+  EXPECT_EQ(Rows("SELECT COUNT(*) FROM C"), (Table_{{"1"}}));
+  EXPECT_EQ(Rows("SELECT ID FROM V"), (Table_{{"1"}}));
+  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO C VALUES (2, 9)"); }), 0);
+  Sql("DELETE FROM P");
+  EXPECT_EQ(Rows("SELECT COUNT(*) FROM C"), (Table_{{"0"}}));
+}
+
+TEST_F(DaoTest, SavedQueriesFollowARenamedTable) {
+  Sql("CREATE TABLE T (A LONG, Tx TEXT(5))");
+  Sql("INSERT INTO T VALUES (1, 'T')");
+  db_->CreateQueryDef("Q", "SELECT T.A, [T].Tx, 'T' AS L FROM T WHERE Tx = \"T\"");
+  db_->CreateQueryDef("Clear", "DELETE FROM [T] WHERE A > 5");
+  Table("T")->SetProperty("Name", Variant("New Name"), {});
+  Reopen();
+  auto q = rt::ObjectAs<dao::QueryDef>(Variant(db_->QueryDefs()->Item(Variant("Q"))));
+  EXPECT_EQ(rt::CStr(Get(q, "SQL")),
+            "SELECT [New Name].A, [New Name].Tx, 'T' AS L FROM [New Name] WHERE Tx = \"T\"");
+  auto clear = rt::ObjectAs<dao::QueryDef>(Variant(db_->QueryDefs()->Item(Variant("Clear"))));
+  EXPECT_EQ(clear->Execute(), 0);
+  // Renaming the query makes its view again from the recorded text.
+  q->SetProperty("Name", Variant("Q2"), {});
+  EXPECT_EQ(Rows("SELECT * FROM Q2"), (Table_{{"1", "T", "T"}}));
+}
+
+TEST_F(DaoTest, NamesNeedingQuotesSurviveChangesAndRebuilds) {
+  Sql("CREATE TABLE [员工 表] ([编 号] COUNTER PRIMARY KEY, [名'字] TEXT(10), [x\"y] LONG)");
+  Sql("INSERT INTO [员工 表] ([名'字]) VALUES ('a')");
+  FieldOf("员工 表", "名'字")->SetProperty("Required", Variant(true), {});
+  auto i = Table("员工 表")->CreateIndex("索 引");
+  i->SetProperty("Fields", Variant("名'字"), {});
+  i->SetProperty("Required", Variant(true), {});
+  Table("员工 表")->Indexes()->Append(Variant(rt::ObjectRef(i)));
+  Table("员工 表")->Fields()->Delete("x\"y");
+  Table("员工 表")->SetProperty("Name", Variant("员工表"), {});
+  Reopen();
+  EXPECT_EQ(Table("员工表")->Indexes()->Names(), (std::vector<std::string>{"PrimaryKey", "索 引"}));
+  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO 员工表 ([名'字]) VALUES (NULL)"); }), 0);
+  EXPECT_EQ(Rows("SELECT [编 号], [名'字] FROM 员工表"), (Table_{{"1", "a"}}));
+}
+
 }  // namespace
 }  // namespace zmdb::dal::testing

@@ -6,7 +6,9 @@
 // transaction. The statements of a rebuild are built apart from running them.
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -35,6 +37,14 @@ struct TableShape {
   std::vector<std::string> indexSqlNames;  // per index: the SQLite name ("" for the primary key)
   std::vector<ForeignKey> foreignKeys;
   std::vector<std::string> otherTriggers;  // trigger texts this store did not generate
+  // The seed and step of each AutoNumber numbered by a trigger (1, 1 when absent).
+  struct Numbering {
+    std::string field;
+    std::int64_t seed = 1, step = 1;
+  };
+  std::vector<Numbering> numbering;
+  // The last number a rowid AutoNumber gave out (its sqlite_sequence entry).
+  std::optional<std::int64_t> sequence;
 };
 
 // The canonical declared type of a DAO field; error 3259 for a type the store
@@ -55,7 +65,8 @@ bool IsManagedTrigger(std::string_view table, std::string_view trigger);
 
 // The statements that rebuild `from` as `to`: create the new table under a
 // temporary name, copy the rows (`copy` pairs an old column with the new one
-// it fills), drop the old table, rename, recreate indexes and triggers.
+// it fills), drop the old table, rename, carry a rowid AutoNumber's last
+// number over, recreate indexes and triggers.
 std::vector<std::string> RebuildSql(const TableShape& from, const TableShape& to,
                                     const std::vector<std::pair<std::string, std::string>>& copy);
 
