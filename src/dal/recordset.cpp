@@ -656,14 +656,16 @@ std::vector<ColumnValue> MatchOf(const std::vector<ColumnInfo>& cols,
   }
   if (allKeys) {
     for (std::size_t i = 0; i < changed.size(); ++i) {
-      if (!changed[i] || cols[i].key || !ComparableForMatch(cols[i].adoType)) continue;
+      if (!changed[i] || cols[i].key || !ComparableForMatch(cols[i].adoType, cols[i].precision))
+        continue;
       match.push_back({cols[i].baseColumn, original[i]});
     }
     return match;
   }
   match.clear();
   for (std::size_t i = 0; i < cols.size(); ++i) {
-    if (cols[i].baseTable.empty() || !ComparableForMatch(cols[i].adoType)) continue;
+    if (cols[i].baseTable.empty() || !ComparableForMatch(cols[i].adoType, cols[i].precision))
+      continue;
     match.push_back({cols[i].baseColumn, original[i]});
   }
   return match;

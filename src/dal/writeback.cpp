@@ -79,8 +79,11 @@ Statement BuildDelete(std::string_view table, const std::vector<ColumnValue>& ma
   return st;
 }
 
-bool ComparableForMatch(std::int32_t adoType) {
+bool ComparableForMatch(std::int32_t adoType, std::int32_t precision) {
   switch (adoType) {
+    case 14:
+    case 131:  // Decimal, Numeric
+      return precision <= 15;
     case 4:
     case 5:  // Single, Double
     case 201:

@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include "zmdb/runtime/error.h"
+
 namespace zmdb::records {
 
 namespace {
@@ -46,7 +48,9 @@ std::string RecordCountsStatement(std::string_view table, std::string_view condi
 }
 
 std::string ZeroMask(std::int32_t width) {
-  return width > 0 ? std::string(static_cast<std::size_t>(width), '0') : std::string();
+  // A negative count of characters is an invalid argument, as on the platform.
+  if (width < 0) rt::Raise(rt::err::kInvalidProcCall);
+  return std::string(static_cast<std::size_t>(width), '0');
 }
 
 std::string MaxIdStatement(std::string_view table, std::string_view idField, bool isText,

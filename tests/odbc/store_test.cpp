@@ -401,6 +401,56 @@ TEST_P(StoreTest, BatchesGiveOneRecordsetPerResult) {
   EXPECT_EQ(number, rt::err::kNoSuchObject);
 }
 
+TEST_P(StoreTest, ValuesReadMorePreciselyThanTheyShowStillFindTheirRow) {
+  // Fractions of a second and exact numbers past a Double's digits: a row
+  // matched by such a value (no key, or the changed column's old value) is
+  // found again when its values go back as they came.
+  struct Case {
+    std::string column;
+    std::string literal;
+  };
+  const Case cases[] = {
+      {Type(Ddl::Date), "'2004-08-30 13:05:09.123'"},
+      {"numeric(20,6)", "12345678901234.567891"},
+  };
+  for (const Case& c : cases) {
+    auto cn = Connect();
+    cn->Execute("DROP TABLE IF EXISTS T");
+    cn->Execute("CREATE TABLE T (V " + c.column + ", Qty " + Type(Ddl::Int) + ")");
+    cn->Execute("INSERT INTO T (V, Qty) VALUES (" + c.literal + ", 1)");
+    auto rs = Open(cn, "SELECT * FROM T");
+    rs->fields()->Item(Variant("Qty"))->SetValue(Variant(2));
+    EXPECT_EQ(RaisedNumber([&] { rs->Update(); }), 0) << c.column;
+    EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT Qty FROM T")), 2) << c.column;
+  }
+}
+
+TEST_P(StoreTest, IntegerParametersRoundHalfToEvenAndTakeDigitsExactly) {
+  auto cn = Connect();
+  // The file store has no 64-bit integer type: a Double column stands in.
+  const std::string bigType = store() == Store::File ? Type(Ddl::Double) : "bigint";
+  cn->Execute("CREATE TABLE T (N " + Type(Ddl::Int) + ", Big " + bigType + ")");
+  auto cmd = Command::Create();
+  cmd->SetActiveConnection(Variant(rt::ObjectRef(cn)));
+  cmd->SetCommandText("INSERT INTO T (N, Big) VALUES (?, ?)");
+  cmd->parameters()->Append(Variant(rt::ObjectRef(cmd->CreateParameter("n", 3, 1, 0, {}))));
+  cmd->parameters()->Append(Variant(rt::ObjectRef(cmd->CreateParameter("big", 20, 1, 0, {}))));
+  const std::tuple<Variant, Variant, std::int32_t> cases[] = {
+      {Variant(2.5), Variant("9007199254740993"), 2},
+      {Variant(3.5), Variant(1.0), 4},
+      {Variant(-2.5), Variant(1.0), -2},
+  };
+  for (const auto& [n, big, expected] : cases) {
+    cmd->Execute(nullptr, Variant(rt::SafeArray(rt::VarType::Variant, 0, {n, big})));
+    EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT COUNT(*) FROM T WHERE N = " + std::to_string(expected))),
+              1)
+        << rt::CStr(n);
+  }
+  if (store() != Store::File) {
+    EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT COUNT(*) FROM T WHERE Big = 9007199254740993")), 1);
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Stores, StoreTest,
                          ::testing::Values(Store::File, Store::Postgres, Store::Sqlite,
                                            Store::SqlServer),

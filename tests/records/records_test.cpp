@@ -116,9 +116,19 @@ TEST_F(RecordsTest, GetMaxIdPadsOnlyTheZeroAnswer) {
   EXPECT_EQ(obj_->dbGetMaxID("Staff", "Code", conn(), true, 6), "000000");
   EXPECT_EQ(obj_->dbGetLastError().Number, 0);
 
+  // A width of 0 has an empty mask: the zero answer stays "0".
+  EXPECT_EQ(obj_->dbGetMaxID("Staff", "ID", conn(), false, 0), "0");
+  EXPECT_EQ(obj_->dbGetLastError().Number, 0);
+
   // A failure is recorded and the answer is still empty.
   EXPECT_EQ(obj_->dbGetMaxID("Nowhere", "ID", conn()), "");
   EXPECT_NE(obj_->dbGetLastError().Number, 0);
+  // No mask has a negative width: invalid argument, nothing run.
+  cn_->Execute("INSERT INTO Staff VALUES (5, '000005', 'Sun', 1, NULL)");
+  const std::string before = LastStatement(*cn_);
+  EXPECT_EQ(obj_->dbGetMaxID("Staff", "ID", conn(), false, -1), "");
+  EXPECT_EQ(obj_->dbGetLastError().Number, 5);
+  EXPECT_EQ(LastStatement(*cn_), before);
 }
 
 TEST_F(RecordsTest, GetMaxIdTranslatesForSqlServerWhenAsked) {

@@ -39,7 +39,8 @@ Statement BuildDelete(std::string_view table, const std::vector<ColumnValue>& ma
 
 // Whether a column of this ADO type takes part in the optimistic check when
 // the table has no key (floating values and long values do not compare
-// reliably, so they are left out).
-bool ComparableForMatch(std::int32_t adoType);
+// reliably, so they are left out; so are exact numbers of more digits than
+// a Double, which is how they are read, holds). A precision of 0 is unknown.
+bool ComparableForMatch(std::int32_t adoType, std::int32_t precision = 0);
 
 }  // namespace zmdb::dal

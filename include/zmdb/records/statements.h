@@ -29,7 +29,7 @@ std::string ModifyItemStatement(std::string_view table, std::string_view field,
 // "SELECT COUNT(*) as Counts FROM [t]", with " WHERE cond" when a condition is given.
 std::string RecordCountsStatement(std::string_view table, std::string_view condition);
 
-// `width` zeros ("" for a width below one).
+// `width` zeros ("" for 0); a negative width raises error 5.
 std::string ZeroMask(std::int32_t width);
 // "SELECT MAX(id) AS MaxID FROM t", or MAX(FORMAT(id,'000…')) for text
 // identifiers, with " WHERE cond" when a condition is given.

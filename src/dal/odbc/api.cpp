@@ -1,6 +1,7 @@
 #include "zmdb/dal/odbc/api.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstring>
 
@@ -362,14 +363,27 @@ std::optional<std::vector<std::uint8_t>> ReadBinary(StatementHandle& st, SQLUSMA
 // ---- dates ----
 
 SQL_TIMESTAMP_STRUCT ToTimestamp(rt::Date date) {
-  const rt::DateParts p = rt::SplitDate(date);
+  // The day and the time of day apart (before day 0 the time still counts
+  // forward from midnight), the time to the microsecond: a value read with
+  // a fraction of a second must go back as it came, or a row matched by it
+  // is not found again.
+  double day = std::trunc(date.serial);
+  std::int64_t micros = std::llround(std::fabs(date.serial - day) * 86400e6);
+  constexpr std::int64_t kDayMicros = 86400LL * 1000000;
+  if (micros >= kDayMicros) {
+    micros -= kDayMicros;
+    day += 1;
+  }
+  const rt::DateParts p = rt::SplitDate(rt::Date{day});
   SQL_TIMESTAMP_STRUCT ts{};
   ts.year = static_cast<SQLSMALLINT>(p.year);
   ts.month = static_cast<SQLUSMALLINT>(p.month);
   ts.day = static_cast<SQLUSMALLINT>(p.day);
-  ts.hour = static_cast<SQLUSMALLINT>(p.hour);
-  ts.minute = static_cast<SQLUSMALLINT>(p.minute);
-  ts.second = static_cast<SQLUSMALLINT>(p.second);
+  const std::int64_t seconds = micros / 1000000;
+  ts.hour = static_cast<SQLUSMALLINT>(seconds / 3600);
+  ts.minute = static_cast<SQLUSMALLINT>(seconds / 60 % 60);
+  ts.second = static_cast<SQLUSMALLINT>(seconds % 60);
+  ts.fraction = static_cast<SQLUINTEGER>(micros % 1000000 * 1000);
   return ts;
 }
 
@@ -436,6 +450,23 @@ SQLSMALLINT ScaleOf(const std::string& text) {
   return static_cast<SQLSMALLINT>(dot == std::string::npos ? 0 : text.size() - dot - 1);
 }
 
+// A value for an integer column: a text of digits exactly (a double would
+// lose digits beyond 2^53), anything else rounded half to even, as the
+// platform converts a fraction to an integer type.
+std::int64_t WholeNumberOf(const rt::Variant& v) {
+  if (v.Type() == rt::VarType::String) {
+    const std::string& text = v.AsString();
+    std::int64_t n = 0;
+    const char* begin = text.data();
+    const char* end = begin + text.size();
+    const auto [at, ec] = std::from_chars(begin + (text.starts_with('+') ? 1 : 0), end, n);
+    if (ec == std::errc() && at == end && !text.empty()) return n;
+  }
+  const double d = std::nearbyint(rt::CDbl(v));
+  if (!(d >= -9223372036854775808.0 && d < 9223372036854775808.0)) rt::Raise(rt::err::kOverflow);
+  return static_cast<std::int64_t>(d);
+}
+
 template <class T>
 void Store(std::vector<std::uint8_t>& buffer, const T& value) {
   buffer.resize(sizeof(T));
@@ -469,8 +500,7 @@ void ParameterBinder::Prepare(Slot& s, bool wide) const {
     case SQL_TINYINT:
     case SQL_BIGINT:
       s.cType = SQL_C_SBIGINT;
-      Store<std::int64_t>(s.buffer,
-                          sendValue ? static_cast<std::int64_t>(std::llround(rt::CDbl(v))) : 0);
+      Store<std::int64_t>(s.buffer, sendValue ? WholeNumberOf(v) : 0);
       return;
     case SQL_BIT:
       s.cType = SQL_C_BIT;

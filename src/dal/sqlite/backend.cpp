@@ -11,6 +11,7 @@
 #include <map>
 
 #include "zmdb/dal/ado.h"
+#include "zmdb/dal/recordset.h"
 #include "zmdb/dal/rows_cursor.h"
 #include "zmdb/dal/sqlite/coltypes.h"
 #include "zmdb/dal/sqlite/functions.h"
@@ -210,7 +211,16 @@ class SqliteBackend : public Backend {
                   "The file store takes input parameters only (parameter '" + p.name + "').",
                   kSource);
       }
-      values.push_back(p.value.IsEmpty() || p.value.IsMissing() ? rt::Variant::Null() : p.value);
+      if (p.value.IsEmpty() || p.value.IsMissing() || p.value.IsNull()) {
+        values.push_back(rt::Variant::Null());
+        continue;
+      }
+      // A declared type converts the value as the platform would before it
+      // is sent (2.5 for an integer goes as 2); an undeclared one goes as it is.
+      ColumnInfo declared;
+      declared.name = p.name;
+      declared.adoType = p.adoType;
+      values.push_back(p.adoType != 0 ? ConvertForColumn(p.value, declared) : p.value);
     }
     const Rewritten rewritten = RewriteJet(text);
     Result result;
