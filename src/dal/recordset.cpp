@@ -671,13 +671,32 @@ std::vector<ColumnValue> MatchOf(const std::vector<ColumnInfo>& cols,
   return match;
 }
 
-void RequireOneRow(std::int64_t affected) {
-  if (affected != 1) {
-    rt::Raise(dalerr::kRowChanged,
-              "Row cannot be located for updating. Some values may have been changed since it was "
-              "last read.",
-              kAdoSource);
-  }
+// Run an UPDATE or DELETE that must touch exactly the row it was built for.
+// It runs in a transaction of its own (a savepoint inside the caller's), so
+// that a match that found no row or several changes nothing: several rows
+// can match when the values that find the row are not exact (a table without
+// a key, or a key read less precisely than it is stored).
+void ChangeOneRow(Connection& connection, const Statement& st) {
+  Backend& backend = connection.backend();
+  connection.Guarded([&] {
+    backend.Begin();
+    std::int64_t affected = -1;
+    try {
+      connection.Trace(st.sql);
+      affected = backend.ExecuteNative(st.sql, st.params).rowsAffected;
+    } catch (...) {
+      backend.Rollback();
+      throw;
+    }
+    if (affected != 1) {
+      backend.Rollback();
+      rt::Raise(dalerr::kRowChanged,
+                "Row cannot be located for updating. Some values may have been changed since it "
+                "was last read.",
+                kAdoSource);
+    }
+    backend.Commit();
+  });
 }
 }  // namespace
 
@@ -722,25 +741,16 @@ void Recordset::WriteBackUpdate(std::size_t row) {
   }
   if (values.empty()) return;
   Backend& backend = connection_->backend();
-  const Statement st = BuildUpdate(
-      table, values, MatchOf(columns_, RowValues(row), backend, table, changed), backend.quirks());
-  const std::int64_t affected = connection_->Guarded([&] {
-    connection_->Trace(st.sql);
-    return backend.ExecuteNative(st.sql, st.params).rowsAffected;
-  });
-  RequireOneRow(affected);
+  ChangeOneRow(*connection_, BuildUpdate(table, values,
+                                         MatchOf(columns_, RowValues(row), backend, table, changed),
+                                         backend.quirks()));
 }
 
 void Recordset::WriteBackDelete(std::size_t row) {
   const std::string table = BaseTable();
   Backend& backend = connection_->backend();
-  const Statement st =
-      BuildDelete(table, MatchOf(columns_, RowValues(row), backend, table), backend.quirks());
-  const std::int64_t affected = connection_->Guarded([&] {
-    connection_->Trace(st.sql);
-    return backend.ExecuteNative(st.sql, st.params).rowsAffected;
-  });
-  RequireOneRow(affected);
+  ChangeOneRow(*connection_, BuildDelete(table, MatchOf(columns_, RowValues(row), backend, table),
+                                         backend.quirks()));
 }
 
 void Recordset::Update() {

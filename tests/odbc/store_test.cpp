@@ -425,6 +425,27 @@ TEST_P(StoreTest, ValuesReadMorePreciselyThanTheyShowStillFindTheirRow) {
   }
 }
 
+TEST_P(StoreTest, AChangeThatWouldTouchSeveralRowsTouchesNone) {
+  // Two rows alike in every column of a table without a key: the statement
+  // that finds one finds both, so the change is refused and both stay.
+  auto cn = Connect();
+  cn->Execute("CREATE TABLE T (Name " + Text(10) + ", Qty " + Type(Ddl::Int) + ")");
+  cn->Execute("INSERT INTO T (Name, Qty) VALUES ('Li', 1)");
+  cn->Execute("INSERT INTO T (Name, Qty) VALUES ('Li', 1)");
+  auto rs = Open(cn, "SELECT * FROM T");
+  rs->fields()->Item(Variant("Qty"))->SetValue(Variant(2));
+  EXPECT_EQ(RaisedNumber([&] { rs->Update(); }), -2147217864);
+  rs->CancelUpdate();
+  EXPECT_EQ(RaisedNumber([&] { rs->Delete(); }), -2147217864);
+  EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT COUNT(*) FROM T WHERE Qty = 1")), 2);
+  // Inside the caller's transaction the refusal undoes only its own change.
+  cn->BeginTrans();
+  cn->Execute("INSERT INTO T (Name, Qty) VALUES ('Wang', 3)");
+  EXPECT_NE(RaisedNumber([&] { rs->Delete(); }), 0);
+  cn->CommitTrans();
+  EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT COUNT(*) FROM T")), 3);
+}
+
 TEST_P(StoreTest, IntegerParametersRoundHalfToEvenAndTakeDigitsExactly) {
   auto cn = Connect();
   // The file store has no 64-bit integer type: a Double column stands in.
