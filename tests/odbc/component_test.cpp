@@ -150,6 +150,24 @@ TEST(SqlServerStatements, AreTranslatedAndRun) {
     EXPECT_EQ(cn->statementLog().back(), "SELECT MAX(ID) AS MaxID FROM Staff");
     obj.dbGetMaxID("Staff", "ID", Variant::Missing(), false, 8, true);
     EXPECT_EQ(cn->statementLog().back(), obj.dbCSql("SELECT MAX(ID) AS MaxID FROM Staff"));
+
+    // The server's catalogue views, stood in for by a view and an attached
+    // file, so that the probes' own statements answer for real.
+    cn->Execute("CREATE VIEW sysindexes AS SELECT name FROM sqlite_master WHERE type = 'index'");
+    cn->Execute("CREATE INDEX pk_Staff ON STAFF (ID)");
+    cn->Execute("ATTACH DATABASE '" + (dir / "schema.db").string() + "' AS INFORMATION_SCHEMA");
+    cn->Execute("CREATE TABLE INFORMATION_SCHEMA.VIEWS (TABLE_NAME VARCHAR(128))");
+    cn->Execute("INSERT INTO INFORMATION_SCHEMA.VIEWS VALUES ('Cheap')");
+    EXPECT_TRUE(obj.dbQueryExists("Cheap", Variant::Missing(), true));
+    EXPECT_FALSE(obj.dbQueryExists("Dear", Variant::Missing(), true));
+    EXPECT_EQ(cn->statementLog().back(),
+              "SELECT TABLE_NAME FROM INFORMATION_SCHEMA.VIEWS WHERE TABLE_NAME ='Dear'");
+    EXPECT_TRUE(obj.dbIndexExists("Staff", "", true));
+    // By name over the whole database: the table plays no part.
+    EXPECT_TRUE(obj.dbIndexExists("Orders", "pk_Staff", true));
+    EXPECT_FALSE(obj.dbIndexExists("Orders", "", true));
+    EXPECT_EQ(cn->statementLog().back(), "SELECT name FROM sysindexes WHERE name = 'pk_Orders'");
+    EXPECT_EQ(obj.dbGetLastError().Number, 0);
     EXPECT_TRUE(obj.dbCloseConnect(false));
   }
   std::filesystem::remove_all(dir);
