@@ -138,24 +138,6 @@ TEST_F(ConnectionTest, FailuresCarryTheirNumbersAndNameTheStatement) {
   EXPECT_TRUE(cn->errors()->items().empty());
 }
 
-TEST_F(ConnectionTest, TransactionsNestAndRollBack) {
-  auto cn = Connect();
-  cn->Execute("CREATE TABLE T (ID LONG)");
-  EXPECT_EQ(cn->BeginTrans(), 1);
-  cn->Execute("INSERT INTO T VALUES (1)");
-  EXPECT_EQ(cn->BeginTrans(), 2);
-  cn->Execute("INSERT INTO T VALUES (2)");
-  cn->RollbackTrans();  // only the inner insert goes
-  cn->CommitTrans();
-  EXPECT_EQ(cn->BeginTrans(), 1);
-  cn->Execute("INSERT INTO T VALUES (3)");
-  cn->RollbackTrans();
-  auto rs = cn->Execute("SELECT ID FROM T", nullptr, -1, ado::adOpenStatic);
-  ASSERT_EQ(rs->RecordCount(), 1);
-  EXPECT_EQ(rs->ValueAt(0), Variant(1));
-  EXPECT_NE(RaisedNumber([&] { cn->CommitTrans(); }), 0);
-}
-
 TEST_F(ConnectionTest, SchemaRowsetsTypeTablesViewsAndSystemTables) {
   auto cn = Connect();
   cn->Execute("CREATE TABLE Staff (ID COUNTER PRIMARY KEY, Name TEXT(10))");

@@ -110,44 +110,6 @@ TEST_F(RecordsetTest, ValuesAFieldRefusesAreClearErrors) {
   EXPECT_NE(RaisedNumber([&] { cn->Execute("INSERT INTO T (Name) VALUES ('abcd')"); }), 0);
 }
 
-TEST_F(RecordsetTest, UpdateAndDeleteWriteBackAndCheckTheRowWasNotChanged) {
-  auto cn = Connect();
-  cn->Execute("CREATE TABLE T (ID LONG PRIMARY KEY, Name TEXT(10))");
-  cn->Execute("INSERT INTO T VALUES (1, 'a')");
-  cn->Execute("INSERT INTO T VALUES (2, 'b')");
-  cn->Execute("INSERT INTO T VALUES (3, 'c')");
-  auto first = Open(cn, "SELECT * FROM T ORDER BY ID");
-  auto second = Open(Connect(), "SELECT * FROM T ORDER BY ID");
-  first->fields()->Item(Variant("Name"))->SetValue(Variant("z"));  // not just a change of case
-  first->Update();
-  // The second recordset read the row before the change: its update is refused.
-  second->fields()->Item(Variant("Name"))->SetValue(Variant("X"));
-  EXPECT_EQ(RaisedNumber([&] { second->Update(); }), dalerr::kRowChanged);
-  second->CancelUpdate();
-  first->MoveNext();
-  first->Delete();
-  EXPECT_EQ(first->RecordCount(), 2);
-  first->MoveNext();  // past the deleted row
-  EXPECT_EQ(first->ValueAt(0), Variant(3));
-  auto check = cn->Execute("SELECT ID & ':' & Name FROM T ORDER BY ID", nullptr, -1, 3);
-  std::vector<std::string> rows;
-  for (const auto& r : check->VisibleRows()) rows.push_back(rt::CStr(r[0]));
-  EXPECT_EQ(rows, (std::vector<std::string>{"1:z", "3:c"}));
-}
-
-TEST_F(RecordsetTest, ATableWithoutKeyIsMatchedByItsValues) {
-  auto cn = Connect();
-  cn->Execute("CREATE TABLE T (Code TEXT(5), Hired DATETIME, Price DOUBLE)");
-  cn->Execute("INSERT INTO T VALUES ('x', #1/2/2003#, 1.5)");
-  cn->Execute("INSERT INTO T VALUES ('y', NULL, 2.5)");
-  auto rs = Open(cn, "SELECT * FROM T ORDER BY Code");
-  rs->MoveNext();
-  rs->fields()->Item(Variant("Price"))->SetValue(Variant(9.25));
-  rs->Update();
-  auto check = cn->Execute("SELECT Price FROM T WHERE Code = 'y'", nullptr, -1, 3);
-  EXPECT_EQ(check->ValueAt(0), Variant(9.25));
-}
-
 TEST_F(RecordsetTest, ReadOnlyRecordsetsRefuseChanges) {
   auto cn = Connect();
   cn->Execute("CREATE TABLE T (ID LONG)");
