@@ -5,6 +5,7 @@ target_sources(zmdb PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/router.cpp
   ${CMAKE_CURRENT_LIST_DIR}/connection.cpp
   ${CMAKE_CURRENT_LIST_DIR}/recordset.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/recordset_writeback.cpp
   ${CMAKE_CURRENT_LIST_DIR}/rowstore.cpp
   ${CMAKE_CURRENT_LIST_DIR}/writeback.cpp
   ${CMAKE_CURRENT_LIST_DIR}/rows_cursor.cpp
