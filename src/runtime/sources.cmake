@@ -1,6 +1,7 @@
 # Host runtime stand-ins: Variant, conversions, Format, errors, host contracts.
 target_sources(zmdb PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/error.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/errors.cpp
   ${CMAKE_CURRENT_LIST_DIR}/variant.cpp
   ${CMAKE_CURRENT_LIST_DIR}/convert.cpp
   ${CMAKE_CURRENT_LIST_DIR}/datetime.cpp
