@@ -7,6 +7,7 @@
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/writeback.h"
 #include "zmdb/runtime/convert.h"
+#include "zmdb/runtime/text.h"
 
 namespace zmdb::dal {
 
@@ -111,9 +112,7 @@ std::int32_t Field::ActualSize() const {
   const Variant v = Value();
   if (v.IsNull()) return 0;
   if (v.IsString()) {
-    std::int32_t n = 0;
-    for (unsigned char c : v.AsString()) n += (c & 0xC0) != 0x80;
-    return n;
+    return static_cast<std::int32_t>(rt::Utf8Length(v.AsString()));
   }
   if (v.IsArray()) return static_cast<std::int32_t>(v.AsArray().size());
   return DefinedSize();

@@ -1,8 +1,11 @@
-# Host runtime stand-ins: Variant, conversions, Format, errors, host contracts.
+# Host runtime stand-ins: Variant, text, conversions, Format, errors, host contracts.
 target_sources(zmdb PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/error.cpp
   ${CMAKE_CURRENT_LIST_DIR}/variant.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/text.cpp
   ${CMAKE_CURRENT_LIST_DIR}/convert.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/number_parse.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/date_parse.cpp
   ${CMAKE_CURRENT_LIST_DIR}/datetime.cpp
   ${CMAKE_CURRENT_LIST_DIR}/format.cpp
   ${CMAKE_CURRENT_LIST_DIR}/object.cpp
