@@ -289,6 +289,10 @@ Variant Connection::GetProperty(std::string_view name, const std::vector<Variant
   if (NameEquals(name, "ConnectionTimeout") || NameEquals(name, "CommandTimeout")) {
     return Variant(30);
   }
+  if (NameEquals(name, "StatementLog")) {
+    std::vector<Variant> log(log_.begin(), log_.end());
+    return Variant(rt::SafeArray(rt::VarType::Variant, 0, std::move(log)));
+  }
   return Object::GetProperty(name, index);
 }
 

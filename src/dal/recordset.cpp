@@ -846,6 +846,13 @@ Variant Recordset::GetProperty(std::string_view name, const std::vector<Variant>
     return Variant(rt::ObjectRef(fields()->Item(index[0])));
   }
   if (NameEquals(name, "Collect")) return fields()->Item(rt::ArgAt(index, 0))->Value();
+  if (NameEquals(name, "VisibleRows")) {
+    std::vector<Variant> rows;
+    for (auto& row : VisibleRows()) {
+      rows.emplace_back(rt::SafeArray(rt::VarType::Variant, 0, std::move(row)));
+    }
+    return Variant(rt::SafeArray(rt::VarType::Variant, 0, std::move(rows)));
+  }
   return Object::GetProperty(name, index);
 }
 

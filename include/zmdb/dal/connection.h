@@ -111,7 +111,8 @@ class Connection : public rt::Object {
   const std::shared_ptr<Errors>& errors() const { return errors_; }
   const std::shared_ptr<Properties>& properties() const { return properties_; }
 
-  // Every statement the connection runs, as written by its caller, before it runs.
+  // Every statement the connection runs, as written by its caller, before it
+  // runs; late-bound as the read-only property StatementLog (an array from 0).
   void SetStatementHook(std::function<void(std::string_view)> hook) { hook_ = std::move(hook); }
   void EnableStatementLog(bool on) { logging_ = on; }
   const std::vector<std::string>& statementLog() const { return log_; }

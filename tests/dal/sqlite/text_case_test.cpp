@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "dal_fixture.h"
+#include "file_store_fixture.h"
 
 namespace zmdb::dal {
 namespace {
