@@ -7,9 +7,9 @@
 #include <functional>
 #include <string>
 
+#include "dal/sqlite/backend_p.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/recordset.h"
-#include "zmdb/dal/sqlite/backend.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::testing {

@@ -4,10 +4,10 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "dal/sqlite/backend_p.h"
+#include "dal/sqlite/sysprops_p.h"
 #include "dao_fixture.h"
 #include "zmdb/dal/engine_errors.h"
-#include "zmdb/dal/sqlite/backend.h"
-#include "zmdb/dal/sqlite/sysprops.h"
 #include "zmdb/frame/state.h"
 #include "zmdb/runtime/datetime.h"
 
