@@ -1,9 +1,8 @@
 #include "zmdb/dal/connection.h"
 
 #include "zmdb/dal/ado.h"
-#include "zmdb/dal/odbc/backend.h"
 #include "zmdb/dal/recordset.h"
-#include "zmdb/dal/sqlite/backend.h"
+#include "zmdb/dal/store_registry.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal {
@@ -138,19 +137,6 @@ Connection::~Connection() {
   }
 }
 
-std::unique_ptr<Backend> OpenBackend(const Route& route) {
-  switch (route.kind) {
-    case StoreKind::File: {
-      sqlite::OpenOptions options;
-      options.path = route.dataSource;
-      return sqlite::OpenDatabase(options);
-    }
-    case StoreKind::Server:
-      return odbc::Open(route);
-  }
-  rt::Raise(rt::err::kUnspecified, "Provider cannot be found.", kConnectionSource);
-}
-
 void Connection::Fail(const rt::PlatformError& e) {
   if (const auto* p = dynamic_cast<const ProviderError*>(&e)) {
     errors_->Set(p->records(), p->details());
@@ -167,7 +153,7 @@ void Connection::Open(const std::string& connectionString, const std::string&, c
     }
     if (!connectionString.empty()) connectionString_ = connectionString;
     const Route route = RouteConnection(connectionString_, provider_);
-    backend_ = OpenBackend(route);
+    backend_ = OpenStore(route);
     if (provider_.empty() || !route.provider.empty()) provider_ = route.provider;
     properties_->Clear();
     properties_->Put("Data Source", Variant(route.dataSource));

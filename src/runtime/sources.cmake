@@ -1,5 +1,5 @@
 # Host runtime stand-ins: Variant, text, conversions, Format, errors, host contracts.
-target_sources(zmdb PRIVATE
+zmdb_sources(
   ${CMAKE_CURRENT_LIST_DIR}/error.cpp
   ${CMAKE_CURRENT_LIST_DIR}/variant.cpp
   ${CMAKE_CURRENT_LIST_DIR}/text.cpp

@@ -7,10 +7,10 @@
 #include <functional>
 #include <string>
 
+#include "dal/sqlite/backend_p.h"
 #include "raised.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/recordset.h"
-#include "zmdb/dal/sqlite/backend.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::testing {

@@ -156,7 +156,4 @@ auto Connection::Guarded(F&& f) -> decltype(f()) {
 // library builds, also on connections the library makes itself).
 void SetStatementLogDefault(bool on);
 
-// Make the backend a route leads to; the one place that knows the backends.
-std::unique_ptr<Backend> OpenBackend(const Route& route);
-
 }  // namespace zmdb::dal

@@ -4,7 +4,7 @@
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/dao/dao.h"
 #include "zmdb/dal/engine_errors.h"
-#include "zmdb/dal/sqlite/backend.h"
+#include "zmdb/dal/store_registry.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::dao {
@@ -59,11 +59,10 @@ std::shared_ptr<Database> Database::Open(const OpenArgs& args) {
     engerr::Raise(engerr::kInstallableIsam, "Could not find installable ISAM.");
   }
   if (args.name.empty()) engerr::Raise(3055, "Not a valid file name.");
-  sqlite::OpenOptions options;
-  options.path = args.name;
+  StoreOptions options;
   options.readOnly = args.readOnly;
   try {
-    auto core = std::make_shared<DbCore>(sqlite::OpenDatabase(options));
+    auto core = std::make_shared<DbCore>(OpenStore(FileRoute(args.name), options));
     return std::shared_ptr<Database>(new Database(core, args.name, args.connect, args.readOnly));
   } catch (const rt::PlatformError& e) {
     RaiseAsEngine(e);
@@ -78,11 +77,10 @@ std::shared_ptr<Database> Database::Create(const std::string& name, const std::s
   if (std::filesystem::exists(name, ec)) {
     engerr::Raise(engerr::kDatabaseExists, "Database already exists.");
   }
-  sqlite::OpenOptions options;
-  options.path = name;
+  StoreOptions options;
   options.create = true;
   try {
-    auto core = std::make_shared<DbCore>(sqlite::OpenDatabase(options));
+    auto core = std::make_shared<DbCore>(OpenStore(FileRoute(name), options));
     return std::shared_ptr<Database>(new Database(core, name, {}, false));
   } catch (const rt::PlatformError& e) {
     RaiseAsEngine(e);

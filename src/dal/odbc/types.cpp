@@ -1,5 +1,3 @@
-#include "zmdb/dal/odbc/types.h"
-
 #include <sql.h>
 #include <sqlext.h>
 
@@ -7,6 +5,7 @@
 #include <cctype>
 #include <limits>
 
+#include "types_p.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/error.h"
 #include "zmdb/runtime/text.h"

@@ -16,8 +16,6 @@
 // Text is UTF-8 and the text functions count characters. A byte that does
 // not begin a well-formed UTF-8 sequence counts as one character and passes
 // through every function unchanged, so malformed text never crashes a query.
-#include "zmdb/dal/sqlite/functions.h"
-
 #include <fmt/format.h>
 #include <sqlite3.h>
 
@@ -32,7 +30,7 @@
 #include <variant>
 #include <vector>
 
-#include "functions_p.h"
+#include "jetfn_p.h"
 #include "zmdb/runtime/format.h"
 
 namespace zmdb::dal::sqlite {

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <utility>
 
-#include "functions_p.h"
+#include "jetfn_p.h"
 #include "zmdb/runtime/text.h"
 
 namespace zmdb::dal::sqlite::jetfn {

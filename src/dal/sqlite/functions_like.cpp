@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "functions_p.h"
+#include "jetfn_p.h"
 #include "zmdb/runtime/text.h"
 
 namespace zmdb::dal::sqlite {

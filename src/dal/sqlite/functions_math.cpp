@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "functions_p.h"
+#include "jetfn_p.h"
 
 namespace zmdb::dal::sqlite::jetfn {
 namespace {

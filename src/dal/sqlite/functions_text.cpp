@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "functions_p.h"
+#include "jetfn_p.h"
 #include "zmdb/runtime/text.h"
 
 namespace zmdb::dal::sqlite::jetfn {

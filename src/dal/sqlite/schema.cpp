@@ -2,8 +2,6 @@
 // pragmas, overlaid with the hidden system table (sysprops.h). Changes that
 // SQLite cannot make in place go through Rebuild, the one routine that
 // replaces a table inside a transaction and leaves it untouched on failure.
-#include "zmdb/dal/sqlite/schema.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -14,18 +12,19 @@
 #include <optional>
 #include <regex>
 
+#include "coltypes_p.h"
+#include "jetsql_p.h"
+#include "schema_p.h"
+#include "sysprops_p.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/engine_errors.h"
-#include "zmdb/dal/sqlite/coltypes.h"
-#include "zmdb/dal/sqlite/jetsql.h"
-#include "zmdb/dal/sqlite/sysprops.h"
+#include "zmdb/dal/typecodes.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/object.h"
-#include "zmdb/types/typemap.h"
 
 namespace zmdb::dal::sqlite {
 
-namespace dao = types::dao;
+namespace dao = typecodes::dao;
 using schema::FieldDef;
 using schema::IndexDef;
 using schema::Prop;

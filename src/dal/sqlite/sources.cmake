@@ -1,5 +1,5 @@
 # The embedded file store: Jet SQL on SQLite.
-target_sources(zmdb PRIVATE
+zmdb_sources(
   ${CMAKE_CURRENT_LIST_DIR}/jetsql.cpp
   ${CMAKE_CURRENT_LIST_DIR}/coltypes.cpp
   ${CMAKE_CURRENT_LIST_DIR}/functions.cpp

@@ -4,6 +4,8 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "dal/sqlite/backend_p.h"
+#include "dal/sqlite/sysprops_p.h"
 #include "dao_fixture.h"
 #include "zmdb/dal/engine_errors.h"
 #include "zmdb/frame/state.h"

@@ -1,9 +1,9 @@
 // The file store's hidden system table: typed values keyed by owner, item
 // and name, renamed and deleted with what they describe.
-#include "zmdb/dal/sqlite/sysprops.h"
+#include "dal/sqlite/sysprops_p.h"
 
 #include "dao_fixture.h"
-#include "zmdb/dal/sqlite/backend.h"
+#include "dal/sqlite/backend_p.h"
 #include "zmdb/runtime/datetime.h"
 
 namespace zmdb::dal::testing {
