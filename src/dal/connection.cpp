@@ -11,6 +11,7 @@ using rt::NameEquals;
 using rt::Variant;
 
 namespace {
+// Argument `i` as text; "" when it is missing.
 std::string OptText(const std::vector<Variant>& args, std::size_t i) {
   const Variant& v = rt::ArgAt(args, i);
   return v.IsMissing() ? std::string() : rt::CStr(v);
@@ -30,6 +31,7 @@ Variant ErrorItem::GetProperty(std::string_view name, const std::vector<Variant>
   return Object::GetProperty(name, index);
 }
 
+// Count, and Item by position (0-based; 0x800A0CC1 outside the records).
 Variant Errors::GetProperty(std::string_view name, const std::vector<Variant>& index) {
   if (NameEquals(name, "Count")) return Variant(static_cast<std::int32_t>(errors_.size()));
   if (NameEquals(name, "Item")) {
@@ -54,6 +56,7 @@ Variant Errors::Call(std::string_view name, std::vector<Variant>& args) {
 
 // ---- Properties ----
 
+// Replaces the value of a property of that name (any case), or appends one.
 void Properties::Put(std::string name, Variant value) {
   for (auto& [n, v] : items_) {
     if (NameEquals(n, name)) {
@@ -64,6 +67,7 @@ void Properties::Put(std::string name, Variant value) {
   items_.emplace_back(std::move(name), std::move(value));
 }
 
+// See connection.h.
 Variant Properties::Value(std::string_view name) const {
   for (const auto& [n, v] : items_) {
     if (NameEquals(n, name)) return v;
@@ -120,16 +124,19 @@ namespace {
 thread_local bool logByDefault = false;
 }  // namespace
 
+// See connection.h.
 void SetStatementLogDefault(bool on) {
   logByDefault = on;
 }
 
+// A closed connection, logging its statements when the thread's default says so.
 std::shared_ptr<Connection> Connection::Create() {
   std::shared_ptr<Connection> cn(new Connection());
   cn->logging_ = logByDefault;
   return cn;
 }
 
+// Closes the store; a failure to close is swallowed, as a destructor must.
 Connection::~Connection() {
   try {
     if (backend_) backend_->Close();
@@ -137,6 +144,7 @@ Connection::~Connection() {
   }
 }
 
+// Fills Errors from a failure: every record a store gave, else the one error.
 void Connection::Fail(const rt::PlatformError& e) {
   if (const auto* p = dynamic_cast<const ProviderError*>(&e)) {
     errors_->Set(p->records(), p->details());
@@ -145,6 +153,7 @@ void Connection::Fail(const rt::PlatformError& e) {
   }
 }
 
+// See connection.h. The Properties are filled anew from the route.
 void Connection::Open(const std::string& connectionString, const std::string&, const std::string&,
                       int) {
   Guarded([&] {
@@ -163,6 +172,8 @@ void Connection::Open(const std::string& connectionString, const std::string&, c
   });
 }
 
+// See connection.h. The backend is let go before it is closed, so a failing
+// close still leaves the connection closed.
 void Connection::Close() {
   Guarded([&] {
     if (!backend_) {
@@ -175,6 +186,7 @@ void Connection::Close() {
   });
 }
 
+// See connection.h.
 Backend& Connection::backend() {
   if (!backend_) {
     RaiseClosed(kConnectionSource);
@@ -182,11 +194,14 @@ Backend& Connection::backend() {
   return *backend_;
 }
 
+// Logs the statement (when logging) and hands it to the hook (when set).
 void Connection::Trace(std::string_view statement) {
   if (logging_) log_.emplace_back(statement);
   if (hook_) hook_(statement);
 }
 
+// See connection.h. Rows open a read-only recordset; a statement without
+// rows gives a closed one that holds the batch's further results.
 std::shared_ptr<Recordset> Connection::Execute(const std::string& statement,
                                                std::int64_t* rowsAffected, int, int cursorType) {
   return Guarded([&] {
@@ -204,6 +219,7 @@ std::shared_ptr<Recordset> Connection::Execute(const std::string& statement,
   });
 }
 
+// See connection.h.
 std::int32_t Connection::BeginTrans() {
   return Guarded([&] {
     backend().Begin();
@@ -211,6 +227,7 @@ std::int32_t Connection::BeginTrans() {
   });
 }
 
+// See connection.h.
 void Connection::CommitTrans() {
   Guarded([&] {
     backend().Commit();
@@ -219,6 +236,7 @@ void Connection::CommitTrans() {
   });
 }
 
+// See connection.h.
 void Connection::RollbackTrans() {
   Guarded([&] {
     backend().Rollback();
@@ -227,6 +245,7 @@ void Connection::RollbackTrans() {
   });
 }
 
+// See connection.h.
 std::shared_ptr<Recordset> Connection::OpenSchema(std::int32_t schema) {
   return Guarded([&] {
     Result result = backend().OpenSchema(schema);
@@ -237,6 +256,7 @@ std::shared_ptr<Recordset> Connection::OpenSchema(std::int32_t schema) {
   });
 }
 
+// See connection.h.
 void Connection::SetConnectionString(std::string s) {
   if (backend_) {
     RaiseOpen(kConnectionSource);
@@ -244,6 +264,7 @@ void Connection::SetConnectionString(std::string s) {
   connectionString_ = std::move(s);
 }
 
+// See connection.h.
 void Connection::SetProvider(std::string p) {
   if (backend_) {
     RaiseOpen(kConnectionSource);
@@ -251,6 +272,7 @@ void Connection::SetProvider(std::string p) {
   provider_ = std::move(p);
 }
 
+// See connection.h.
 void Connection::SetCursorLocation(int location) {
   if (location == 0) location = ado::adUseServer;
   if (location != ado::adUseServer && location != ado::adUseClient) {
@@ -262,6 +284,7 @@ void Connection::SetCursorLocation(int location) {
   cursorLocation_ = location;
 }
 
+// Late-bound properties; the two timeouts read 30 and ignore writes.
 Variant Connection::GetProperty(std::string_view name, const std::vector<Variant>& index) {
   if (NameEquals(name, "ConnectionString")) return Variant(connectionString_);
   if (NameEquals(name, "Provider")) return Variant(provider_);
@@ -291,6 +314,7 @@ void Connection::SetProperty(std::string_view name, const Variant& value,
   Object::SetProperty(name, value, index);
 }
 
+// Late-bound methods: Execute's second argument receives the rows affected.
 Variant Connection::Call(std::string_view name, std::vector<Variant>& args) {
   if (NameEquals(name, "Open")) {
     Open(OptText(args, 0), OptText(args, 1), OptText(args, 2), rt::OptLongArg(args, 3, -1));

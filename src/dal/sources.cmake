@@ -9,6 +9,7 @@ zmdb_sources(
   ${CMAKE_CURRENT_LIST_DIR}/typecodes.cpp
   ${CMAKE_CURRENT_LIST_DIR}/connection.cpp
   ${CMAKE_CURRENT_LIST_DIR}/recordset.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/recordset_writeback.cpp
   ${CMAKE_CURRENT_LIST_DIR}/rowstore.cpp
   ${CMAKE_CURRENT_LIST_DIR}/writeback.cpp
   ${CMAKE_CURRENT_LIST_DIR}/rows_cursor.cpp

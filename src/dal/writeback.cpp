@@ -1,5 +1,8 @@
 #include "zmdb/dal/writeback.h"
 
+#include "zmdb/dal/ado.h"
+#include "zmdb/runtime/object.h"
+
 namespace zmdb::dal {
 
 std::string QuoteName(std::string_view name, const Quirks& quirks) {
@@ -95,6 +98,60 @@ bool ComparableForMatch(std::int32_t adoType, std::int32_t precision) {
     default:
       return true;
   }
+}
+
+std::string BaseTableOf(const std::vector<ColumnInfo>& columns) {
+  std::string table;
+  for (const ColumnInfo& c : columns) {
+    if (c.baseTable.empty()) continue;
+    if (table.empty()) {
+      table = c.baseTable;
+    } else if (!rt::NameEquals(table, c.baseTable)) {
+      table.clear();
+      break;
+    }
+  }
+  if (table.empty()) {
+    rt::Raise(rt::err::kUnspecified,
+              "Insufficient base table information for updating or refreshing.", kAdoSource);
+  }
+  return table;
+}
+
+std::vector<ColumnValue> RowMatch(const std::vector<ColumnInfo>& columns,
+                                  const std::vector<rt::Variant>& original,
+                                  const std::vector<std::string>& keys, std::string_view table,
+                                  const std::vector<bool>& changed) {
+  std::vector<ColumnValue> match;
+  bool allKeys = !keys.empty();
+  for (const std::string& k : keys) {
+    bool found = false;
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      if (rt::NameEquals(columns[i].baseColumn, k) && rt::NameEquals(columns[i].baseTable, table)) {
+        match.push_back({columns[i].baseColumn, original[i]});
+        found = true;
+        break;
+      }
+    }
+    allKeys = allKeys && found;
+  }
+  if (allKeys) {
+    for (std::size_t i = 0; i < changed.size(); ++i) {
+      if (!changed[i] || columns[i].key ||
+          !ComparableForMatch(columns[i].adoType, columns[i].precision))
+        continue;
+      match.push_back({columns[i].baseColumn, original[i]});
+    }
+    return match;
+  }
+  match.clear();
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    if (columns[i].baseTable.empty() ||
+        !ComparableForMatch(columns[i].adoType, columns[i].precision))
+      continue;
+    match.push_back({columns[i].baseColumn, original[i]});
+  }
+  return match;
 }
 
 }  // namespace zmdb::dal

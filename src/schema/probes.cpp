@@ -1,6 +1,8 @@
 // The existence probes: each touches the object (an item of a DAO collection,
 // or a one-row query through a connection) and reads success as existence.
 // A Conn of any other type answers True without a probe, as callers expect.
+#include <functional>
+
 #include "zmdb/dal/ado.h"
 #include "zmdb/frame/component.h"
 #include "zmdb/frame/state.h"
@@ -26,6 +28,30 @@ void ExecuteProbe(const Variant& conn, const std::string& statement) {
   rt::CallMethod(conn, "Execute", {Variant(statement)});
 }
 
+// Probes an object on a resolved two-store connection: `statement` through a
+// Connection, `dao` on a Database, `catalog` (when given) on a Catalog; any
+// other object is taken as having it. False when there is no store to ask;
+// a missing object raises.
+bool ProbeStore(const ResolvedStore& store, const std::string& statement,
+                const std::function<void()>& dao, const std::function<void()>& catalog = {}) {
+  switch (store.path) {
+    case StorePath::None:
+      return false;
+    case StorePath::Ado:
+      ExecuteProbe(store.conn, statement);
+      break;
+    case StorePath::Dao:
+      dao();
+      break;
+    case StorePath::Catalog:
+      if (catalog) catalog();
+      break;
+    case StorePath::Other:
+      break;
+  }
+  return true;
+}
+
 // The number of rows a static read-only recordset on `statement` holds.
 std::int32_t CountRows(const std::string& statement, const rt::ObjectRef& conn) {
   auto rs = records::OpenReadOnly(statement, Variant(conn), dal::ado::adOpenStatic);
@@ -44,20 +70,9 @@ bool clsZMDBFunc::dbQueryExists(const std::string& fsQryName, const rt::Variant&
       return;
     }
     const ResolvedStore store = ResolveTwoStore(Conn);
-    switch (store.path) {
-      case StorePath::None:
-        return;
-      case StorePath::Ado:
-        ExecuteProbe(store.conn, schema::QueryProbeStatement(fsQryName));
-        break;
-      case StorePath::Dao:
-        rt::ItemOf(rt::GetProp(store.conn, "QueryDefs"), Variant(fsQryName));
-        break;
-      case StorePath::Catalog:
-      case StorePath::Other:
-        break;
-    }
-    result = true;
+    result = ProbeStore(store, schema::QueryProbeStatement(fsQryName), [&] {
+      rt::ItemOf(rt::GetProp(store.conn, "QueryDefs"), Variant(fsQryName));
+    });
   });
 }
 
@@ -66,20 +81,9 @@ bool clsZMDBFunc::dbTableExists(const std::string& fsTblName, const rt::Variant&
       "dbTableExists", false,
       [&](bool& result) {
         const ResolvedStore store = ResolveTwoStore(Conn);
-        switch (store.path) {
-          case StorePath::None:
-            return;
-          case StorePath::Ado:
-            ExecuteProbe(store.conn, schema::TableProbeStatement(fsTblName));
-            break;
-          case StorePath::Dao:
-            rt::ItemOf(rt::GetProp(store.conn, "TableDefs"), Variant(fsTblName));
-            break;
-          case StorePath::Catalog:
-          case StorePath::Other:
-            break;
-        }
-        result = true;
+        result = ProbeStore(store, schema::TableProbeStatement(fsTblName), [&] {
+          rt::ItemOf(rt::GetProp(store.conn, "TableDefs"), Variant(fsTblName));
+        });
       },
       [&](const rt::ErrorInfo& e, bool&) {
         // Only a refused permission and a failed multiple-step operation are
@@ -94,24 +98,13 @@ bool clsZMDBFunc::dbFieldExists(const std::string& fsTblName, const std::string&
                                 const rt::Variant& Conn) {
   return Run("dbFieldExists", false, [&](bool& result) {
     const ResolvedStore store = ResolveTwoStore(Conn, /*acceptCatalog=*/true);
-    switch (store.path) {
-      case StorePath::None:
-        return;
-      case StorePath::Ado:
-        ExecuteProbe(store.conn, schema::FieldProbeStatement(fsTblName, fsFldName));
-        break;
-      case StorePath::Dao:
-        TouchTableMember(store.conn, fsTblName, "Fields", fsFldName);
-        break;
-      case StorePath::Catalog: {
-        const Variant table = rt::ItemOf(rt::GetProp(store.conn, "Tables"), Variant(fsTblName));
-        rt::ItemOf(rt::GetProp(table, "Columns"), Variant(fsFldName));
-        break;
-      }
-      case StorePath::Other:
-        break;
-    }
-    result = true;
+    result = ProbeStore(
+        store, schema::FieldProbeStatement(fsTblName, fsFldName),
+        [&] { TouchTableMember(store.conn, fsTblName, "Fields", fsFldName); },
+        [&] {
+          const Variant table = rt::ItemOf(rt::GetProp(store.conn, "Tables"), Variant(fsTblName));
+          rt::ItemOf(rt::GetProp(table, "Columns"), Variant(fsFldName));
+        });
   });
 }
 

@@ -57,5 +57,62 @@ TEST(WriteBack, StatementsAreBuiltApartFromRunning) {
   EXPECT_EQ(BuildInsert("T", {}, brackets).sql, "INSERT INTO [T] DEFAULT VALUES");
 }
 
+// The columns that find the row to change: the whole key plus the changed
+// columns that compare reliably, or every reliable column without the key.
+TEST(WriteBack, RowMatchPicksTheColumnsThatFindTheRow) {
+  std::vector<ColumnInfo> cols(5);
+  cols[0] = {"ID", 3, 4, 0, 0, false, false, true, "T", "ID"};  // key
+  cols[1] = {"Name", 202, 50, 0, 0, true, false, false, "T", "Name"};
+  cols[2] = {"Ratio", 5, 8, 0, 0, true, false, false, "T", "Ratio"};  // floating: never matched
+  cols[3] = {"Total", 3, 4, 0, 0, true, false, false, "", ""};        // computed
+  cols[4] = {"Big", 131, 19, 28, 0, true, false, false, "T", "Big"};  // more digits than a Double
+  const std::vector<Variant> original = {Variant(7), Variant("Ann"), Variant(0.5), Variant(3),
+                                         Variant(1.0)};
+  struct Case {
+    const char* what;
+    std::vector<std::string> keys;
+    std::vector<bool> changed;
+    std::vector<std::string> expected;
+  };
+  const Case cases[] = {
+      {"key, nothing changed", {"ID"}, {}, {"ID"}},
+      {"key found without regard to case", {"id"}, {}, {"ID"}},
+      {"key plus the changed columns that compare",
+       {"ID"},
+       {false, true, true, false, true},
+       {"ID", "Name"}},
+      {"a changed key column is not matched twice", {"ID"}, {true, true}, {"ID", "Name"}},
+      {"part of the key missing: every reliable column", {"ID", "Part"}, {}, {"ID", "Name"}},
+      {"no key: every reliable column", {}, {true}, {"ID", "Name"}},
+  };
+  for (const Case& c : cases) {
+    const auto match = RowMatch(cols, original, c.keys, "t", c.changed);
+    std::vector<std::string> names;
+    for (const ColumnValue& m : match) names.push_back(m.column);
+    EXPECT_EQ(names, c.expected) << c.what;
+    for (const ColumnValue& m : match) {
+      EXPECT_EQ(m.value, m.column == "ID" ? Variant(7) : Variant("Ann")) << c.what;
+    }
+  }
+}
+
+TEST(WriteBack, BaseTableIsTheOneTableTheColumnsComeFrom) {
+  ColumnInfo a, b, computed;
+  a.baseTable = "Staff";
+  b.baseTable = "STAFF";
+  EXPECT_EQ(BaseTableOf({computed, a, b}), "Staff");
+  b.baseTable = "Dept";
+  for (const auto& cols : {std::vector<ColumnInfo>{a, b}, std::vector<ColumnInfo>{computed}}) {
+    try {
+      BaseTableOf(cols);
+      ADD_FAILURE() << "no error";
+    } catch (const rt::PlatformError& e) {
+      EXPECT_EQ(e.info(), (rt::ErrorInfo{rt::err::kUnspecified, "ADODB.Recordset",
+                                         "Insufficient base table information for updating or "
+                                         "refreshing."}));
+    }
+  }
+}
+
 }  // namespace
 }  // namespace zmdb::dal::testing

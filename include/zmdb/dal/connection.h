@@ -82,10 +82,20 @@ class Connection : public rt::Object {
                    const std::vector<rt::Variant>& index) override;
   rt::Variant Call(std::string_view name, std::vector<rt::Variant>& args) override;
 
+  // Every operation below that reaches the store runs Guarded: a failure
+  // fills Errors with the store's records and goes on to the caller as the
+  // first of them; a success empties Errors. Operations on a closed
+  // connection raise dalerr::kClosed ("Operation is not allowed when the
+  // object is closed.", source ADODB.Connection).
+
   // Open the store the connection string leads to; an empty string uses the
-  // ConnectionString property. `options` is accepted and ignored.
+  // ConnectionString property. `options` is accepted and ignored. Raises
+  // dalerr::kOpen when already open, and the router's or store's error for a
+  // string that leads nowhere or a store that cannot be opened.
   void Open(const std::string& connectionString = {}, const std::string& user = {},
             const std::string& password = {}, int options = -1);
+  // Close the store (an open transaction is not committed);
+  // dalerr::kClosed when not open.
   void Close();
   // Run a statement: an open recordset for a statement that returns rows, a
   // closed one otherwise, with the number of rows changed in `rowsAffected`.
@@ -94,18 +104,24 @@ class Connection : public rt::Object {
   std::shared_ptr<Recordset> Execute(const std::string& statement,
                                      std::int64_t* rowsAffected = nullptr, int options = -1,
                                      int cursorType = 0);
+  // Transactions nest; BeginTrans returns the new level. Commit and
+  // rollback end the innermost one, with the store's error when there is none.
   std::int32_t BeginTrans();
   void CommitTrans();
   void RollbackTrans();
+  // A schema rowset (adSchemaTables, adSchemaCatalogs) as a static, read-only
+  // recordset; the store's error for a kind it does not offer.
   std::shared_ptr<Recordset> OpenSchema(std::int32_t schema);
 
+  // ConnectionString and Provider can change only while closed (dalerr::kOpen).
   const std::string& ConnectionString() const { return connectionString_; }
   void SetConnectionString(std::string s);
   const std::string& Provider() const { return provider_; }
   void SetProvider(std::string p);
   int CursorLocation() const { return cursorLocation_; }
   // 0 (the value a caller passes by leaving the argument out) is taken as the
-  // default, server-side cursors; 2 and 3 as they are; anything else is refused.
+  // default, server-side cursors; 2 and 3 as they are; anything else is
+  // dalerr::kBadArguments.
   void SetCursorLocation(int location);
   int State() const { return backend_ ? 1 : 0; }
   const std::shared_ptr<Errors>& errors() const { return errors_; }

@@ -132,17 +132,56 @@ class Recordset : public rt::Object {
   bool AtEOF() const;
   bool AtBOF() const;
   std::int32_t RecordCount() const;
+
+  // Moving. Every move first writes a pending edit or new row back (as
+  // Update does, with its errors) and raises dalerr::kClosed on a closed
+  // recordset. A move that finds no row raises dalerr::kNoCurrentRecord
+  // ("Either BOF or EOF is True, ...", source ADODB.Recordset).
+  //
+  // MoveFirst: kNoCurrentRecord on an empty recordset (after the filter);
+  // on a streamed recordset a no-op before the first MoveNext, and
+  // dalerr::kForwardOnly after it.
   void MoveFirst();
+  // MoveNext: kNoCurrentRecord when already past the last row (EOF). After
+  // Delete the row that followed the deleted one is current already, so the
+  // first MoveNext only leaves the deleted row.
   void MoveNext();
+  // MovePrevious: dalerr::kForwardOnly on a streamed recordset;
+  // kNoCurrentRecord when already before the first row (BOF) or empty.
   void MovePrevious();
+  // MoveLast: kNoCurrentRecord on an empty recordset; a streamed recordset
+  // reads forward to its last row (none: it stays at EOF).
   void MoveLast();
   rt::Variant Bookmark() const;
   void SetBookmark(const rt::Variant& bookmark);
   rt::Variant FilterValue() const { return filterText_; }
   void SetFilter(const rt::Variant& filter);
+
+  // Changing. AddNew, setting a value and Delete raise dalerr::kClosed on a
+  // closed recordset and dalerr::kNotUpdatable ("Current Recordset does not
+  // support updating. ...") on a read-only or streamed one.
+  //
+  // AddNew: writes a pending edit back first, then starts a new row whose
+  // fields are Null until set; the row is written by Update (or a move).
   void AddNew();
+  // Update: writes the pending edit or new row back and keeps it in the
+  // recordset; nothing happens without one. Only kClosed is raised before
+  // the write. Writing back to the source's base table (not for a recordset
+  // built in memory): rt::err::kUnspecified ("Insufficient base table
+  // information ...") when the columns come from no table or from several;
+  // dalerr::kMultipleStep when an edited field is not of the base table;
+  // dalerr::kRowChanged ("Row cannot be located for updating. ...") when the
+  // UPDATE finds no row or several, and nothing is changed; a store's own
+  // errors (a refused value, a duplicate key) as the store raises them. On
+  // any failure the edit stays pending.
   void Update();
   void CancelUpdate();
+  // Delete: during AddNew, drops the new row (as CancelUpdate). Otherwise
+  // kNoCurrentRecord without a current row; drops a pending edit of the
+  // row, deletes the row from the base
+  // table with the errors of Update (kRowChanged when the DELETE finds no
+  // row or several) and then from the recordset, whose current row stays
+  // the deleted one until the next move.
   void Delete();
   int CursorType() const { return cursorType_; }
   int LockType() const { return lockType_; }
@@ -175,9 +214,9 @@ class Recordset : public rt::Object {
   void LoadAll(Cursor& cursor);
   void FetchStreamRow();  // the next streamed row, or the end
   void FinishEditBeforeMove();
-  std::string BaseTable() const;
+  // Writing changes back to the base table (recordset_writeback.cpp).
   void WriteBackUpdate(std::size_t row);
-  void WriteBackInsert(std::size_t row);
+  void WriteBackInsert();
   void WriteBackDelete(std::size_t row);
   std::vector<rt::Variant> RowValues(std::size_t row) const;
 

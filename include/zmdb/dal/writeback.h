@@ -43,4 +43,21 @@ Statement BuildDelete(std::string_view table, const std::vector<ColumnValue>& ma
 // a Double, which is how they are read, holds). A precision of 0 is unknown.
 bool ComparableForMatch(std::int32_t adoType, std::int32_t precision = 0);
 
+// The one base table that every column read from a table comes from: the
+// table a recordset's changes are written to. Raises rt::err::kUnspecified
+// ("Insufficient base table information ...", source ADODB.Recordset) when
+// no column comes from a table or the columns come from several.
+std::string BaseTableOf(const std::vector<ColumnInfo>& columns);
+
+// The columns that find the row of `table` an UPDATE or DELETE is for, with
+// the values the row held when it was read (`original`, by column). When
+// the columns hold all of the table's key (`keys`, as the store reports it):
+// the key, plus the columns being changed (`changed`, by column) that
+// compare reliably, so that a change made meanwhile by someone else is
+// noticed. Otherwise every column of the table that compares reliably.
+std::vector<ColumnValue> RowMatch(const std::vector<ColumnInfo>& columns,
+                                  const std::vector<rt::Variant>& original,
+                                  const std::vector<std::string>& keys, std::string_view table,
+                                  const std::vector<bool>& changed = {});
+
 }  // namespace zmdb::dal

@@ -91,74 +91,58 @@ std::shared_ptr<Database> Database::Create(const std::string& name, const std::s
 std::shared_ptr<Collection> Database::TableDefs() {
   CoreRef core = core_;
   core->backend();  // a closed database has no collections
-  Collection::Behaviour b;
-  b.names = [core] {
-    std::vector<std::string> n;
-    for (const auto& t : core->store().Tables()) {
-      if (t.kind == schema::TableKind::Table || t.kind == schema::TableKind::Link) {
-        n.push_back(t.name);
-      }
-    }
-    return n;
-  };
-  b.make = [core](const std::string& name) { return std::make_shared<TableDef>(core, name); };
-  b.append = [core](const Variant& v) {
-    auto t = rt::ObjectAs<TableDef>(v);
-    if (t->bound()) InvalidOperation();
-    core->store().CreateTable(t->Def());
-    t->Bind(core);
-  };
-  b.remove = [core](const std::string& name) { core->store().DropTable(name); };
-  b.missing = [] { engerr::ItemNotFound("DAO.TableDefs"); };
-  return std::make_shared<Collection>("TableDefs", std::move(b));
+  return StoreCollection<TableDef>(
+      "TableDefs", "DAO.TableDefs",
+      [core] {
+        std::vector<std::string> n;
+        for (const auto& t : core->store().Tables()) {
+          if (t.kind == schema::TableKind::Table || t.kind == schema::TableKind::Link) {
+            n.push_back(t.name);
+          }
+        }
+        return n;
+      },
+      [core](const std::string& name) { return std::make_shared<TableDef>(core, name); },
+      [core](TableDef& t) {
+        if (t.bound()) InvalidOperation();
+        core->store().CreateTable(t.Def());
+        t.Bind(core);
+      },
+      [core](const std::string& name) { core->store().DropTable(name); });
 }
 
 // The saved queries: views and the action queries of the system table.
 std::shared_ptr<Collection> Database::QueryDefs() {
   CoreRef core = core_;
   core->backend();
-  Collection::Behaviour b;
-  b.names = [core] {
-    std::vector<std::string> n;
-    for (const auto& q : core->store().Queries()) n.push_back(q.name);
-    return n;
-  };
-  b.make = [core](const std::string& name) {
-    auto q = std::make_shared<QueryDef>(name, std::string(), core);
-    q->MarkSaved();
-    return q;
-  };
-  b.append = [core](const Variant& v) {
-    auto q = rt::ObjectAs<QueryDef>(v);
-    if (q->saved()) InvalidOperation();
-    core->store().CreateQuery({q->name(), q->Sql(), 0, q->CustomProperties()});
-    q->MarkSaved();
-  };
-  b.remove = [core](const std::string& name) { core->store().DropQuery(name); };
-  b.missing = [] { engerr::ItemNotFound("DAO.QueryDefs"); };
-  return std::make_shared<Collection>("QueryDefs", std::move(b));
+  return StoreCollection<QueryDef>(
+      "QueryDefs", "DAO.QueryDefs", [core] { return NamesOf(core->store().Queries()); },
+      [core](const std::string& name) {
+        auto q = std::make_shared<QueryDef>(name, std::string(), core);
+        q->MarkSaved();
+        return q;
+      },
+      [core](QueryDef& q) {
+        if (q.saved()) InvalidOperation();
+        core->store().CreateQuery({q.name(), q.Sql(), 0, q.CustomProperties()});
+        q.MarkSaved();
+      },
+      [core](const std::string& name) { core->store().DropQuery(name); });
 }
 
 // The relations: those made through the objects and the foreign keys made by SQL.
 std::shared_ptr<Collection> Database::Relations() {
   CoreRef core = core_;
   core->backend();
-  Collection::Behaviour b;
-  b.names = [core] {
-    std::vector<std::string> n;
-    for (const auto& r : core->store().Relations()) n.push_back(r.name);
-    return n;
-  };
-  b.make = [core](const std::string& name) { return std::make_shared<Relation>(core, name); };
-  b.append = [core](const Variant& v) {
-    auto r = rt::ObjectAs<Relation>(v);
-    if (r->bound()) InvalidOperation();
-    core->store().CreateRelation(r->Def());
-    r->Bind(core);
-  };
-  b.remove = [core](const std::string& name) { core->store().DropRelation(name); };
-  b.missing = [] { engerr::ItemNotFound("DAO.Relations"); };
-  return std::make_shared<Collection>("Relations", std::move(b));
+  return StoreCollection<Relation>(
+      "Relations", "DAO.Relations", [core] { return NamesOf(core->store().Relations()); },
+      [core](const std::string& name) { return std::make_shared<Relation>(core, name); },
+      [core](Relation& r) {
+        if (r.bound()) InvalidOperation();
+        core->store().CreateRelation(r.Def());
+        r.Bind(core);
+      },
+      [core](const std::string& name) { core->store().DropRelation(name); });
 }
 
 // A new pending table definition (a link when `connect` is set).

@@ -442,24 +442,17 @@ std::shared_ptr<Collection> TableDef::Fields() {
   }
   CoreRef core = core_;
   auto self = std::static_pointer_cast<TableDef>(shared_from_this());
-  Collection::Behaviour b;
-  b.names = [self] {
-    std::vector<std::string> n;
-    for (const auto& f : self->Stored().fields) n.push_back(f.name);
-    return n;
-  };
-  b.make = [self, core](const std::string& name) {
-    return std::make_shared<Field>(core, self->name(), name);
-  };
-  b.append = [self, core](const Variant& v) {
-    auto f = rt::ObjectAs<Field>(v);
-    if (f->bound()) InvalidOperation();
-    core->store().AddField(self->name(), f->Def());
-    f->Bind(core, self->name());
-  };
-  b.remove = [self, core](const std::string& name) { core->store().DropField(self->name(), name); };
-  b.missing = [] { engerr::ItemNotFound(kFieldsSource); };
-  return std::make_shared<Collection>("Fields", std::move(b));
+  return StoreCollection<Field>(
+      "Fields", kFieldsSource, [self] { return NamesOf(self->Stored().fields); },
+      [self, core](const std::string& name) {
+        return std::make_shared<Field>(core, self->name(), name);
+      },
+      [self, core](Field& f) {
+        if (f.bound()) InvalidOperation();
+        core->store().AddField(self->name(), f.Def());
+        f.Bind(core, self->name());
+      },
+      [self, core](const std::string& name) { core->store().DropField(self->name(), name); });
 }
 
 // The Indexes collection: live over the store when bound, the pending list otherwise.
@@ -470,24 +463,17 @@ std::shared_ptr<Collection> TableDef::Indexes() {
   }
   CoreRef core = core_;
   auto self = std::static_pointer_cast<TableDef>(shared_from_this());
-  Collection::Behaviour b;
-  b.names = [self] {
-    std::vector<std::string> n;
-    for (const auto& i : self->Stored().indexes) n.push_back(i.name);
-    return n;
-  };
-  b.make = [self, core](const std::string& name) {
-    return std::make_shared<Index>(core, self->name(), name);
-  };
-  b.append = [self, core](const Variant& v) {
-    auto i = rt::ObjectAs<Index>(v);
-    if (i->bound()) InvalidOperation();
-    core->store().CreateIndex(self->name(), i->Def());
-    i->Bind(core, self->name());
-  };
-  b.remove = [self, core](const std::string& name) { core->store().DropIndex(self->name(), name); };
-  b.missing = [] { engerr::ItemNotFound(kIndexesSource); };
-  return std::make_shared<Collection>("Indexes", std::move(b));
+  return StoreCollection<Index>(
+      "Indexes", kIndexesSource, [self] { return NamesOf(self->Stored().indexes); },
+      [self, core](const std::string& name) {
+        return std::make_shared<Index>(core, self->name(), name);
+      },
+      [self, core](Index& i) {
+        if (i.bound()) InvalidOperation();
+        core->store().CreateIndex(self->name(), i.Def());
+        i.Bind(core, self->name());
+      },
+      [self, core](const std::string& name) { core->store().DropIndex(self->name(), name); });
 }
 
 // DAO's defaults: a text field of no size is 255 wide (as Jet SQL's TEXT),

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "zmdb/dal/backend.h"
+#include "zmdb/dal/engine_errors.h"
 #include "zmdb/dal/schema_store.h"
 #include "zmdb/runtime/object.h"
 
@@ -73,6 +74,34 @@ class Collection : public rt::Object {
   std::string typeName_;
   Behaviour b_;
 };
+
+// The names of `items` (descriptions with a `name`), in order.
+template <class Items>
+std::vector<std::string> NamesOf(const Items& items) {
+  std::vector<std::string> names;
+  for (const auto& item : items) names.push_back(item.name);
+  return names;
+}
+
+// A collection over what the store holds (TableDefs, QueryDefs, Relations, a
+// table's Fields and Indexes): `names` lists the members in order, `make`
+// builds the object for a name, Append hands the appended object, as a T, to
+// `append` (which refuses one stored already, then stores and binds it),
+// Delete is `remove`, and a missing item raises 3265 from `source`.
+template <class T>
+std::shared_ptr<Collection> StoreCollection(std::string typeName, const char* source,
+                                            std::function<std::vector<std::string>()> names,
+                                            std::function<rt::ObjectRef(const std::string&)> make,
+                                            std::function<void(T&)> append,
+                                            std::function<void(const std::string&)> remove) {
+  Collection::Behaviour b;
+  b.names = std::move(names);
+  b.make = std::move(make);
+  b.append = [append = std::move(append)](const rt::Variant& v) { append(*rt::ObjectAs<T>(v)); };
+  b.remove = std::move(remove);
+  b.missing = [source] { engerr::ItemNotFound(source); };
+  return std::make_shared<Collection>(std::move(typeName), std::move(b));
+}
 
 // The collection itself, or its item when the member was read with an index
 // (TableDefs("Staff")).
