@@ -6,6 +6,7 @@
 #include "zmdb/dal/dao/dao.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/frame/methods.h"
+#include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/error.h"
 #include "zmdb/ui/controls.h"
 
@@ -24,90 +25,122 @@ Json ErrorJson(const rt::ErrorInfo& e) {
   return Json{{"Number", e.Number}, {"Description", e.Description}, {"Source", e.Source}};
 }
 
-// What the headless controls show of themselves.
-std::optional<Json> InspectControl(rt::Object& object) {
-  if (auto* list = dynamic_cast<ui::ListControl*>(&object)) {
-    return Json{{"items", list->items()}, {"itemData", list->itemData()}};
+// Inspection goes through the late-bound members every object answers, so
+// any object with the right type name and members can be inspected.
+
+rt::Variant Member(const rt::Variant& object, std::string_view name) {
+  return rt::GetProp(object, name);
+}
+
+// The items of a late-bound collection, by position from 0.
+std::vector<rt::Variant> Items(const rt::Variant& collection) {
+  std::vector<rt::Variant> items;
+  const std::int32_t n = rt::CLng(Member(collection, "Count"));
+  for (std::int32_t i = 0; i < n; ++i) items.push_back(rt::ItemOf(collection, rt::Variant(i)));
+  return items;
+}
+
+// The elements of an array value, each as JSON.
+Json ArrayJson(const rt::Variant& array, HandleTable& handles) {
+  Json out = Json::array();
+  for (const rt::Variant& v : array.AsArray().items()) out.push_back(ToJson(v, handles));
+  return out;
+}
+
+// What the headless list controls show of themselves: their items and the
+// ItemData of each.
+Json InspectList(const rt::Variant& list) {
+  Json items = Json::array();
+  Json itemData = Json::array();
+  const std::int32_t n = rt::CLng(Member(list, "ListCount"));
+  for (std::int32_t i = 0; i < n; ++i) {
+    items.push_back(rt::CStr(rt::GetProp(list, "List", {rt::Variant(i)})));
+    itemData.push_back(rt::CLng(rt::GetProp(list, "ItemData", {rt::Variant(i)})));
   }
-  if (auto* progress = dynamic_cast<ui::ProgressControl*>(&object)) {
-    HandleTable none;
-    Json values = Json::array();
-    for (const rt::Variant& v : progress->valueHistory()) values.push_back(ToJson(v, none));
-    Json captions = Json::array();
-    for (const rt::Variant& v : progress->captionHistory()) captions.push_back(ToJson(v, none));
-    return Json{{"Visible", progress->visible()},
-                {"Max", progress->max()},
-                {"Value", std::move(values)},
-                {"Caption", std::move(captions)}};
-  }
-  return std::nullopt;
+  return Json{{"items", std::move(items)}, {"itemData", std::move(itemData)}};
+}
+
+// A progress bar or a label: visible or not, its scale (a label keeps the
+// default one) and every value and caption it was given.
+Json InspectProgress(const rt::Variant& control, const std::string& type) {
+  HandleTable none;
+  const double max =
+      type == "ProgressBar" ? rt::CDbl(Member(control, "Max")) : ui::ProgressControl::kDefaultMax;
+  return Json{{"Visible", rt::CBool(Member(control, "Visible"))},
+              {"Max", max},
+              {"Value", ArrayJson(Member(control, "ValueHistory"), none)},
+              {"Caption", ArrayJson(Member(control, "CaptionHistory"), none)}};
 }
 
 // Fields, rows (in order, after any filter) and the count of a recordset.
-Json InspectRecordset(dal::Recordset& rs, HandleTable& handles) {
+Json InspectRecordset(const rt::Variant& rs, HandleTable& handles) {
   Json fields = Json::array();
-  for (const dal::ColumnInfo& c : rs.columns()) {
-    fields.push_back(Json{{"Name", c.name}, {"Type", c.adoType}, {"DefinedSize", c.definedSize}});
+  for (const rt::Variant& f : Items(Member(rs, "Fields"))) {
+    fields.push_back(Json{{"Name", rt::CStr(Member(f, "Name"))},
+                          {"Type", rt::CLng(Member(f, "Type"))},
+                          {"DefinedSize", rt::CLng(Member(f, "DefinedSize"))}});
   }
-  const std::int32_t count = rs.RecordCount();
+  const std::int32_t count = rt::CLng(Member(rs, "RecordCount"));
   Json rows = Json::array();
-  for (const auto& row : rs.VisibleRows()) {
-    Json r = Json::array();
-    for (const rt::Variant& v : row) r.push_back(ToJson(v, handles));
-    rows.push_back(std::move(r));
-  }
+  const rt::Variant visible = Member(rs, "VisibleRows");
+  for (const rt::Variant& row : visible.AsArray().items()) rows.push_back(ArrayJson(row, handles));
   return Json{{"fields", std::move(fields)}, {"rows", std::move(rows)}, {"RecordCount", count}};
 }
 
-Json InspectConnection(dal::Connection& cn) {
+Json InspectConnection(const rt::Variant& cn) {
   Json errors = Json::array();
-  for (const rt::ErrorInfo& e : cn.errors()->items()) errors.push_back(ErrorJson(e));
-  return Json{{"ConnectionString", cn.ConnectionString()},
-              {"Provider", cn.Provider()},
-              {"State", cn.State()},
-              {"CursorLocation", cn.CursorLocation()},
+  for (const rt::Variant& e : Items(Member(cn, "Errors"))) {
+    errors.push_back(Json{{"Number", rt::CLng(Member(e, "Number"))},
+                          {"Description", rt::CStr(Member(e, "Description"))},
+                          {"Source", rt::CStr(Member(e, "Source"))}});
+  }
+  HandleTable none;
+  return Json{{"ConnectionString", rt::CStr(Member(cn, "ConnectionString"))},
+              {"Provider", rt::CStr(Member(cn, "Provider"))},
+              {"State", rt::CLng(Member(cn, "State"))},
+              {"CursorLocation", rt::CLng(Member(cn, "CursorLocation"))},
               {"Errors", std::move(errors)},
-              {"statements", cn.statementLog()}};
+              {"statements", ArrayJson(Member(cn, "StatementLog"), none)}};
 }
 
 // The table definitions (fields, indexes) and saved queries of a database.
-Json InspectDatabase(dal::dao::Database& db) {
+Json InspectDatabase(const rt::Variant& db) {
   Json tables = Json::array();
-  auto& store = db.core()->store();
-  for (const auto& entry : store.Tables()) {
-    if (entry.kind != dal::schema::TableKind::Table && entry.kind != dal::schema::TableKind::Link) {
-      continue;
-    }
-    const auto t = store.Table(entry.name);
-    if (!t) continue;
+  for (const rt::Variant& t : Items(Member(db, "TableDefs"))) {
     Json fields = Json::array();
-    for (const auto& f : t->fields) {
-      fields.push_back(Json{{"Name", f.name},
-                            {"Type", f.type},
-                            {"Size", f.size},
-                            {"Required", f.required},
-                            {"DefaultValue", f.defaultValue}});
+    for (const rt::Variant& f : Items(Member(t, "Fields"))) {
+      fields.push_back(Json{{"Name", rt::CStr(Member(f, "Name"))},
+                            {"Type", rt::CLng(Member(f, "Type"))},
+                            {"Size", rt::CLng(Member(f, "Size"))},
+                            {"Required", rt::CBool(Member(f, "Required"))},
+                            {"DefaultValue", rt::CStr(Member(f, "DefaultValue"))}});
     }
     Json indexes = Json::array();
-    for (const auto& i : t->indexes) {
+    for (const rt::Variant& i : Items(Member(t, "Indexes"))) {
       Json keys = Json::array();
-      for (const auto& k : i.fields) keys.push_back(k.name);
-      indexes.push_back(Json{{"Name", i.name},
+      for (const rt::Variant& k : Items(Member(i, "Fields")))
+        keys.push_back(rt::CStr(Member(k, "Name")));
+      indexes.push_back(Json{{"Name", rt::CStr(Member(i, "Name"))},
                              {"Fields", std::move(keys)},
-                             {"Primary", i.primary},
-                             {"Unique", i.unique || i.primary}});
+                             {"Primary", rt::CBool(Member(i, "Primary"))},
+                             {"Unique", rt::CBool(Member(i, "Unique"))}});
     }
-    Json table{{"Name", t->name}, {"fields", std::move(fields)}, {"indexes", std::move(indexes)}};
-    if (!t->connect.empty()) {
-      table["Connect"] = t->connect;
-      table["SourceTableName"] = t->sourceTable;
+    Json table{{"Name", rt::CStr(Member(t, "Name"))},
+               {"fields", std::move(fields)},
+               {"indexes", std::move(indexes)}};
+    if (const std::string connect = rt::CStr(Member(t, "Connect")); !connect.empty()) {
+      table["Connect"] = connect;
+      table["SourceTableName"] = rt::CStr(Member(t, "SourceTableName"));
     }
     tables.push_back(std::move(table));
   }
   Json queries = Json::array();
-  for (const auto& q : store.Queries()) queries.push_back(Json{{"Name", q.name}, {"SQL", q.sql}});
-  return Json{{"Name", db.Name()},
-              {"Connect", db.Connect()},
+  for (const rt::Variant& q : Items(Member(db, "QueryDefs"))) {
+    queries.push_back(
+        Json{{"Name", rt::CStr(Member(q, "Name"))}, {"SQL", rt::CStr(Member(q, "SQL"))}});
+  }
+  return Json{{"Name", rt::CStr(Member(db, "Name"))},
+              {"Connect", rt::CStr(Member(db, "Connect"))},
               {"tables", std::move(tables)},
               {"queries", std::move(queries)}};
 }
@@ -296,13 +329,13 @@ Json Session::New(const Json& request) {
 Json Session::Inspect(const Json& request) {
   const rt::Variant target = FromJson(request.at("inspect"), handles_);
   if (!target.IsObject() || !target.AsObject()) Malformed("\"inspect\" takes {\"handle\": ...}");
-  rt::Object& object = *target.AsObject();
-  if (auto j = InspectControl(object)) return *j;
-  if (auto* rs = dynamic_cast<dal::Recordset*>(&object)) return InspectRecordset(*rs, handles_);
-  if (auto* cn = dynamic_cast<dal::Connection*>(&object)) return InspectConnection(*cn);
-  if (auto* db = dynamic_cast<dal::dao::Database*>(&object)) return InspectDatabase(*db);
-  rt::Raise(rt::err::kNotSupported,
-            "Objects of type '" + object.TypeName() + "' cannot be inspected", kSource);
+  const std::string type = rt::TypeName(target);
+  if (type == "ListBox" || type == "ComboBox") return InspectList(target);
+  if (type == "ProgressBar" || type == "Label") return InspectProgress(target, type);
+  if (type == "Recordset") return InspectRecordset(target, handles_);
+  if (type == "Connection") return InspectConnection(target);
+  if (type == "Database") return InspectDatabase(target);
+  rt::Raise(rt::err::kNotSupported, "Objects of type '" + type + "' cannot be inspected", kSource);
 }
 
 // Raw SQL on a connection, for test set-up: rows as inspect shows them (all
@@ -312,7 +345,7 @@ Json Session::Exec(const Json& request) {
   auto cn = rt::ObjectAs<dal::Connection>(FromJson(request.at("conn"), handles_));
   std::int64_t affected = -1;
   auto rs = cn->Execute(request.at("exec").get<std::string>(), &affected, -1, 3);
-  if (rs->State() == 1) return InspectRecordset(*rs, handles_);
+  if (rs->State() == 1) return InspectRecordset(rt::Variant(rt::ObjectRef(rs)), handles_);
   return Json{{"rowsAffected", affected}};
 }
 

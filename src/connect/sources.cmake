@@ -1,5 +1,5 @@
 # Connection strings, the SQL Server test and the default connections.
-target_sources(zmdb PRIVATE ${CMAKE_CURRENT_LIST_DIR}/connstr.cpp
+zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/connstr.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/methods.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/dialect.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/connections.cpp)

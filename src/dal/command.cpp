@@ -5,6 +5,7 @@
 #include "zmdb/dal/recordset.h"
 #include "zmdb/dal/writeback.h"
 #include "zmdb/runtime/convert.h"
+#include "zmdb/runtime/text.h"
 
 namespace zmdb::dal {
 
@@ -17,13 +18,6 @@ constexpr const char* kCommandSource = "ADODB.Command";
 
 [[noreturn]] void BadArguments(const std::string& why) {
   rt::RaiseDetailed(rt::err::kBadArguments, why, kCommandSource);
-}
-
-// The number of characters of UTF-8 text.
-std::size_t Utf8Length(std::string_view s) {
-  std::size_t n = 0;
-  for (unsigned char c : s) n += (c & 0xC0) != 0x80;
-  return n;
 }
 
 }  // namespace
@@ -177,8 +171,8 @@ std::shared_ptr<Recordset> Command::Execute(std::int64_t* rowsAffected, const Va
     CommandParameter c = p->data();
     if (c.adoType == 0 && c.value.IsString()) {
       c.adoType = 200;
-      c.size =
-          std::max<std::int32_t>(c.size, static_cast<std::int32_t>(Utf8Length(c.value.AsString())));
+      c.size = std::max<std::int32_t>(
+          c.size, static_cast<std::int32_t>(rt::Utf8Length(c.value.AsString())));
     }
     params.push_back(std::move(c));
   }

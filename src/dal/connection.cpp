@@ -1,9 +1,8 @@
 #include "zmdb/dal/connection.h"
 
 #include "zmdb/dal/ado.h"
-#include "zmdb/dal/odbc/backend.h"
 #include "zmdb/dal/recordset.h"
-#include "zmdb/dal/sqlite/backend.h"
+#include "zmdb/dal/store_registry.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal {
@@ -145,21 +144,6 @@ Connection::~Connection() {
   }
 }
 
-// See connection.h. A route to no known kind of store is 0x80004005
-// "Provider cannot be found.".
-std::unique_ptr<Backend> OpenBackend(const Route& route) {
-  switch (route.kind) {
-    case StoreKind::File: {
-      sqlite::OpenOptions options;
-      options.path = route.dataSource;
-      return sqlite::OpenDatabase(options);
-    }
-    case StoreKind::Server:
-      return odbc::Open(route);
-  }
-  rt::Raise(rt::err::kUnspecified, "Provider cannot be found.", kConnectionSource);
-}
-
 // Fills Errors from a failure: every record a store gave, else the one error.
 void Connection::Fail(const rt::PlatformError& e) {
   if (const auto* p = dynamic_cast<const ProviderError*>(&e)) {
@@ -178,7 +162,7 @@ void Connection::Open(const std::string& connectionString, const std::string&, c
     }
     if (!connectionString.empty()) connectionString_ = connectionString;
     const Route route = RouteConnection(connectionString_, provider_);
-    backend_ = OpenBackend(route);
+    backend_ = OpenStore(route);
     if (provider_.empty() || !route.provider.empty()) provider_ = route.provider;
     properties_->Clear();
     properties_->Put("Data Source", Variant(route.dataSource));
@@ -310,6 +294,10 @@ Variant Connection::GetProperty(std::string_view name, const std::vector<Variant
   }
   if (NameEquals(name, "ConnectionTimeout") || NameEquals(name, "CommandTimeout")) {
     return Variant(30);
+  }
+  if (NameEquals(name, "StatementLog")) {
+    std::vector<Variant> log(log_.begin(), log_.end());
+    return Variant(rt::SafeArray(rt::VarType::Variant, 0, std::move(log)));
   }
   return Object::GetProperty(name, index);
 }

@@ -6,8 +6,8 @@
 // Choices the syntax leaves open, as this parser makes them:
 //   * LIKE knows only * and % (any run of characters, possibly empty); ? and
 //     _ match themselves. There is no escape for a literal * or %.
-//   * Text compares by code point after a simple upper-casing of ASCII,
-//     Latin-1, Latin Extended-A, Greek and Cyrillic letters.
+//   * Text compares by code point after the run time's simple upper-casing
+//     (rt::UpperCase), the same that SQL LIKE and UCase use.
 //   * A number compared with a text field compares as the digits written in
 //     the expression; a #date# compared with a text field as the text between
 //     the #s (it must still be a valid date).
@@ -30,6 +30,7 @@
 
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/error.h"
+#include "zmdb/runtime/text.h"
 #include "zmdb/runtime/variant.h"
 
 namespace zmdb::dal {
@@ -45,82 +46,10 @@ constexpr int kMaxDepth = 256;
 
 // ------------------------------------------------------------------ text
 
-// The next code point of UTF-8 text at `i`, advancing `i`. A byte that does not
-// start a well-formed sequence stands for itself, mapped to U+DC80..U+DCFF so it
-// never equals a real character.
-char32_t NextCodePoint(std::string_view s, std::size_t& i) {
-  const auto b0 = static_cast<unsigned char>(s[i]);
-  if (b0 < 0x80) {
-    ++i;
-    return b0;
-  }
-  std::size_t len = 0;
-  char32_t cp = 0;
-  if (b0 >= 0xC2 && b0 <= 0xDF) {
-    len = 2;
-    cp = b0 & 0x1Fu;
-  } else if (b0 >= 0xE0 && b0 <= 0xEF) {
-    len = 3;
-    cp = b0 & 0x0Fu;
-  } else if (b0 >= 0xF0 && b0 <= 0xF4) {
-    len = 4;
-    cp = b0 & 0x07u;
-  }
-  if (len == 0 || i + len > s.size()) {
-    ++i;
-    return 0xDC00u + b0;
-  }
-  for (std::size_t k = 1; k < len; ++k) {
-    const auto b = static_cast<unsigned char>(s[i + k]);
-    if ((b & 0xC0u) != 0x80u) {
-      ++i;
-      return 0xDC00u + b0;
-    }
-    cp = (cp << 6) | (b & 0x3Fu);
-  }
-  i += len;
-  return cp;
-}
-
-// The simple upper-case form of a code point for the scripts text comparison
-// folds (ASCII, Latin-1, Latin Extended-A, Greek, Cyrillic); others unchanged.
-char32_t FoldCase(char32_t c) {
-  if (c < 0x80) return (c >= 'a' && c <= 'z') ? c - 0x20 : c;
-  if (c >= 0xE0 && c <= 0xFE && c != 0xF7) return c - 0x20;
-  if (c == 0xFF) return 0x178;
-  if (c >= 0x100 && c <= 0x17F) {
-    if (c == 0x131) return 'I';  // dotless i
-    if (c == 0x17F) return 'S';  // long s
-    if (c == 0x130 || c == 0x138 || c == 0x149) return c;
-    // Two runs pair capital and small letters the other way round.
-    if ((c >= 0x139 && c <= 0x148) || (c >= 0x179 && c <= 0x17E)) return c % 2 == 0 ? c - 1 : c;
-    return c % 2 == 1 ? c - 1 : c;
-  }
-  if (c >= 0x3AC && c <= 0x3CE) {
-    if (c == 0x3AC) return 0x386;
-    if (c <= 0x3AF) return c - 0x25;
-    if (c == 0x3C2) return 0x3A3;  // final sigma
-    if (c >= 0x3B1 && c <= 0x3CB) return c - 0x20;
-    if (c == 0x3CC) return 0x38C;
-    if (c >= 0x3CD) return c - 0x3F;
-    return c;
-  }
-  if (c >= 0x430 && c <= 0x44F) return c - 0x20;
-  if (c >= 0x450 && c <= 0x45F) return c - 0x50;
-  return c;
-}
-
 // UTF-8 text as case-folded code points, appended to `out` (which is cleared first).
 void FoldInto(std::string_view s, std::u32string& out) {
   out.clear();
-  for (std::size_t i = 0; i < s.size();) out.push_back(FoldCase(NextCodePoint(s, i)));
-}
-
-// UTF-8 text as case-folded code points.
-std::u32string Fold(std::string_view s) {
-  std::u32string out;
-  FoldInto(s, out);
-  return out;
+  for (std::size_t i = 0; i < s.size();) out.push_back(rt::UpperCase(rt::NextCodePoint(s, i)));
 }
 
 // Three-way comparison of UTF-8 text, folded as it is read, with folded text.
@@ -128,7 +57,7 @@ int CompareFolded(std::string_view text, std::u32string_view folded) {
   std::size_t j = 0;
   for (std::size_t i = 0; i < text.size();) {
     if (j == folded.size()) return 1;
-    const char32_t a = FoldCase(NextCodePoint(text, i));
+    const char32_t a = rt::UpperCase(rt::NextCodePoint(text, i));
     const char32_t b = folded[j++];
     if (a != b) return a < b ? -1 : 1;
   }
@@ -192,7 +121,7 @@ struct LikePattern {
   // Compile pattern text; * and % are the wildcards.
   static LikePattern Compile(std::string_view pattern) {
     LikePattern p;
-    const std::u32string folded = Fold(pattern);
+    const std::u32string folded = rt::FoldCase(pattern);
     std::u32string piece;
     for (const char32_t c : folded) {
       if (c == U'*' || c == U'%') {
@@ -492,7 +421,7 @@ class Parser {
       if (name.empty()) Fail("expected a field name" + Where());
       pos_ += name.size();
     }
-    const std::u32string wanted = Fold(name);
+    const std::u32string wanted = rt::FoldCase(name);
     for (std::size_t i = 0; i < columns_.size(); ++i) {
       if (CompareFolded(columns_[i].name, wanted) == 0) return i;
     }
@@ -682,7 +611,7 @@ class Parser {
       case Kind::Guid:
         cl.mode = Clause::Mode::Text;
         cl.guid = kind == Kind::Guid;
-        cl.text = Fold(cl.guid ? StripBraces(lit.text) : std::string_view(lit.text));
+        cl.text = rt::FoldCase(cl.guid ? StripBraces(lit.text) : std::string_view(lit.text));
         return cl;
     }
     cl.mode = Clause::Mode::Value;

@@ -7,6 +7,7 @@
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/writeback.h"
 #include "zmdb/runtime/convert.h"
+#include "zmdb/runtime/text.h"
 
 namespace zmdb::dal {
 
@@ -104,9 +105,7 @@ std::int32_t Field::ActualSize() const {
   const Variant v = Value();
   if (v.IsNull()) return 0;
   if (v.IsString()) {
-    std::int32_t n = 0;
-    for (unsigned char c : v.AsString()) n += (c & 0xC0) != 0x80;
-    return n;
+    return static_cast<std::int32_t>(rt::Utf8Length(v.AsString()));
   }
   if (v.IsArray()) return static_cast<std::int32_t>(v.AsArray().size());
   return DefinedSize();
@@ -699,6 +698,13 @@ Variant Recordset::GetProperty(std::string_view name, const std::vector<Variant>
     return Variant(rt::ObjectRef(fields()->Item(index[0])));
   }
   if (NameEquals(name, "Collect")) return fields()->Item(rt::ArgAt(index, 0))->Value();
+  if (NameEquals(name, "VisibleRows")) {
+    std::vector<Variant> rows;
+    for (auto& row : VisibleRows()) {
+      rows.emplace_back(rt::SafeArray(rt::VarType::Variant, 0, std::move(row)));
+    }
+    return Variant(rt::SafeArray(rt::VarType::Variant, 0, std::move(rows)));
+  }
   return Object::GetProperty(name, index);
 }
 

@@ -3,21 +3,12 @@
 #include <algorithm>
 #include <cctype>
 
-#include "zmdb/connect/connstr.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/error.h"
 
 namespace zmdb::dal {
 
 namespace {
-
-// `s` without blanks, tabs and line ends at either end.
-std::string Trim(std::string_view s) {
-  const auto b = s.find_first_not_of(" \t\r\n");
-  if (b == std::string_view::npos) return {};
-  const auto e = s.find_last_not_of(" \t\r\n");
-  return std::string(s.substr(b, e - b + 1));
-}
 
 // Whether `text` begins with `prefix`, without regard to case.
 bool StartsWithNoCase(std::string_view text, std::string_view prefix) {
@@ -37,7 +28,7 @@ std::string First(const std::map<std::string, std::string>& m,
 
 // A value without the braces that may enclose it ("{SQL Server}" -> "SQL Server").
 std::string Unbraced(std::string_view value) {
-  std::string v = Trim(value);
+  std::string v = TrimBlanks(value);
   if (v.size() >= 2 && v.front() == '{' && v.back() == '}') v = v.substr(1, v.size() - 2);
   return v;
 }
@@ -45,7 +36,7 @@ std::string Unbraced(std::string_view value) {
 // A value as the driver reads it: an outer pair of braces removed, with
 // "}}" inside standing for "}"; a value without braces stays as written.
 std::string Unwrap(std::string_view value) {
-  const std::string t = Trim(value);
+  const std::string t = TrimBlanks(value);
   if (t.size() < 2 || t.front() != '{' || t.back() != '}') return std::string(value);
   std::string out;
   for (std::size_t i = 1; i + 1 < t.size(); ++i) {
@@ -60,7 +51,7 @@ enum class ProviderKind { File, Odbc, SqlServer, Unknown };
 
 // The kind of a provider name, without regard to case and version suffix.
 ProviderKind KindOfProvider(std::string_view provider) {
-  const std::string p = rt::AsciiUpper(Trim(provider));
+  const std::string p = rt::AsciiUpper(TrimBlanks(provider));
   if (p.starts_with("MICROSOFT.JET.OLEDB") || p.starts_with("MICROSOFT.ACE.OLEDB")) {
     return ProviderKind::File;
   }
@@ -135,57 +126,6 @@ std::vector<std::pair<std::string, std::string>> FamilyDefaults(DriverFamily fam
 
 }  // namespace
 
-std::vector<std::pair<std::string, std::string>> ParseConnectionPairs(std::string_view text) {
-  std::vector<std::pair<std::string, std::string>> out;
-  std::size_t i = 0;
-  while (i < text.size()) {
-    const std::size_t eq = text.find('=', i);
-    const std::size_t semi = text.find(';', i);
-    if (eq == std::string_view::npos || (semi != std::string_view::npos && semi < eq)) {
-      // A piece without "=": skip it.
-      if (semi == std::string_view::npos) break;
-      i = semi + 1;
-      continue;
-    }
-    std::string key = Trim(text.substr(i, eq - i));
-    std::size_t v = eq + 1;
-    std::string value;
-    const std::size_t firstNonBlank = text.find_first_not_of(' ', v);
-    if (firstNonBlank != std::string_view::npos && text[firstNonBlank] == '{') {
-      // The closing brace; "}}" inside stands for one "}".
-      std::size_t close = std::string_view::npos;
-      for (std::size_t j = firstNonBlank + 1; j < text.size(); ++j) {
-        if (text[j] != '}') continue;
-        if (j + 1 < text.size() && text[j + 1] == '}') {
-          ++j;
-          continue;
-        }
-        close = j;
-        break;
-      }
-      const std::size_t end = close == std::string_view::npos ? text.size() : close + 1;
-      value = std::string(text.substr(v, end - v));
-      v = end;
-      const std::size_t next = text.find(';', v);
-      i = next == std::string_view::npos ? text.size() : next + 1;
-    } else {
-      const std::size_t end = semi == std::string_view::npos ? text.size() : semi;
-      value = std::string(text.substr(v, end - v));
-      i = end + 1;
-    }
-    if (!key.empty()) out.emplace_back(std::move(key), std::move(value));
-  }
-  return out;
-}
-
-std::map<std::string, std::string> ParseConnectionString(std::string_view text) {
-  std::map<std::string, std::string> out;
-  for (auto& [key, value] : ParseConnectionPairs(text)) {
-    out.emplace(rt::AsciiUpper(key), std::move(value));  // the first of a repeated key wins
-  }
-  return out;
-}
-
 DriverFamily FamilyOfDriver(std::string_view driverName) {
   const std::string d = rt::AsciiUpper(Unbraced(driverName));
   // A path to the driver library counts by its file name.
@@ -222,7 +162,7 @@ std::string OdbcConnectionString(const Route& route, std::string_view dsnDriver)
       // The driver manager does not trim names: " SQL Server" is no driver.
       put(odbc, Unbraced(value));
     } else if (odbc == "Trusted_Connection") {
-      const std::string v = rt::AsciiUpper(Trim(value));
+      const std::string v = rt::AsciiUpper(TrimBlanks(value));
       if (v == "SSPI" || v == "TRUE" || v == "YES") put(odbc, "Yes");
     } else {
       put(odbc, Unwrap(value));
@@ -239,11 +179,11 @@ std::string OdbcConnectionString(const Route& route, std::string_view dsnDriver)
     // "host,port" is the SQL Server way of naming a port; FreeTDS takes Port=.
     auto it = std::find_if(translated.begin(), translated.end(),
                            [](const auto& p) { return rt::AsciiUpper(p.first) == "SERVER"; });
-    const std::string server = Trim(it->second);
+    const std::string server = TrimBlanks(it->second);
     const auto comma = server.find(',');
     if (comma != std::string::npos && !seen.count("PORT")) {
-      it->second = Trim(server.substr(0, comma));
-      put("Port", Trim(server.substr(comma + 1)));
+      it->second = TrimBlanks(server.substr(0, comma));
+      put("Port", TrimBlanks(server.substr(comma + 1)));
     } else if (server == "(local)" || server == ".") {
       it->second = "localhost";
     }
@@ -278,11 +218,11 @@ std::string RedactPasswords(std::string_view text) {
 Route RouteConnection(std::string_view connectionString, std::string_view providerProperty) {
   Route route;
   std::string_view text = connectionString;
-  if (StartsWithNoCase(text, connect::kShapePrefix)) {
+  if (StartsWithNoCase(text, kShapePrefix)) {
     route.shaped = true;
-    text.remove_prefix(connect::kShapePrefix.size());
+    text.remove_prefix(kShapePrefix.size());
   }
-  const std::string trimmed = Trim(text);
+  const std::string trimmed = TrimBlanks(text);
   if (trimmed.empty()) {
     rt::Raise(rt::err::kUnspecified, "Provider cannot be found. It may not be properly installed.",
               "ADODB.Connection");
@@ -297,12 +237,12 @@ Route RouteConnection(std::string_view connectionString, std::string_view provid
   }
   route.keys = ParseConnectionString(trimmed);
   route.rest = trimmed;
-  route.provider = Trim(First(route.keys, {"PROVIDER"}));
-  if (route.provider.empty()) route.provider = Trim(providerProperty);
+  route.provider = TrimBlanks(First(route.keys, {"PROVIDER"}));
+  if (route.provider.empty()) route.provider = TrimBlanks(providerProperty);
   switch (KindOfProvider(route.provider)) {
     case ProviderKind::File:
       route.kind = StoreKind::File;
-      route.dataSource = Trim(First(route.keys, {"DATA SOURCE", "DBQ"}));
+      route.dataSource = TrimBlanks(First(route.keys, {"DATA SOURCE", "DBQ"}));
       // The password key is written with a blank before "=" by the library.
       for (const auto& [key, value] : route.keys) {
         std::string k = key;
@@ -324,11 +264,12 @@ Route RouteConnection(std::string_view connectionString, std::string_view provid
   const auto odbcKeys = ParseConnectionString(route.odbc);
   route.driver = Unbraced(First(odbcKeys, {"DRIVER"}));
   route.dsn = First(odbcKeys, {"DSN"});
-  route.server = Trim(First(odbcKeys, {"SERVER", "SERVERNAME", "HOST", "DATABASE"}));
-  route.user = Trim(First(odbcKeys, {"UID"}));
+  route.server = TrimBlanks(First(odbcKeys, {"SERVER", "SERVERNAME", "HOST", "DATABASE"}));
+  route.user = TrimBlanks(First(odbcKeys, {"UID"}));
   route.secret = Unwrap(First(odbcKeys, {"PWD"}));
   route.dataSource = route.dsn.empty() ? route.server : route.dsn;
-  const std::string timeout = Trim(First(route.keys, {"CONNECT TIMEOUT", "CONNECTION TIMEOUT"}));
+  const std::string timeout =
+      TrimBlanks(First(route.keys, {"CONNECT TIMEOUT", "CONNECTION TIMEOUT"}));
   if (!timeout.empty() && std::all_of(timeout.begin(), timeout.end(), ::isdigit) &&
       timeout.size() < 6) {
     route.loginTimeout = std::stoi(timeout);

@@ -6,6 +6,8 @@
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/runtime/convert.h"
+#include "zmdb/runtime/datetime.h"
+#include "zmdb/runtime/text.h"
 
 namespace zmdb::dal {
 
@@ -102,12 +104,6 @@ bool IsSizedText(std::int32_t t) {
   return t == 129 || t == 130 || t == 200 || t == 202;
 }
 
-std::size_t Utf8Length(std::string_view s) {
-  std::size_t n = 0;
-  for (unsigned char c : s) n += (c & 0xC0) != 0x80;
-  return n;
-}
-
 // The canonical date text "yyyy-mm-dd hh:nn:ss" read by position, the form
 // every date column of the file store holds; anything else goes to ParseDate.
 std::optional<rt::Date> ParseStoredDate(std::string_view t) {
@@ -124,19 +120,8 @@ std::optional<rt::Date> ParseStoredDate(std::string_view t) {
       t[16] == ':' && digits(0, 4, y) && digits(5, 2, mo) && digits(8, 2, d) && digits(11, 2, h) &&
       digits(14, 2, mi) && digits(17, 2, s) && mo >= 1 && mo <= 12 && d >= 1 && d <= 31 && h < 24 &&
       mi < 60 && s < 60 && y >= 1900) {
-    // Days from civil (proleptic Gregorian), shifted to the 1899-12-30 epoch.
-    const int yy = y - (mo <= 2);
-    const int era = (yy >= 0 ? yy : yy - 399) / 400;
-    const int yoe = yy - era * 400;
-    const int doy = (153 * (mo + (mo > 2 ? -3 : 9)) + 2) / 5 + d - 1;
-    const int doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
-    const long days = static_cast<long>(era) * 146097 + doe - 719468;  // since 1970-01-01
-    const double serial = static_cast<double>(days + 25569);
-    const double time = (h * 3600 + mi * 60 + s) / 86400.0;
-    static constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    const bool leap = (y % 4 == 0 && y % 100 != 0) || y % 400 == 0;
-    if (d > kDays[mo - 1] + (mo == 2 && leap)) return std::nullopt;
-    return rt::Date{serial + time};
+    if (d > rt::DaysInMonth(y, mo)) return std::nullopt;
+    return rt::MakeDate(y, mo, d, h, mi, s);
   }
   return rt::ParseDate(t);
 }
@@ -464,11 +449,11 @@ rt::Variant ConvertForColumn(const rt::Variant& value, const ColumnInfo& column)
         kAdoSource);
   }
   if (IsSizedText(column.adoType) && column.definedSize > 0 && converted.IsString() &&
-      Utf8Length(converted.AsString()) > static_cast<std::size_t>(column.definedSize)) {
+      rt::Utf8Length(converted.AsString()) > static_cast<std::size_t>(column.definedSize)) {
     rt::RaiseDetailed(rt::err::kMultipleStep,
                       "The field '" + column.name +
                           "' is too small to accept the amount of data: " +
-                          std::to_string(Utf8Length(converted.AsString())) + " characters for " +
+                          std::to_string(rt::Utf8Length(converted.AsString())) + " characters for " +
                           std::to_string(column.definedSize),
                       kAdoSource);
   }

@@ -1,8 +1,12 @@
 # The data-access layer: backend-independent objects (Connection, Recordset,
-# Field, Errors), the client-side filter, and the routing of connection strings.
-target_sources(zmdb PRIVATE
+# Field, Errors), the client-side filter, the routing of connection strings
+# and the registry of the stores routes lead to.
+zmdb_sources(
   ${CMAKE_CURRENT_LIST_DIR}/filter.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/connstr.cpp
   ${CMAKE_CURRENT_LIST_DIR}/router.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/store_registry.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/typecodes.cpp
   ${CMAKE_CURRENT_LIST_DIR}/connection.cpp
   ${CMAKE_CURRENT_LIST_DIR}/recordset.cpp
   ${CMAKE_CURRENT_LIST_DIR}/recordset_writeback.cpp

@@ -2,13 +2,18 @@
 // shared ValueOrDefault helper.
 #include "zmdb/frame/component.h"
 
+#include "zmdb/dal/stores/builtin.h"
 #include "zmdb/frame/state.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/host.h"
 
 namespace zmdb {
 
-clsZMDBFunc::clsZMDBFunc() = default;
+// Every connection and database the object opens reaches its store through
+// the registry, so the library's own stores are in place before any is used.
+clsZMDBFunc::clsZMDBFunc() {
+  dal::RegisterBuiltInStores();
+}
 
 clsZMDBFunc::~clsZMDBFunc() {
   // Each step runs even when an earlier one failed. The default database,

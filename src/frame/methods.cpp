@@ -123,19 +123,50 @@ Variant S(const char* s) {
 
 constexpr std::int32_t kDispBase = 0x60030000;
 
-// What methods without an invoker wait for.
-constexpr std::string_view kNeedsDal = "the data-access layer";
-constexpr std::string_view kNeedsUi = "the host control bindings";
+// Where a method lives: its subsystem folder and source file; for a method
+// not built yet, the file it will be written in and what it is waiting for.
+struct Home {
+  std::string_view subsystem;
+  std::string_view source;
+  std::string_view needs = {};
+};
 
-MethodSpec M(int place, std::string_view name, ArgType result, GuardKind guard,
-             std::vector<ArgSpec> args, Invoker invoke = {}, std::string_view needs = kNeedsDal) {
-  return {name,
-          kDispBase + place,
-          result,
-          guard,
-          std::move(args),
-          std::move(invoke),
-          invoke ? std::string_view() : needs};
+// Built.
+constexpr Home kErrors{"frame", "src/frame/errors.cpp"};
+constexpr Home kConnections{"connect", "src/connect/connections.cpp"};
+constexpr Home kConnStrings{"connect", "src/connect/methods.cpp"};
+constexpr Home kProbes{"schema", "src/schema/probes.cpp"};
+constexpr Home kSingle{"records", "src/records/single.cpp"};
+constexpr Home kMaxId{"records", "src/records/maxid.cpp"};
+constexpr Home kTypes{"types", "src/types/methods.cpp"};
+constexpr Home kSqlconv{"sqlconv", "src/sqlconv/methods.cpp"};
+// Not built yet.
+constexpr Home kCreate{"connect", "src/connect/create.cpp", "database creation"};
+constexpr Home kServer{"connect", "src/connect/server.cpp",
+                       "the server catalogue, rights and procedures"};
+constexpr Home kTables{"schema", "src/schema/tables.cpp",
+                       "table definitions on both stores, with linked tables"};
+constexpr Home kFields{"schema", "src/schema/fields.cpp", "field changes on both stores"};
+constexpr Home kIndexes{"schema", "src/schema/indexes.cpp", "index changes on both stores"};
+constexpr Home kRelations{"schema", "src/schema/relations.cpp", "relations on both stores"};
+constexpr Home kQueries{"schema", "src/schema/queries.cpp",
+                        "saved queries and views on both stores"};
+constexpr Home kListings{"schema", "src/schema/listings.cpp", "the catalogue listings"};
+constexpr Home kStructure{"schema", "src/schema/structure.cpp", "table-structure copying"};
+constexpr Home kWorking{"records", "src/records/working.cpp", "the working recordset"};
+constexpr Home kCopying{"records", "src/records/copying.cpp", "recordset copying"};
+constexpr Home kNulls{"records", "src/records/nulls.cpp", "null normalisation and field lists"};
+constexpr Home kFabricated{"records", "src/records/fabricated.cpp", "fabricated recordsets"};
+constexpr Home kBackup{"files", "src/files/backup.cpp", "the recordset text backup format"};
+constexpr Home kExport{"files", "src/files/export.cpp",
+                       "the foreign-format writers and the export-type dialog"};
+constexpr Home kLists{"ui", "src/ui/lists.cpp", "list filling through the list-control contract"};
+constexpr Home kForms{"ui", "src/ui/forms.cpp", "the form-description parser"};
+
+MethodSpec M(const Home& home, int place, std::string_view name, ArgType result, GuardKind guard,
+             std::vector<ArgSpec> args, Invoker invoke = {}) {
+  return {name,       kDispBase + place, result,     guard, std::move(args), std::move(invoke),
+          home.needs, home.subsystem,    home.source};
 }
 
 std::vector<MethodSpec> BuildTable() {
@@ -145,217 +176,221 @@ std::vector<MethodSpec> BuildTable() {
   // 57 are private procedures (the form-text parser, RecordError,
   // ShowDebugError). They hold places in the numbering but are not methods.
   std::vector<MethodSpec> t;
-  t.push_back(M(2, "dbAddCtrl", Boolean, G::Recording,
+  t.push_back(M(kLists, 2, "dbAddCtrl", Boolean, G::Recording,
                 {Ref("Ctrl", Variant), In("fsFldName", String), In("sSQL", String),
                  OptRef("Conn", Variant)}));
-  t.push_back(M(3, "dbAddCtrlEx", Boolean, G::Recording,
+  t.push_back(M(kLists, 3, "dbAddCtrlEx", Boolean, G::Recording,
                 {Ref("Ctrl", Variant), In("fsTblName", String), In("fsFldName", String),
                  Opt("fItemData", String), Opt("fsSort", String), Opt("fsCondition", String),
                  Opt("fsFilterData", String), OptRef("Conn", Variant)}));
-  t.push_back(
-      M(4, "dbAddFieldsName", Boolean, G::Recording, {Ref("Ctrl", Variant), Ref("rs", Object)}));
-  t.push_back(M(5, "dbBackupRecordset", Boolean, G::Recording,
+  t.push_back(M(kLists, 4, "dbAddFieldsName", Boolean, G::Recording,
+                {Ref("Ctrl", Variant), Ref("rs", Object)}));
+  t.push_back(M(kBackup, 5, "dbBackupRecordset", Boolean, G::Recording,
                 {Ref("rs", Object), In("fsFile", String), Opt("fsSeparator", String, S(",")),
                  Opt("fsNote", String), Opt("fbNonInfo", Boolean, B(false)),
                  Opt("fsDateFmt", String), OptRef("Ctrl", Variant)}));
-  t.push_back(M(6, "dbRestoreRecordset", Object, G::Recording,
+  t.push_back(M(kBackup, 6, "dbRestoreRecordset", Object, G::Recording,
                 {In("fsFile", String), Opt("fsSeparator", String, S(",")),
                  Opt("fbNote", Boolean, B(false)), Opt("fsFieldNames", String),
                  Opt("fsFieldTypes", String), Opt("fsFieldLen", String), OptRef("Ctrl", Variant)}));
-  t.push_back(M(7, "dbCloneRecord", Object, G::Recording, {Ref("rs", Object)}));
-  t.push_back(M(8, "dbCopyRecordset", Boolean, G::Recording,
+  t.push_back(M(kCopying, 7, "dbCloneRecord", Object, G::Recording, {Ref("rs", Object)}));
+  t.push_back(M(kCopying, 8, "dbCopyRecordset", Boolean, G::Recording,
                 {Ref("rs", Object), In("fsTblName", String), OptRef("Conn", Variant)}));
-  t.push_back(M(9, "dbCopyRows", Boolean, G::Recording,
+  t.push_back(M(kCopying, 9, "dbCopyRows", Boolean, G::Recording,
                 {In("fsSrcTblName", String), In("fsDstTblName", String), Opt("fsCondition", String),
                  OptRef("SrcConn", Variant), OptRef("DstConn", Variant)}));
-  t.push_back(M(10, "dbCopyTblData", Boolean, G::Recording,
+  t.push_back(M(kStructure, 10, "dbCopyTblData", Boolean, G::Recording,
                 {In("fsSrcTblName", String), In("fsDstTblName", String), Opt("fsCondition", String),
                  OptRef("Conn", Variant)}));
-  t.push_back(M(11, "dbCopyTblStruct", Boolean, G::Recording,
+  t.push_back(M(kStructure, 11, "dbCopyTblStruct", Boolean, G::Recording,
                 {In("fsSrcTblName", String), In("fsDstTblName", String), OptRef("SrcConn", Variant),
                  OptRef("DstConn", Variant)}));
-  t.push_back(M(12, "dbCreateTblStruct", Boolean, G::Recording,
+  t.push_back(M(kStructure, 12, "dbCreateTblStruct", Boolean, G::Recording,
                 {In("fsTblName", String), Ref("fTFieldStruct", Array), OptRef("Conn", Variant)}));
-  t.push_back(M(13, "dbCreateVRecord", Object, G::Unguarded, {Ref("fTFieldStruct", Array)}));
-  t.push_back(M(14, "dbGetFieldSQLStr", String, G::Recording,
+  t.push_back(
+      M(kFabricated, 13, "dbCreateVRecord", Object, G::Unguarded, {Ref("fTFieldStruct", Array)}));
+  t.push_back(M(kStructure, 14, "dbGetFieldSQLStr", String, G::Recording,
                 {In("fsTblName", String), In("fsFldName", String), OptRef("Conn", Variant)}));
-  t.push_back(M(15, "dbGetFieldsName", String, G::Unguarded,
+  t.push_back(M(kNulls, 15, "dbGetFieldsName", String, G::Unguarded,
                 {Ref("fsTblName", String), Ref("Conn", Variant), OptRef("fsFields", String, S("*")),
                  OptRef("fsRetType", String)}));
-  t.push_back(M(16, "dbSetNullToZero", Boolean, G::Silent,
+  t.push_back(M(kNulls, 16, "dbSetNullToZero", Boolean, G::Silent,
                 {Ref("fsTblName", String), Ref("Conn", Variant), OptRef("fsFields", String, S("*")),
                  OptRef("fsCondition", String), OptRef("fbOnlyNumeric", Boolean, B(false))}));
-  t.push_back(M(17, "dbGetFormCtlInfo", Array, G::Recording,
-                {In("fsFormFile", String), Opt("fsCtlType", String)}, {}, kNeedsUi));
-  t.push_back(M(18, "LoSplitVBLineInfo", Boolean, G::Silent,
-                {In("fsLine", String), Ref("fsKey", String), Ref("fsValue", String)}, {},
-                kNeedsUi));
-  t.push_back(M(19, "dbGetTblStruct", Array, G::Recording,
+  t.push_back(M(kForms, 17, "dbGetFormCtlInfo", Array, G::Recording,
+                {In("fsFormFile", String), Opt("fsCtlType", String)}));
+  t.push_back(M(kForms, 18, "LoSplitVBLineInfo", Boolean, G::Silent,
+                {In("fsLine", String), Ref("fsKey", String), Ref("fsValue", String)}));
+  t.push_back(M(kStructure, 19, "dbGetTblStruct", Array, G::Recording,
                 {In("fsTblName", String), OptRef("Conn", Variant)}));
-  t.push_back(M(21, "dbCreateRecord", Boolean, G::Recording,
+  t.push_back(M(kWorking, 21, "dbCreateRecord", Boolean, G::Recording,
                 {Ref("TFieldRec", Array), OptRef("Conn", Variant)}));
-  t.push_back(M(22, "dbSetRecordset", Boolean, G::Silent,
+  t.push_back(M(kWorking, 22, "dbSetRecordset", Boolean, G::Silent,
                 {In("sSource", String), Opt("CursorType", Long), Opt("LockType", Long)}));
-  t.push_back(M(23, "dbCloseRecordset", Boolean, G::Silent, {}));
-  t.push_back(M(24, "dbGetRecord", Array, G::Recording,
+  t.push_back(M(kWorking, 23, "dbCloseRecordset", Boolean, G::Silent, {}));
+  t.push_back(M(kWorking, 24, "dbGetRecord", Array, G::Recording,
                 {In("fsTblName", String), In("fsFldName", String), Ref("flCount", Long),
                  Opt("sSQL", String), OptRef("Conn", Variant)}));
-  t.push_back(M(25, "dbIsExist", Boolean, G::Silent,
+  t.push_back(M(kSingle, 25, "dbIsExist", Boolean, G::Silent,
                 {In("fsTblName", String), In("fsFldName", String), In("fItemData", String),
                  Opt("fType", Long), Opt("fsCondition", String), OptRef("Conn", Variant)},
                 Bind(&C::dbIsExist)));
-  t.push_back(M(26, "dbGetValue", Boolean, G::Silent,
+  t.push_back(M(kSingle, 26, "dbGetValue", Boolean, G::Silent,
                 {In("fsTblName", String), In("fsFldName", String), In("fsCondition", String),
                  Ref("fItemData", String), OptRef("Conn", Variant)},
                 Bind(&C::dbGetValue)));
-  t.push_back(M(27, "dbDeleteItem", Boolean, G::Silent,
+  t.push_back(M(kSingle, 27, "dbDeleteItem", Boolean, G::Silent,
                 {In("fsTblName", String), Opt("fsCondition", String), OptRef("Conn", Variant)},
                 Bind(&C::dbDeleteItem)));
-  t.push_back(M(28, "dbModifyItem", Boolean, G::Silent,
+  t.push_back(M(kSingle, 28, "dbModifyItem", Boolean, G::Silent,
                 {In("fsTblName", String), In("fsFldName", String), In("fNewItemData", String),
                  In("fsCondition", String), OptRef("Conn", Variant)},
                 Bind(&C::dbModifyItem)));
-  t.push_back(M(29, "dbRecordCounts", Long, G::Unguarded,
+  t.push_back(M(kSingle, 29, "dbRecordCounts", Long, G::Unguarded,
                 {Ref("fsTblName", String), Ref("Conn", Variant), OptRef("fsCondition", String)},
                 Bind(&C::dbRecordCounts)));
-  t.push_back(M(30, "dbGetMaxID", String, G::Recording,
+  t.push_back(M(kMaxId, 30, "dbGetMaxID", String, G::Recording,
                 {In("fsTblName", String), Opt("fsIDFld", String, S("ID")), OptRef("Conn", Variant),
                  Opt("fbIsStr", Boolean, B(false)), Opt("flLen", Long, L(8)),
                  OptRef("bIsSQL", Boolean, B(false)), OptRef("fsConditionSQL", String, S(""))},
                 Bind(&C::dbGetMaxID)));
-  t.push_back(M(31, "dbOpenDateBase", Boolean, G::Silent,
+  // "dbOpenDateBase" keeps the interface's spelling on purpose.
+  t.push_back(M(kConnections, 31, "dbOpenDateBase", Boolean, G::Silent,
                 {Ref("fsFilename", String), Ref("fsConnStr", String)}, Bind(&C::dbOpenDateBase)));
-  t.push_back(M(32, "dbSetConnect", Boolean, G::Recording,
+  t.push_back(M(kConnections, 32, "dbSetConnect", Boolean, G::Recording,
                 {Ref("fsConnStr", String), In("IsDAO", Boolean), Opt("CursorLocation", Long),
                  OptRef("fConn", Variant)},
                 Bind(&C::dbSetConnect)));
-  t.push_back(
-      M(33, "dbGetConnect", Object, G::Recording, {In("IsDAO", Boolean)}, Bind(&C::dbGetConnect)));
-  t.push_back(M(34, "dbCloseConnect", Boolean, G::Recording, {In("IsDAO", Boolean)},
+  t.push_back(M(kConnections, 33, "dbGetConnect", Object, G::Recording, {In("IsDAO", Boolean)},
+                Bind(&C::dbGetConnect)));
+  t.push_back(M(kConnections, 34, "dbCloseConnect", Boolean, G::Recording, {In("IsDAO", Boolean)},
                 Bind(&C::dbCloseConnect)));
-  t.push_back(M(35, "dbIsSQLConnect", Boolean, G::Unguarded, {Ref("Conn", Variant)},
+  t.push_back(M(kConnections, 35, "dbIsSQLConnect", Boolean, G::Unguarded, {Ref("Conn", Variant)},
                 Bind(&C::dbIsSQLConnect)));
-  t.push_back(M(36, "dbGetConnString", String, G::Recording, {In("IsDAO", Boolean)},
+  t.push_back(M(kConnStrings, 36, "dbGetConnString", String, G::Recording, {In("IsDAO", Boolean)},
                 Bind(&C::dbGetConnString)));
-  t.push_back(M(37, "dbGetJetConnect", String, G::Unguarded,
+  t.push_back(M(kConnStrings, 37, "dbGetJetConnect", String, G::Unguarded,
                 {Ref("fsDatabase", String), OptRef("fsPasswd", String),
                  Opt("fbIsShape", Boolean, B(false)), OptRef("fsJetVersion", String, S("3.51"))},
                 Bind(&C::dbGetJetConnect)));
-  t.push_back(M(38, "dbGetSQLConnect", String, G::Unguarded,
+  t.push_back(M(kConnStrings, 38, "dbGetSQLConnect", String, G::Unguarded,
                 {Ref("fsUser", String), Ref("fsDatabase", String), OptRef("fsPasswd", String),
                  OptRef("fsServer", String), Opt("fbIsShape", Boolean, B(false)),
                  OptRef("fsDSN", String), Opt("fiType", Long, L(1))},
                 Bind(&C::dbGetSQLConnect)));
   t.push_back(
-      M(39, "dbCreateDBItem", Boolean, G::Recording,
+      M(kCreate, 39, "dbCreateDBItem", Boolean, G::Recording,
         {Ref("PathFileName", String), OptRef("fsPasswd", String), OptRef("fsNewDBFile", String),
          Opt("fbMsgWarn", Boolean), Opt("fbSQL", Boolean, B(false)), Opt("fsUserName", String),
          Opt("fsServer", String), Opt("fsDatabase", String),
          Opt("fsLang", String, S(";LANGID=0x0804;CP=936;COUNTRY=0"))}));
-  t.push_back(M(40, "dbCreateDBADOX", Boolean, G::ResumeNext, {Ref("strDBPath", String)}));
-  t.push_back(M(41, "dbCloseDBItem", Boolean, G::Recording, {}));
-  t.push_back(M(42, "dbTableDefs", Array, G::Recording,
+  t.push_back(M(kCreate, 40, "dbCreateDBADOX", Boolean, G::ResumeNext, {Ref("strDBPath", String)}));
+  t.push_back(M(kCreate, 41, "dbCloseDBItem", Boolean, G::Recording, {}));
+  t.push_back(M(kListings, 42, "dbTableDefs", Array, G::Recording,
                 {OptRef("Conn", Variant), Opt("fbSystem", Boolean, B(false))}));
-  t.push_back(M(43, "dbQueryDefs", Array, G::Recording, {OptRef("Conn", Variant)}));
-  t.push_back(M(44, "dbProperties", Array, G::Recording,
+  t.push_back(M(kListings, 43, "dbQueryDefs", Array, G::Recording, {OptRef("Conn", Variant)}));
+  t.push_back(M(kListings, 44, "dbProperties", Array, G::Recording,
                 {In("fsTblName", String), Opt("fsFldName", String), OptRef("Conn", Variant)}));
-  t.push_back(
-      M(45, "dbFields", Array, G::Recording, {In("fsTblName", String), OptRef("Conn", Variant)}));
-  t.push_back(M(46, "dbQueryExists", Boolean, G::Silent,
+  t.push_back(M(kListings, 45, "dbFields", Array, G::Recording,
+                {In("fsTblName", String), OptRef("Conn", Variant)}));
+  t.push_back(M(kProbes, 46, "dbQueryExists", Boolean, G::Silent,
                 {In("fsQryName", String), OptRef("Conn", Variant),
                  OptRef("fbIsSQLServer", Boolean, B(false))},
                 Bind(&C::dbQueryExists)));
-  t.push_back(M(47, "dbTableExists", Boolean, G::OwnHandler,
+  t.push_back(M(kProbes, 47, "dbTableExists", Boolean, G::OwnHandler,
                 {In("fsTblName", String), OptRef("Conn", Variant)}, Bind(&C::dbTableExists)));
-  t.push_back(M(48, "dbFieldExists", Boolean, G::Silent,
+  t.push_back(M(kProbes, 48, "dbFieldExists", Boolean, G::Silent,
                 {In("fsTblName", String), In("fsFldName", String), OptRef("Conn", Variant)},
                 Bind(&C::dbFieldExists)));
   t.push_back(
-      M(49, "dbIndexExists", Boolean, G::Silent,
+      M(kProbes, 49, "dbIndexExists", Boolean, G::Silent,
         {In("fsTblName", String), Opt("fsIndexName", String), Opt("fbIsSQLServer", Boolean)},
         Bind(&C::dbIndexExists)));
-  t.push_back(M(50, "dbCreateTableItem", Boolean, G::Recording,
+  // "VirturlIndex" keeps the interface's spelling on purpose.
+  t.push_back(M(kTables, 50, "dbCreateTableItem", Boolean, G::Recording,
                 {In("fsTblName", String), Opt("TblConn", String), Opt("bSavePasswd", Boolean),
                  Opt("VirturlIndex", String), OptRef("Conn", Variant)}));
-  t.push_back(M(51, "dbCreateTableOver", Boolean, G::Recording, {In("fsTblName", String)}));
-  t.push_back(M(52, "dbSetTableItem", Boolean, G::Recording, {In("fsTblName", String)}));
-  t.push_back(M(53, "dbCloseTable", Boolean, G::Recording, {In("fsTblName", String)}));
-  t.push_back(M(54, "dbRemoveTableItem", Boolean, G::Recording,
-                {In("fsTblName", String), Opt("fbIsSQLServer", Boolean), OptRef("Conn", Variant)}));
-  t.push_back(M(55, "dbModifyTableName", Boolean, G::Recording,
-                {In("fsOldName", Variant), In("fsNewName", String), OptRef("Conn", Variant)}));
-  t.push_back(M(58, "dbGetLastError", Record, G::Unguarded, {}, Bind(&C::dbGetLastError)));
-  t.push_back(M(59, "dbClearError", Void, G::Unguarded, {}, Bind(&C::dbClearError)));
   t.push_back(
-      M(60, "dbSetDebug", Variant, G::Unguarded, {In("fbDebug", Boolean)}, Bind(&C::dbSetDebug)));
-  t.push_back(M(61, "dbSetAppTitle", Void, G::Unguarded, {In("fsAppTitle", String)},
+      M(kTables, 51, "dbCreateTableOver", Boolean, G::Recording, {In("fsTblName", String)}));
+  t.push_back(M(kTables, 52, "dbSetTableItem", Boolean, G::Recording, {In("fsTblName", String)}));
+  t.push_back(M(kTables, 53, "dbCloseTable", Boolean, G::Recording, {In("fsTblName", String)}));
+  t.push_back(M(kTables, 54, "dbRemoveTableItem", Boolean, G::Recording,
+                {In("fsTblName", String), Opt("fbIsSQLServer", Boolean), OptRef("Conn", Variant)}));
+  t.push_back(M(kTables, 55, "dbModifyTableName", Boolean, G::Recording,
+                {In("fsOldName", Variant), In("fsNewName", String), OptRef("Conn", Variant)}));
+  t.push_back(M(kErrors, 58, "dbGetLastError", Record, G::Unguarded, {}, Bind(&C::dbGetLastError)));
+  t.push_back(M(kErrors, 59, "dbClearError", Void, G::Unguarded, {}, Bind(&C::dbClearError)));
+  t.push_back(M(kErrors, 60, "dbSetDebug", Variant, G::Unguarded, {In("fbDebug", Boolean)},
+                Bind(&C::dbSetDebug)));
+  t.push_back(M(kErrors, 61, "dbSetAppTitle", Void, G::Unguarded, {In("fsAppTitle", String)},
                 Bind(&C::dbSetAppTitle)));
-  t.push_back(M(62, "dbDisplayADOError", Void, G::Unguarded, {Ref("cn", Variant)},
+  t.push_back(M(kErrors, 62, "dbDisplayADOError", Void, G::Unguarded, {Ref("cn", Variant)},
                 Bind(&C::dbDisplayADOError)));
-  t.push_back(M(63, "dbCreateFieldItem", Boolean, G::Recording,
+  t.push_back(M(kFields, 63, "dbCreateFieldItem", Boolean, G::Recording,
                 {In("fsTblName", String), In("fsFldName", String), Opt("flType", Long, L(4)),
                  Opt("flSize", Long), Opt("flAttributes", Long), Opt("fsDefaultValue", String),
                  Opt("fiOrdinalPosition", Integer), Opt("fbAllowZeroLength", Boolean, B(true)),
                  Opt("fbRequired", Boolean, B(false))}));
-  t.push_back(M(64, "dbRemoveFieldItem", Boolean, G::Recording,
+  t.push_back(M(kFields, 64, "dbRemoveFieldItem", Boolean, G::Recording,
                 {In("fsTblName", String), In("fsFldName", String), OptRef("bIsAdodb", Boolean)}));
-  t.push_back(M(65, "dbModifyFieldName", Boolean, G::Recording,
+  t.push_back(M(kFields, 65, "dbModifyFieldName", Boolean, G::Recording,
                 {In("fsTblName", String), In("fsOldName", Variant), In("fsNewName", String),
                  OptRef("Conn", Variant)}));
-  t.push_back(M(66, "dbIndexDefs", Array, G::Recording,
+  t.push_back(M(kIndexes, 66, "dbIndexDefs", Array, G::Recording,
                 {In("fsTblName", String), OptRef("Conn", Variant)}));
   t.push_back(
-      M(67, "dbCreateIndexItem", Boolean, G::Recording,
+      M(kIndexes, 67, "dbCreateIndexItem", Boolean, G::Recording,
         {In("fsTblName", String), Opt("fsIndexName", String), Opt("fsIndexField", String, S("ID")),
          Opt("fbPrimary", Boolean, B(true)), Opt("fbRequired", Boolean, B(true)),
          Opt("fbClustered", Boolean, B(true)), Opt("fbUnique", Boolean, B(true)),
          Opt("fbIgnoreNulls", Boolean, B(false)), Opt("fsGroupName", String, S("PRIMARY")),
          Opt("fbIsSQLServer", Boolean, B(false))}));
   t.push_back(
-      M(68, "dbRemoveIndexItem", Boolean, G::OwnHandler,
+      M(kIndexes, 68, "dbRemoveIndexItem", Boolean, G::OwnHandler,
         {In("fsTblName", String), Opt("fsIndexName", String), Opt("fbIsSQLServer", Boolean)}));
-  t.push_back(M(69, "dbCreateRelationItem", Boolean, G::Recording,
+  t.push_back(M(kRelations, 69, "dbCreateRelationItem", Boolean, G::Recording,
                 {In("fsFldName", String), Opt("fsTblName", String), Opt("fsForeignTable", String),
                  Opt("fAttributes", Long), Opt("fsForeignName", String), Opt("fsName", String)}));
-  t.push_back(M(70, "dbCreateQueryItem", Boolean, G::Recording,
+  t.push_back(M(kQueries, 70, "dbCreateQueryItem", Boolean, G::Recording,
                 {In("fsQueryName", String), In("fSQLText", String), Opt("fbIsSQLServer", Boolean),
                  OptRef("Conn", Variant)}));
   t.push_back(
-      M(71, "dbRemoveQueryItem", Boolean, G::Recording,
+      M(kQueries, 71, "dbRemoveQueryItem", Boolean, G::Recording,
         {In("fsQueryName", String), Opt("fbIsSQLServer", Boolean), OptRef("Conn", Variant)}));
-  t.push_back(M(72, "dbListSQLDBase", Array, G::Recording,
+  t.push_back(M(kServer, 72, "dbListSQLDBase", Array, G::Recording,
                 {In("fsServer", String), Ref("fsUser", String), Ref("fsPwd", String),
                  OptRef("fsProvider", String, S("SQLOLEDB"))}));
-  t.push_back(M(73, "dbSQLTblExists", Boolean, G::Silent,
+  t.push_back(M(kServer, 73, "dbSQLTblExists", Boolean, G::Silent,
                 {Ref("fsTbl", String), Ref("fsServer", String), Ref("fsUser", String),
                  Ref("fsPwd", String), OptRef("fsProvider", String, S("SQLOLEDB"))}));
-  t.push_back(M(74, "dbExecProc", Boolean, G::OwnHandler,
+  t.push_back(M(kServer, 74, "dbExecProc", Boolean, G::OwnHandler,
                 {In("cn", Variant), Ref("ProcName", String), Ref("InputParm", Array),
                  Opt("RetParm", Object)}));
-  t.push_back(M(75, "dbListSQLTables", Array, G::Recording,
+  t.push_back(M(kServer, 75, "dbListSQLTables", Array, G::Recording,
                 {Ref("fsVal", Variant), In("Conn", Variant), Opt("bIsAll", Boolean, B(false))}));
-  t.push_back(M(76, "dbGetServerDate", Date, G::Unguarded, {In("fConn", Variant)}));
-  t.push_back(M(77, "dbSetSQLDBRight", Boolean, G::Silent,
+  t.push_back(M(kServer, 76, "dbGetServerDate", Date, G::Unguarded, {In("fConn", Variant)}));
+  t.push_back(M(kServer, 77, "dbSetSQLDBRight", Boolean, G::Silent,
                 {In("cn", Object), Ref("sTblName", String), In("Operator", Long),
                  OptRef("fsGroupOrUser", String, S("Public"))}));
-  t.push_back(M(78, "dbCSql", String, G::Unguarded, {Ref("fsSQL", String)}, Bind(&C::dbCSql)));
   t.push_back(
-      M(79, "dbExport", Boolean, G::OwnHandler,
+      M(kSqlconv, 78, "dbCSql", String, G::Unguarded, {Ref("fsSQL", String)}, Bind(&C::dbCSql)));
+  t.push_back(
+      M(kExport, 79, "dbExport", Boolean, G::OwnHandler,
         {Ref("fsSQL", String), Ref("Conn", Variant), Opt("fsDefaultFile", String),
          Opt("fbNoFiledlg", Boolean), Opt("fbNoTypeSelect", Boolean), Opt("fsDefType", Long)}));
-  t.push_back(M(80, "dbGetFldTypeDesc", String, G::Unguarded,
+  t.push_back(M(kTypes, 80, "dbGetFldTypeDesc", String, G::Unguarded,
                 {In("iType", Long), Opt("bIsADO", Boolean, B(true))}, Bind(&C::dbGetFldTypeDesc)));
-  t.push_back(
-      M(81, "dbAdo2DaoType", Long, G::Unguarded, {Ref("flType", Long)}, Bind(&C::dbAdo2DaoType)));
-  t.push_back(
-      M(82, "dbDao2AdoType", Long, G::Unguarded, {Ref("flType", Long)}, Bind(&C::dbDao2AdoType)));
-  t.push_back(M(83, "dbGetHXType", String, G::Unguarded,
+  t.push_back(M(kTypes, 81, "dbAdo2DaoType", Long, G::Unguarded, {Ref("flType", Long)},
+                Bind(&C::dbAdo2DaoType)));
+  t.push_back(M(kTypes, 82, "dbDao2AdoType", Long, G::Unguarded, {Ref("flType", Long)},
+                Bind(&C::dbDao2AdoType)));
+  t.push_back(M(kTypes, 83, "dbGetHXType", String, G::Unguarded,
                 {Ref("flType", Long), OptRef("fbIsDAO", Boolean, B(true))}, Bind(&C::dbGetHXType)));
-  t.push_back(M(84, "dbGetFieldType", String, G::Unguarded,
+  t.push_back(M(kTypes, 84, "dbGetFieldType", String, G::Unguarded,
                 {In("flType", Long), OptRef("fbIsAdo", Boolean, B(true))},
                 Bind(&C::dbGetFieldType)));
-  t.push_back(
-      M(85, "dbGetDAODesc", String, G::Unguarded, {Ref("feDAO", Long)}, Bind(&C::dbGetDAODesc)));
+  t.push_back(M(kTypes, 85, "dbGetDAODesc", String, G::Unguarded, {Ref("feDAO", Long)},
+                Bind(&C::dbGetDAODesc)));
   return t;
 }
 

@@ -1,5 +1,5 @@
 # The component object, shared state, guard kinds, error capture, method table.
-target_sources(zmdb PRIVATE
+zmdb_sources(
   ${CMAKE_CURRENT_LIST_DIR}/component.cpp
   ${CMAKE_CURRENT_LIST_DIR}/state.cpp
   ${CMAKE_CURRENT_LIST_DIR}/guard.cpp

@@ -1,6 +1,7 @@
 #include "zmdb/frame/state.h"
 
 #include "zmdb/dal/dao/dao.h"
+#include "zmdb/dal/stores/builtin.h"
 #include "zmdb/runtime/error.h"
 
 namespace zmdb::frame {
@@ -36,6 +37,7 @@ void SetEngineFactory(ObjectFactory factory) {
 rt::ObjectRef Engine() {
   LibraryState& lib = Library();
   if (!lib.engine) {
+    dal::RegisterBuiltInStores();
     // Without an installed factory the engine is the file store's own.
     lib.engine = EngineFactory() ? EngineFactory()() : std::make_shared<dal::dao::DBEngine>();
   }

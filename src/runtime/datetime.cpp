@@ -39,16 +39,6 @@ void CivilFromDays(std::int64_t z, int& year, int& month, int& day) {
 // static initialisation in other files see it.
 constexpr std::int64_t kEpochDays = DaysFromCivil(1899, 12, 30);
 
-constexpr bool IsLeap(int y) {
-  return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0;
-}
-
-// Days in month `m` (1-12) of year `y`.
-int DaysInMonth(int y, int m) {
-  static constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  return m == 2 && IsLeap(y) ? 29 : kDays[m - 1];
-}
-
 // The serial of day number `day` (relative to 1899-12-30) at `seconds` past
 // midnight: before the epoch the time is subtracted, as the platform stores it.
 double Serial(std::int64_t day, int seconds) {
@@ -57,6 +47,15 @@ double Serial(std::int64_t day, int seconds) {
 }
 
 }  // namespace
+
+bool IsLeapYear(int year) {
+  return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+}
+
+int DaysInMonth(int year, int month) {
+  static constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  return month == 2 && IsLeapYear(year) ? 29 : kDays[month - 1];
+}
 
 // A validated date; error 5 for parts out of range.
 Date MakeDate(int year, int month, int day, int hour, int minute, int second) {

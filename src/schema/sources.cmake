@@ -1,3 +1,3 @@
 # Schema objects: existence probes.
-target_sources(zmdb PRIVATE ${CMAKE_CURRENT_LIST_DIR}/statements.cpp
+zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/statements.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/probes.cpp)

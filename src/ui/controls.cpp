@@ -73,6 +73,12 @@ rt::Variant ListControl::DefaultValue() {
 rt::Variant ProgressControl::GetProperty(std::string_view name,
                                          const std::vector<rt::Variant>& index) {
   if (rt::NameEquals(name, "Visible")) return rt::Variant(visible_);
+  if (rt::NameEquals(name, "ValueHistory")) {
+    return rt::Variant(rt::SafeArray(rt::VarType::Variant, 0, values_));
+  }
+  if (rt::NameEquals(name, "CaptionHistory")) {
+    return rt::Variant(rt::SafeArray(rt::VarType::Variant, 0, captions_));
+  }
   if (isProgressBar()) {
     if (rt::NameEquals(name, "Max")) return rt::Variant(max_);
     if (rt::NameEquals(name, "Min")) return rt::Variant(min_);

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "zmdb/dal/sqlite/backend.h"
+#include "dal/sqlite/backend_p.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/datetime.h"
 

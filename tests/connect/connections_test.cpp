@@ -2,7 +2,7 @@
 // default database, and the SQL Server test on connection objects.
 #include <gtest/gtest.h>
 
-#include "../records/component_fixture.h"
+#include "component_fixture.h"
 #include "zmdb/dal/recordset.h"
 
 namespace zmdb::testing {

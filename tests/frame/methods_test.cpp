@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <set>
+#include <sstream>
 
 #include "zmdb/frame/component.h"
 #include "zmdb/runtime/host.h"
@@ -137,6 +139,39 @@ TEST(MethodTable, EveryServedMethodTakesTheTableArguments) {
       EXPECT_NE(n, rt::err::kWrongArgCount) << m.name;
     } else {
       EXPECT_EQ(n, rt::err::kNotSupported) << m.name;
+    }
+  }
+}
+
+// Every method says where it lives: a built method's file exists and
+// defines it; a method not built yet names a file in its subsystem's folder
+// and what it waits for, and a late-bound call says so.
+TEST(MethodTable, EveryMethodSaysWhereItLivesAndWhatItWaitsFor) {
+  clsZMDBFunc object;
+  for (const MethodSpec& m : Methods()) {
+    SCOPED_TRACE(std::string(m.name));
+    const std::string source(m.source);
+    EXPECT_EQ(source.rfind("src/" + std::string(m.subsystem) + "/", 0), 0u) << source;
+    EXPECT_TRUE(source.ends_with(".cpp")) << source;
+    if (m.invoke) {
+      EXPECT_TRUE(m.needs.empty());
+      std::ifstream in(std::string(ZMDB_SOURCE_DIR) + "/" + source);
+      ASSERT_TRUE(in) << source << " does not exist";
+      std::stringstream text;
+      text << in.rdbuf();
+      EXPECT_NE(text.str().find("clsZMDBFunc::" + std::string(m.name) + "("), std::string::npos)
+          << source << " does not define it";
+      continue;
+    }
+    EXPECT_FALSE(m.needs.empty());
+    std::vector<Variant> args;
+    try {
+      Invoke(object, m, args);
+      ADD_FAILURE() << "a method not built yet answered";
+    } catch (const rt::PlatformError& e) {
+      EXPECT_EQ(e.number(), rt::err::kNotSupported);
+      EXPECT_EQ(e.info().Description,
+                std::string(m.name) + " is not available yet: it needs " + std::string(m.needs));
     }
   }
 }

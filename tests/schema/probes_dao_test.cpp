@@ -3,7 +3,7 @@
 // component object on a thread.
 #include <gtest/gtest.h>
 
-#include "../records/component_fixture.h"
+#include "component_fixture.h"
 #include "zmdb/dal/recordset.h"
 
 namespace zmdb::testing {

@@ -2,7 +2,7 @@
 // statement each runs and how absence and odd Conn values are answered.
 #include <gtest/gtest.h>
 
-#include "../records/component_fixture.h"
+#include "component_fixture.h"
 #include "zmdb/dal/recordset.h"
 
 namespace zmdb::testing {

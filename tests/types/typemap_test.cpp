@@ -1,95 +1,42 @@
-// Checks the type vocabulary code by code against an expectation table kept
-// here row-per-code (the implementation is organised per function), so a
-// slip in either layout shows up as a mismatch.
+// Checks the type vocabulary code by code against expectation tables kept
+// row-per-code in tests/data/types (the implementation is organised per
+// function), so a slip in either layout shows up as a mismatch.
 #include "zmdb/types/typemap.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cstdint>
+#include <fstream>
+#include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
 namespace zmdb::types {
 namespace {
 
-struct AdoRow {
-  std::int32_t code;
-  const char* desc;
-  std::int32_t dao;
-  const char* category;
-};
-
-const AdoRow kAdo[] = {
-    {0, "Empty", 10, "Other"},
-    {2, "SmallInt", 3, "Numeric"},
-    {3, "Int", 3, "Numeric"},
-    {4, "Single", 6, "Numeric"},
-    {5, "Double", 7, "Numeric"},
-    {6, "Money", 5, "Numeric"},
-    {7, "DateTime", 8, "Date"},
-    {8, "BSTR", 10, "Character"},
-    {9, "IDispatch", 3, "Other"},
-    {10, "Error", 10, "Other"},
-    {11, "Bit", 1, "Other"},
-    {12, "Variant", 10, "Other"},
-    {13, "IUnknown", 3, "Other"},
-    {14, "Decimal", 20, "Numeric"},
-    {16, "TinyInt", 3, "Numeric"},
-    {17, "UnsignedTinyInt", 2, "Numeric"},
-    {18, "UnsignedSmallInt", 3, "Numeric"},
-    {19, "UnsignedInt", 3, "Numeric"},
-    {20, "BigInt", 16, "Numeric"},
-    {21, "UnsignedBigInt", 16, "Numeric"},
-    {72, "GUID", 15, "Other"},
-    {128, "Binary", 9, "Binary"},
-    {129, "Char", 10, "Character"},
-    {130, "WChar", 10, "Character"},
-    {131, "Numeric", 19, "Numeric"},
-    {132, "UserDefined", 10, "Other"},
-    {133, "SmallDateTime", 8, "Date"},
-    {134, "DateTime", 22, "Date"},
-    {135, "DateTime", 23, "Date"},
-    {200, "VarChar", 10, "Character"},
-    {201, "Text", 12, "Character"},
-    {202, "VarWChar", 10, "Character"},
-    {203, "Text", 12, "Character"},
-    {204, "VarBinary", 9, "Binary"},
-    {205, "LongVarBinary", 11, "Binary"},
-};
-
-struct DaoRow {
-  std::int32_t code;
-  const char* desc;
-  std::int32_t ado;
-  const char* hx;
-  const char* category;
-  const char* constant;
-};
-
-const DaoRow kDao[] = {
-    {1, "Bit", 11, "VARCHAR", "Numeric", "edbBoolean"},
-    {2, "Byte", 17, "INT", "Numeric", "edbByte"},
-    {3, "Int", 3, "INT", "Numeric", "edbInteger"},
-    {4, "Long", 3, "INT", "Numeric", "edbLong"},
-    {5, "Money", 6, "FLOAT", "Numeric", "edbCurrency"},
-    {6, "Single", 4, "FLOAT", "Numeric", "edbSingle"},
-    {7, "Double", 5, "INT", "Numeric", "edbDouble"},
-    {8, "Date / Time", 7, "DATETIME", "Date", "edbDate"},
-    {9, "Binary", 128, "TEXT", "Numeric", "edbBinary"},
-    {10, "VarChar", 202, "VARCHAR", "Character", "edbText"},
-    {11, "Long Binary (OLE Object)", 205, "TEXT", "Binary", "edbLongBinary"},
-    {12, "Text", 203, "TEXT", "Character", "edbMemo"},
-    {15, "GUID", 72, "VARCHAR", "Other", "edbGUID"},
-    {16, "Big Integer", 20, "INT", "Numeric", "edbBigInt"},
-    {17, "VarBinary", 0, "VARCHAR", "Binary", "edbVarBinary"},
-    {18, "Char", 0, "VARCHAR", "Character", "edbChar"},
-    {19, "Numeric", 131, "FLOAT", "Numeric", "edbNumeric"},
-    {20, "Decimal", 14, "FLOAT", "Numeric", "edbDecimal"},
-    {21, "Float", 0, "FLOAT", "Numeric", "edbFloat"},
-    {22, "DateTime", 134, "DATETIME", "Date", "edbTime"},
-    {23, "DateTime", 135, "DATETIME", "Date", "edbTimeStamp"},
-};
+// The rows of a data file: "|"-separated columns, the first one the code;
+// blank lines and lines starting with "#" are skipped.
+std::map<std::int32_t, std::vector<std::string>> ReadRows(const std::string& name,
+                                                          std::size_t columns) {
+  std::ifstream in(std::string(ZMDB_TEST_DATA) + "/types/" + name);
+  EXPECT_TRUE(in) << "cannot read " << name;
+  std::map<std::int32_t, std::vector<std::string>> rows;
+  std::string line;
+  while (std::getline(in, line)) {
+    if (line.empty() || line[0] == '#') continue;
+    std::vector<std::string> cells;
+    std::stringstream cut(line);
+    for (std::string cell; std::getline(cut, cell, '|');) cells.push_back(cell);
+    EXPECT_EQ(cells.size(), columns) << name << ": " << line;
+    if (cells.size() != columns) continue;
+    const std::int32_t code = std::stoi(cells[0]);
+    EXPECT_TRUE(rows.emplace(code, cells).second) << name << ": code " << code << " twice";
+  }
+  EXPECT_FALSE(rows.empty()) << name;
+  return rows;
+}
 
 // Codes to sweep: the full documented range plus values outside it.
 std::vector<std::int32_t> Sweep(std::int32_t last) {
@@ -98,32 +45,32 @@ std::vector<std::int32_t> Sweep(std::int32_t last) {
   return codes;
 }
 
-// Every ADO code in 0..255 (and a few outside) against the ADO rows; codes
+// Every ADO code in 0..255 (and a few outside) against ado_codes.txt; codes
 // without a row must give "" and 0.
 TEST(TypeMap, AdoTablesMatchForEveryCode) {
+  const auto rows = ReadRows("ado_codes.txt", 4);
   for (const std::int32_t code : Sweep(255)) {
-    AdoRow want{code, "", 0, ""};
-    for (const AdoRow& row : kAdo)
-      if (row.code == code) want = row;
+    std::vector<std::string> want{std::to_string(code), "", "0", ""};
+    if (const auto it = rows.find(code); it != rows.end()) want = it->second;
     SCOPED_TRACE("ADO code " + std::to_string(code));
-    EXPECT_EQ(FieldTypeDesc(code, true), want.desc);
-    EXPECT_EQ(AdoToDao(code), want.dao);
-    EXPECT_EQ(FieldCategory(code, true), want.category);
+    EXPECT_EQ(FieldTypeDesc(code, true), want[1]);
+    EXPECT_EQ(AdoToDao(code), std::stoi(want[2]));
+    EXPECT_EQ(FieldCategory(code, true), want[3]);
   }
 }
 
-// Every DAO code in 0..30 (and a few outside) against the DAO rows.
+// Every DAO code in 0..30 (and a few outside) against dao_codes.txt.
 TEST(TypeMap, DaoTablesMatchForEveryCode) {
+  const auto rows = ReadRows("dao_codes.txt", 6);
   for (const std::int32_t code : Sweep(30)) {
-    DaoRow want{code, "", 0, "", "", ""};
-    for (const DaoRow& row : kDao)
-      if (row.code == code) want = row;
+    std::vector<std::string> want{std::to_string(code), "", "0", "", "", ""};
+    if (const auto it = rows.find(code); it != rows.end()) want = it->second;
     SCOPED_TRACE("DAO code " + std::to_string(code));
-    EXPECT_EQ(FieldTypeDesc(code, false), want.desc);
-    EXPECT_EQ(DaoToAdo(code), want.ado);
-    EXPECT_EQ(HXTypeOfDao(code), want.hx);
-    EXPECT_EQ(FieldCategory(code, false), want.category);
-    EXPECT_EQ(DaoConstantName(code), want.constant);
+    EXPECT_EQ(FieldTypeDesc(code, false), want[1]);
+    EXPECT_EQ(DaoToAdo(code), std::stoi(want[2]));
+    EXPECT_EQ(HXTypeOfDao(code), want[3]);
+    EXPECT_EQ(FieldCategory(code, false), want[4]);
+    EXPECT_EQ(DaoConstantName(code), want[5]);
   }
 }
 

@@ -6,9 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "zmdb/dal/connstr.h"
+
 namespace zmdb::connect {
 
-inline constexpr std::string_view kShapePrefix = "PROVIDER=MSDataShape;DATA ";
+// The prefix is the one the router reads back.
+using dal::kShapePrefix;
 
 std::string JetConnect(std::string_view database, std::string_view password, bool isShape,
                        std::string_view jetVersion);

@@ -127,7 +127,8 @@ class Connection : public rt::Object {
   const std::shared_ptr<Errors>& errors() const { return errors_; }
   const std::shared_ptr<Properties>& properties() const { return properties_; }
 
-  // Every statement the connection runs, as written by its caller, before it runs.
+  // Every statement the connection runs, as written by its caller, before it
+  // runs; late-bound as the read-only property StatementLog (an array from 0).
   void SetStatementHook(std::function<void(std::string_view)> hook) { hook_ = std::move(hook); }
   void EnableStatementLog(bool on) { logging_ = on; }
   const std::vector<std::string>& statementLog() const { return log_; }
@@ -170,8 +171,5 @@ auto Connection::Guarded(F&& f) -> decltype(f()) {
 // statement log on (for tools and tests that check every statement the
 // library builds, also on connections the library makes itself).
 void SetStatementLogDefault(bool on);
-
-// Make the backend a route leads to; the one place that knows the backends.
-std::unique_ptr<Backend> OpenBackend(const Route& route);
 
 }  // namespace zmdb::dal

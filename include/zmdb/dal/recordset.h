@@ -193,7 +193,8 @@ class Recordset : public rt::Object {
   std::size_t MemoryUsed() const;
   // The rows a reader of the recordset would visit, in order, after any
   // filter; without moving the current row of a static recordset. A
-  // forward-only recordset is read to its end.
+  // forward-only recordset is read to its end. Late-bound as the read-only
+  // property VisibleRows: an array (from 0) of row arrays.
   std::vector<std::vector<rt::Variant>> VisibleRows();
 
   // Used by Field.

@@ -17,6 +17,8 @@
 #include <utility>
 #include <vector>
 
+#include "zmdb/dal/connstr.h"
+
 namespace zmdb::dal {
 
 enum class StoreKind { File, Server };
@@ -44,13 +46,6 @@ struct Route {
   std::string secret;              // the password, so that messages can leave it out
   std::int32_t loginTimeout = 15;  // seconds ("Connect Timeout")
 };
-
-// Split "k=v;k=v" into pairs; keys are trimmed and upper-cased, values kept as
-// written (a value in {braces} may hold ";").
-std::map<std::string, std::string> ParseConnectionString(std::string_view text);
-
-// The same pairs in the order written, keys trimmed but spelled as written.
-std::vector<std::pair<std::string, std::string>> ParseConnectionPairs(std::string_view text);
 
 // Route a connection string; `providerProperty` is the connection's Provider
 // when it was set apart from the string. Raises PlatformError

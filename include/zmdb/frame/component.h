@@ -66,6 +66,7 @@ class clsZMDBFunc {
   std::string dbGetConnString(bool IsDAO);
 
   // ---- Opening and closing connections ----
+  // "dbOpenDateBase" keeps the interface's spelling on purpose.
   bool dbOpenDateBase(const std::string& fsFilename, const std::string& fsConnStr);
   bool dbSetConnect(const std::string& fsConnStr, bool IsDAO, std::int32_t CursorLocation = 0,
                     const rt::Variant& fConn = rt::Variant::Missing());

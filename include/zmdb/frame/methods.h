@@ -57,6 +57,11 @@ struct MethodSpec {
   std::vector<ArgSpec> args;
   Invoker invoke;          // empty while the method's subsystem is not built yet
   std::string_view needs;  // what a method without an invoker is waiting for
+  // Where the method lives: its subsystem folder below src/ ("schema") and
+  // the source file that defines it ("src/schema/probes.cpp"), or, for a
+  // method not built yet, the file it will be written in.
+  std::string_view subsystem;
+  std::string_view source;
 };
 
 // All methods in type-library order (81 of them).

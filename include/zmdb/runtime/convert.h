@@ -15,15 +15,14 @@
 #include <string>
 #include <string_view>
 
+// The parsers and the comparison are declared apart; conversions use them
+// and callers of the conversions reach them (and the text helpers) through here.
+#include "zmdb/runtime/date_parse.h"
+#include "zmdb/runtime/number_parse.h"
+#include "zmdb/runtime/text.h"
 #include "zmdb/runtime/variant.h"
 
 namespace zmdb::rt {
-
-// `s` with the ASCII letters in upper (lower) case and every other byte as it
-// is, whatever the process locale: UTF-8 sequences keep their bytes, so every
-// position in the text stays the same byte position.
-std::string AsciiUpper(std::string_view s);
-std::string AsciiLower(std::string_view s);
 
 // CStr: Null raises error 94; Empty is ""; an object gives its default value's
 // text; an array or record raises error 13.
@@ -46,27 +45,10 @@ Date CDate(const Variant& v);
 // CVar-style conversion to the given subtype (Empty, Null and Variant pass through).
 Variant ConvertTo(const Variant& v, VarType type);
 
-// Numeric text: optional sign, digits with an optional "." fraction, optional
-// exponent; leading and trailing blanks allowed; "&H" hexadecimal too.
-std::optional<double> ParseNumber(std::string_view text);
-// Date text: "yyyy-mm-dd", "yyyy/mm/dd", "m/d/yyyy" (month first), each
-// optionally followed by a time "h:nn", "h:nn:ss" with an optional AM/PM, or a
-// time alone (day 0); the ISO form "yyyy-mm-ddThh:nn:ss" too.
-std::optional<Date> ParseDate(std::string_view text);
-// The platform's IsNumeric and IsDate.
-bool IsNumeric(const Variant& v);
-bool IsDate(const Variant& v);
-
 // Text forms of single values, as used by CStr.
 std::string DoubleToText(double d);
 std::string SingleToText(float f);
 std::string CurrencyToText(Currency c);
 std::string DateToText(Date d);
-
-// The platform's "=" / "<" comparison of two Variants: -1, 0 or 1, or no value
-// when either side is Null. Numbers compare numerically, strings binary, a
-// number with a numeric string numerically; Empty is 0 or "". Raises 13 when a
-// number meets a string that is not numeric.
-std::optional<int> Compare(const Variant& a, const Variant& b);
 
 }  // namespace zmdb::rt

@@ -13,6 +13,11 @@ struct DateParts {
   int weekday = 7;  // 1 = Sunday .. 7 = Saturday, as the platform's Weekday
 };
 
+// True for the leap years of the Gregorian calendar (1900 is not, 2000 is).
+bool IsLeapYear(int year);
+// The number of days in month `month` (1-12) of `year`.
+int DaysInMonth(int year, int month);
+
 // Build a date; raises error 5 when the parts are out of range (month 1-12, day
 // valid for the month, year 100-9999, hour 0-23, minute and second 0-59).
 Date MakeDate(int year, int month, int day, int hour = 0, int minute = 0, int second = 0);

@@ -5,37 +5,18 @@
 #include <cstdint>
 #include <string>
 
+#include "zmdb/dal/typecodes.h"
+
 namespace zmdb::types {
 
-// ADO DataTypeEnum values.
-namespace ado {
-inline constexpr std::int32_t adEmpty = 0, adSmallInt = 2, adInteger = 3, adSingle = 4,
-                              adDouble = 5, adCurrency = 6, adDate = 7, adBSTR = 8, adIDispatch = 9,
-                              adError = 10, adBoolean = 11, adVariant = 12, adIUnknown = 13,
-                              adDecimal = 14, adTinyInt = 16, adUnsignedTinyInt = 17,
-                              adUnsignedSmallInt = 18, adUnsignedInt = 19, adBigInt = 20,
-                              adUnsignedBigInt = 21, adGUID = 72, adBinary = 128, adChar = 129,
-                              adWChar = 130, adNumeric = 131, adUserDefined = 132, adDBDate = 133,
-                              adDBTime = 134, adDBTimeStamp = 135, adVarChar = 200,
-                              adLongVarChar = 201, adVarWChar = 202, adLongVarWChar = 203,
-                              adVarBinary = 204, adLongVarBinary = 205;
-}  // namespace ado
-
-// DAO DataTypeEnum values.
-namespace dao {
-inline constexpr std::int32_t dbBoolean = 1, dbByte = 2, dbInteger = 3, dbLong = 4, dbCurrency = 5,
-                              dbSingle = 6, dbDouble = 7, dbDate = 8, dbBinary = 9, dbText = 10,
-                              dbLongBinary = 11, dbMemo = 12, dbGUID = 15, dbBigInt = 16,
-                              dbVarBinary = 17, dbChar = 18, dbNumeric = 19, dbDecimal = 20,
-                              dbFloat = 21, dbTime = 22, dbTimeStamp = 23;
-}  // namespace dao
+// The ADO and DAO codes and their conversions, shared with the data-access layer.
+namespace ado = dal::typecodes::ado;
+namespace dao = dal::typecodes::dao;
+using dal::typecodes::AdoToDao;
+using dal::typecodes::DaoToAdo;
 
 // Display name of a code in the ADO (isAdo) or DAO table; "" when not listed.
 std::string FieldTypeDesc(std::int32_t code, bool isAdo);
-// ADO code to DAO code; 0 when not listed (the caller shows the message).
-std::int32_t AdoToDao(std::int32_t adoCode);
-// DAO code to ADO code; 0 when not listed (the caller shows the message).
-std::int32_t DaoToAdo(std::int32_t daoCode);
 // The library's column-type word for a DAO code ("VARCHAR", "INT", ...); "" otherwise.
 std::string HXTypeOfDao(std::int32_t daoCode);
 // Category word ("Numeric", "Date", "Character", "Binary", "Other") or "".

@@ -37,9 +37,14 @@ class ListControl : public rt::Object {
   std::int32_t listIndex_ = -1;
 };
 
-// A progress bar (type name "ProgressBar") or a label ("Label").
+// A progress bar (type name "ProgressBar") or a label ("Label"). Besides the
+// host's members, both answer the read-only properties ValueHistory and
+// CaptionHistory: every Value and Caption set, in order (arrays from 0).
 class ProgressControl : public rt::Object {
  public:
+  // The scale's top before Max is set; a label keeps it.
+  static constexpr double kDefaultMax = 100;
+
   explicit ProgressControl(std::string typeName) : typeName_(std::move(typeName)) {}
   std::string TypeName() const override { return typeName_; }
   rt::Variant GetProperty(std::string_view name, const std::vector<rt::Variant>& index) override;
@@ -56,7 +61,7 @@ class ProgressControl : public rt::Object {
  private:
   std::string typeName_;
   bool visible_ = false;
-  double min_ = 0, max_ = 100;
+  double min_ = 0, max_ = kDefaultMax;
   std::vector<rt::Variant> values_;
   std::vector<rt::Variant> captions_;
 };

@@ -5,9 +5,9 @@
 #include "zmdb/dal/adox/adox.h"
 #include "zmdb/dal/engine_errors.h"
 #include "zmdb/dal/router.h"
-#include "zmdb/dal/sqlite/backend.h"
+#include "zmdb/dal/store_registry.h"
+#include "zmdb/dal/typecodes.h"
 #include "zmdb/runtime/convert.h"
-#include "zmdb/types/typemap.h"
 
 namespace zmdb::dal::adox {
 
@@ -69,7 +69,7 @@ std::shared_ptr<Collection> ListCollection(
 std::shared_ptr<Column> ColumnFromArgs(std::vector<Variant>& args) {
   if (args[0].IsObject()) return rt::ObjectAs<Column>(args[0]);
   auto c = std::make_shared<Column>();
-  c->Define(rt::CStr(args[0]), rt::OptLongArg(args, 1, types::ado::adVarWChar),
+  c->Define(rt::CStr(args[0]), rt::OptLongArg(args, 1, typecodes::ado::adVarWChar),
             rt::OptLongArg(args, 2, 0));
   return c;
 }
@@ -109,24 +109,24 @@ std::shared_ptr<Collection> WithArgs(const std::shared_ptr<Collection>& base, co
 }  // namespace
 
 std::int32_t AdoTypeOfDao(std::int32_t daoType) {
-  const std::int32_t ado = types::DaoToAdo(daoType);
-  if (daoType == types::dao::dbText) return types::ado::adVarWChar;
-  if (daoType == types::dao::dbMemo) return types::ado::adLongVarWChar;
-  return ado == 0 ? types::ado::adVarWChar : ado;
+  const std::int32_t ado = typecodes::DaoToAdo(daoType);
+  if (daoType == typecodes::dao::dbText) return typecodes::ado::adVarWChar;
+  if (daoType == typecodes::dao::dbMemo) return typecodes::ado::adLongVarWChar;
+  return ado == 0 ? typecodes::ado::adVarWChar : ado;
 }
 
 std::int32_t DaoTypeOfAdoCode(std::int32_t adoType) {
   switch (adoType) {
-    case types::ado::adVarWChar:
-    case types::ado::adWChar:
-    case types::ado::adVarChar:
-    case types::ado::adChar:
-      return types::dao::dbText;
-    case types::ado::adLongVarWChar:
-    case types::ado::adLongVarChar:
-      return types::dao::dbMemo;
+    case typecodes::ado::adVarWChar:
+    case typecodes::ado::adWChar:
+    case typecodes::ado::adVarChar:
+    case typecodes::ado::adChar:
+      return typecodes::dao::dbText;
+    case typecodes::ado::adLongVarWChar:
+    case typecodes::ado::adLongVarChar:
+      return typecodes::dao::dbMemo;
     default: {
-      const std::int32_t dao = types::AdoToDao(adoType);
+      const std::int32_t dao = typecodes::AdoToDao(adoType);
       if (dao == 0) rt::RaiseStandard(rt::err::kInvalidFieldType);
       return dao;
     }
@@ -185,7 +185,7 @@ Variant Column::GetProperty(std::string_view name, const std::vector<Variant>& i
   if (NameEquals(name, "Attributes")) {
     return Variant((d.required ? 0 : adColNullable) | (d.attributes & 1 ? adColFixed : 0));
   }
-  if (NameEquals(name, "Precision")) return Variant(d.type == types::dao::dbDecimal ? 18 : 0);
+  if (NameEquals(name, "Precision")) return Variant(d.type == typecodes::dao::dbDecimal ? 18 : 0);
   if (NameEquals(name, "NumericScale")) return Variant(0);
   if (NameEquals(name, "Nullable")) return Variant(!d.required);
   if (NameEquals(name, kAzl)) return Variant(d.allowZeroLength);
@@ -245,7 +245,7 @@ void Column::SetProperty(std::string_view name, const Variant& value,
     if (core_) NotAllowed();
     if (rt::CBool(value)) {
       def_.attributes |= schema::kAutoIncrField;
-      def_.type = types::dao::dbLong;
+      def_.type = typecodes::dao::dbLong;
     } else {
       def_.attributes &= ~schema::kAutoIncrField;
     }
@@ -734,7 +734,9 @@ std::shared_ptr<Connection> Catalog::Create(const std::string& connectionString)
   if (std::filesystem::exists(route.dataSource, ec)) {
     rt::RaiseStandard(rt::err::kCatalogDatabaseExists, kSource);
   }
-  sqlite::OpenDatabase({route.dataSource, true, false, 5000})->Close();
+  StoreOptions options;
+  options.create = true;
+  OpenStore(route, options)->Close();
   auto cn = Connection::Create();
   cn->Open(connectionString);
   SetActiveConnection(Variant(rt::ObjectRef(cn)));

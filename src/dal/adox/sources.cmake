@@ -1,1 +1,2 @@
-target_sources(zmdb PRIVATE ${CMAKE_CURRENT_LIST_DIR}/catalog.cpp)
+# The ADOX-style catalogue (tables, columns, indexes, keys) on the schema-store interface.
+zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/catalog.cpp)

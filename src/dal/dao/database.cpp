@@ -4,7 +4,7 @@
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/dao/dao.h"
 #include "zmdb/dal/engine_errors.h"
-#include "zmdb/dal/sqlite/backend.h"
+#include "zmdb/dal/store_registry.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::dao {
@@ -54,11 +54,10 @@ std::shared_ptr<Database> Database::Open(const OpenArgs& args) {
     rt::RaiseStandard(rt::err::kInstallableIsam);
   }
   if (args.name.empty()) rt::RaiseStandard(rt::err::kInvalidFileName);
-  sqlite::OpenOptions options;
-  options.path = args.name;
+  StoreOptions options;
   options.readOnly = args.readOnly;
   try {
-    auto core = std::make_shared<DbCore>(sqlite::OpenDatabase(options));
+    auto core = std::make_shared<DbCore>(OpenStore(FileRoute(args.name), options));
     return std::shared_ptr<Database>(new Database(core, args.name, args.connect, args.readOnly));
   } catch (const rt::PlatformError& e) {
     RaiseAsEngine(e);
@@ -73,11 +72,10 @@ std::shared_ptr<Database> Database::Create(const std::string& name, const std::s
   if (std::filesystem::exists(name, ec)) {
     rt::RaiseStandard(rt::err::kDatabaseExists);
   }
-  sqlite::OpenOptions options;
-  options.path = name;
+  StoreOptions options;
   options.create = true;
   try {
-    auto core = std::make_shared<DbCore>(sqlite::OpenDatabase(options));
+    auto core = std::make_shared<DbCore>(OpenStore(FileRoute(name), options));
     return std::shared_ptr<Database>(new Database(core, name, {}, false));
   } catch (const rt::PlatformError& e) {
     RaiseAsEngine(e);

@@ -1,6 +1,6 @@
 # The DAO-style schema objects (engine, databases, table definitions, fields,
 # indexes, saved queries, relations), built on the schema-store interface.
-target_sources(zmdb PRIVATE
+zmdb_sources(
   ${CMAKE_CURRENT_LIST_DIR}/common.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tabledef.cpp
   ${CMAKE_CURRENT_LIST_DIR}/database.cpp

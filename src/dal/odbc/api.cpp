@@ -1,10 +1,9 @@
-#include "zmdb/dal/odbc/api.h"
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
 
+#include "api_p.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/datetime.h"

@@ -2,13 +2,13 @@
 // sent as written (the component translates for SQL Server itself); the
 // statements the layer builds use "?" parameters. How the drivers differ is
 // read from their profile (types.h), not tested here.
-#include "zmdb/dal/odbc/backend.h"
-
 #include <algorithm>
 
+#include "api_p.h"
+#include "backend_p.h"
+#include "cursor_p.h"
 #include "zmdb/dal/ado.h"
-#include "zmdb/dal/odbc/api.h"
-#include "zmdb/dal/odbc/cursor.h"
+#include "zmdb/dal/odbc/store.h"
 #include "zmdb/dal/rows_cursor.h"
 #include "zmdb/dal/writeback.h"
 #include "zmdb/runtime/convert.h"
@@ -527,6 +527,10 @@ std::unique_ptr<Backend> Open(const Route& route) {
   SQLGetInfo(link->dbc, SQL_MAX_CONCURRENT_ACTIVITIES, &active, sizeof active, nullptr);
   link->oneActiveStatement = active == 1;
   return std::make_unique<OdbcBackend>(std::move(link));
+}
+
+std::unique_ptr<Backend> OpenServerStore(const Route& route, const StoreOptions&) {
+  return Open(route);
 }
 
 }  // namespace zmdb::dal::odbc

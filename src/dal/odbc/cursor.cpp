@@ -1,9 +1,8 @@
-#include "zmdb/dal/odbc/cursor.h"
-
 #include <algorithm>
 #include <cctype>
 #include <cstring>
 
+#include "cursor_p.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/rows_cursor.h"
 #include "zmdb/runtime/convert.h"

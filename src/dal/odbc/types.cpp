@@ -1,5 +1,3 @@
-#include "zmdb/dal/odbc/types.h"
-
 #include <sql.h>
 #include <sqlext.h>
 
@@ -7,8 +5,10 @@
 #include <cctype>
 #include <limits>
 
+#include "types_p.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/error.h"
+#include "zmdb/runtime/text.h"
 
 namespace zmdb::dal::odbc {
 
@@ -286,28 +286,9 @@ std::u16string ToUtf16(std::string_view s) {
   out.reserve(s.size());
   std::size_t i = 0;
   while (i < s.size()) {
-    const auto c = static_cast<unsigned char>(s[i]);
-    char32_t cp = 0xFFFD;
-    std::size_t n = 1;
-    if (c < 0x80) {
-      cp = c;
-    } else if (c >= 0xC2 && c < 0xF5) {
-      n = c < 0xE0 ? 2 : c < 0xF0 ? 3 : 4;
-      char32_t v = c & (n == 2 ? 0x1F : n == 3 ? 0x0F : 0x07);
-      bool ok = i + n <= s.size();
-      for (std::size_t k = 1; ok && k < n; ++k) {
-        const auto cc = static_cast<unsigned char>(s[i + k]);
-        ok = (cc & 0xC0) == 0x80;
-        v = (v << 6) | (cc & 0x3F);
-      }
-      const bool overlong = (n == 3 && v < 0x800) || (n == 4 && v < 0x10000);
-      if (ok && !overlong && v < 0x110000 && !(v >= 0xD800 && v < 0xE000)) {
-        cp = v;
-      } else {
-        n = 1;
-      }
-    }
-    i += n;
+    // A byte that does not begin a well-formed sequence becomes U+FFFD.
+    char32_t cp = rt::NextCodePoint(s, i);
+    if (rt::IsStrayByte(cp)) cp = 0xFFFD;
     if (cp >= 0x10000) {
       cp -= 0x10000;
       out += static_cast<char16_t>(0xD800 + (cp >> 10));
@@ -327,21 +308,7 @@ void AppendUtf8(std::string& out, const char16_t* w, std::size_t units) {
     } else if (c >= 0xD800 && c < 0xE000) {
       c = 0xFFFD;  // a lone surrogate
     }
-    if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      out += static_cast<char>(0xC0 | (c >> 6));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      out += static_cast<char>(0xE0 | (c >> 12));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      out += static_cast<char>(0xF0 | (c >> 18));
-      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    }
+    rt::AppendUtf8(out, c);
   }
 }
 

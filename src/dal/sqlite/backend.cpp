@@ -1,8 +1,6 @@
 // The file store over SQLite: Jet SQL is rewritten into SQLite statements,
 // Jet's functions are registered on every connection, and column metadata
 // carries the Jet types the columns were created with.
-#include "zmdb/dal/sqlite/backend.h"
-
 #include <sqlite3.h>
 
 #include <algorithm>
@@ -10,13 +8,15 @@
 #include <fstream>
 #include <map>
 
+#include "backend_p.h"
+#include "coltypes_p.h"
+#include "functions_p.h"
+#include "jetsql_p.h"
+#include "schema_p.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/dal/rows_cursor.h"
-#include "zmdb/dal/sqlite/coltypes.h"
-#include "zmdb/dal/sqlite/functions.h"
-#include "zmdb/dal/sqlite/jetsql.h"
-#include "zmdb/dal/sqlite/schema.h"
+#include "zmdb/dal/sqlite/store.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::sqlite {
@@ -592,6 +592,14 @@ std::unique_ptr<Backend> OpenDatabase(const OpenOptions& options) {
   sqlite3_exec(db, "PRAGMA foreign_keys=ON", nullptr, nullptr, nullptr);
   AttachLinks(*backend);
   return backend;
+}
+
+std::unique_ptr<Backend> OpenFileStore(const Route& route, const StoreOptions& options) {
+  OpenOptions open;
+  open.path = route.dataSource;
+  open.create = options.create;
+  open.readOnly = options.readOnly;
+  return OpenDatabase(open);
 }
 
 }  // namespace zmdb::dal::sqlite

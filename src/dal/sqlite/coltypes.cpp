@@ -1,8 +1,6 @@
 // Column types on the file store: Jet DDL type names to the canonical declared
 // types, and declared types back to ADO type codes and sizes (see coltypes.h
 // for the table both directions follow).
-#include "zmdb/dal/sqlite/coltypes.h"
-
 #include <fmt/format.h>
 
 #include <array>
@@ -11,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "coltypes_p.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::sqlite {

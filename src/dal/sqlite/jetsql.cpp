@@ -12,8 +12,6 @@
 //   5. the statement kind: DELETE, CREATE TABLE, CREATE INDEX, ALTER TABLE,
 //      DROP INDEX, whose Jet forms differ from SQLite's.
 // Nothing inside a literal, a name or a comment is ever looked at by a rewrite.
-#include "zmdb/dal/sqlite/jetsql.h"
-
 #include <fmt/format.h>
 
 #include <cctype>
@@ -24,7 +22,8 @@
 #include <utility>
 #include <vector>
 
-#include "zmdb/dal/sqlite/coltypes.h"
+#include "coltypes_p.h"
+#include "jetsql_p.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/datetime.h"
 #include "zmdb/runtime/error.h"

@@ -5,16 +5,16 @@
 
 #include <cctype>
 
+#include "coltypes_p.h"
+#include "jetsql_p.h"
+#include "schema_p.h"
 #include "zmdb/dal/engine_errors.h"
-#include "zmdb/dal/sqlite/coltypes.h"
-#include "zmdb/dal/sqlite/jetsql.h"
-#include "zmdb/dal/sqlite/schema.h"
+#include "zmdb/dal/typecodes.h"
 #include "zmdb/runtime/object.h"
-#include "zmdb/types/typemap.h"
 
 namespace zmdb::dal::sqlite {
 
-namespace dao = types::dao;
+namespace dao = typecodes::dao;
 using schema::FieldDef;
 using schema::IndexDef;
 

@@ -8,14 +8,14 @@
 
 #include "schema_store_p.h"
 #include "zmdb/dal/engine_errors.h"
-#include "zmdb/dal/sqlite/coltypes.h"
-#include "zmdb/dal/sqlite/jetsql.h"
+#include "coltypes_p.h"
+#include "jetsql_p.h"
 #include "zmdb/runtime/convert.h"
-#include "zmdb/types/typemap.h"
+#include "zmdb/dal/typecodes.h"
 
 namespace zmdb::dal::sqlite::detail {
 
-namespace dao = types::dao;
+namespace dao = typecodes::dao;
 
 // True when `text` starts with `prefix`, ignoring case.
 bool StartsWithNoCase(std::string_view text, std::string_view prefix) {

@@ -7,8 +7,8 @@
 
 #include "schema_store_p.h"
 #include "zmdb/dal/engine_errors.h"
-#include "zmdb/dal/sqlite/coltypes.h"
-#include "zmdb/dal/sqlite/jetsql.h"
+#include "coltypes_p.h"
+#include "jetsql_p.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::sqlite::detail {

@@ -17,8 +17,8 @@
 
 #include "zmdb/dal/backend.h"
 #include "zmdb/dal/schema_store.h"
-#include "zmdb/dal/sqlite/schema.h"
-#include "zmdb/dal/sqlite/sysprops.h"
+#include "schema_p.h"
+#include "sysprops_p.h"
 #include "zmdb/runtime/object.h"
 
 namespace zmdb::dal::sqlite::detail {

@@ -3,7 +3,7 @@
 // table inside a transaction, which leaves it untouched on failure.
 #include "schema_store_p.h"
 #include "zmdb/dal/engine_errors.h"
-#include "zmdb/dal/sqlite/jetsql.h"
+#include "jetsql_p.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::sqlite::detail {

@@ -1,9 +1,8 @@
 // The hidden system table (see sysprops.h).
-#include "zmdb/dal/sqlite/sysprops.h"
-
 #include <climits>
 
-#include "zmdb/dal/sqlite/schema.h"
+#include "schema_p.h"
+#include "sysprops_p.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/datetime.h"
 

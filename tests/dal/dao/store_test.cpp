@@ -1,15 +1,14 @@
 // The schema store below the objects: index properties and what they
-// enforce (a data-driven table), the system table's values, the engine a
+// enforce (a data-driven table), the engine a
 // thread gets, and changes that must keep data and recorded properties.
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "dal/sqlite/backend_p.h"
+#include "dal/sqlite/sysprops_p.h"
 #include "dao_fixture.h"
 #include "zmdb/dal/engine_errors.h"
-#include "zmdb/dal/sqlite/backend.h"
-#include "zmdb/dal/sqlite/sysprops.h"
 #include "zmdb/frame/state.h"
-#include "zmdb/runtime/datetime.h"
 
 namespace zmdb::dal::testing {
 namespace {
@@ -59,30 +58,6 @@ TEST_F(DaoTest, IndexPropertiesRoundTripAndAreEnforced) {
       EXPECT_EQ(err == 0, insert[1].get<bool>()) << "insert " << k;
     }
   }
-}
-
-TEST_F(DaoTest, TheSystemTableKeepsTypedValues) {
-  auto backend = sqlite::OpenDatabase({path_, false, false, 5000});
-  sqlite::SysProps props(*backend);
-  EXPECT_FALSE(props.Exists() && !props.Rows(sqlite::kTableRow).empty());
-  const rt::Date when = rt::MakeDate(2004, 8, 30, 13, 5, 9);
-  props.Put(sqlite::kFieldRow, "T", "F", "Flag", 1, Variant(true));
-  props.Put(sqlite::kFieldRow, "T", "F", "Count", 4, Variant(42));
-  props.Put(sqlite::kFieldRow, "T", "F", "When", 8, Variant(when));
-  props.Put(sqlite::kFieldRow, "T", "F", "Text", 10, Variant("中文"));
-  props.Put(sqlite::kIndexRow, "T", "I", "~SqlName", 10, Variant("T_I"));
-  EXPECT_EQ(props.Get(sqlite::kFieldRow, "t", "f", "FLAG"), Variant(true));
-  EXPECT_EQ(props.Get(sqlite::kFieldRow, "T", "F", "Count"), Variant(42));
-  EXPECT_EQ(props.Get(sqlite::kFieldRow, "T", "F", "When"), Variant(when));
-  EXPECT_EQ(props.Get(sqlite::kFieldRow, "T", "F", "Text"), Variant("中文"));
-  EXPECT_TRUE(props.Get(sqlite::kFieldRow, "T", "F", "None").IsEmpty());
-  props.RenameItem(sqlite::kFieldRow, "T", "F", "G");
-  EXPECT_EQ(props.Get(sqlite::kFieldRow, "T", "G", "Count"), Variant(42));
-  props.RenameOwner(sqlite::kTableRow, "T", "U");
-  EXPECT_EQ(props.Get(sqlite::kIndexRow, "U", "I", "~SqlName"), Variant("T_I"));
-  props.DeleteOwner(sqlite::kTableRow, "U");
-  EXPECT_TRUE(props.Rows(sqlite::kFieldRow).empty());
-  EXPECT_TRUE(props.Rows(sqlite::kIndexRow).empty());
 }
 
 TEST_F(DaoTest, EachThreadGetsTheDataEngineOnFirstUse) {

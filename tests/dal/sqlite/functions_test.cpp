@@ -1,7 +1,5 @@
 // Jet's SQL functions on SQLite: each row runs `SELECT <expr>` on a fresh
 // in-memory connection and compares the result's text, or the error message.
-#include "zmdb/dal/sqlite/functions.h"
-
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
@@ -10,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "dal/sqlite/functions_p.h"
 #include "zmdb/runtime/datetime.h"
 
 namespace zmdb::dal::sqlite {

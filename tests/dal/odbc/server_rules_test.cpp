@@ -5,8 +5,8 @@
 #include <sql.h>
 #include <sqlext.h>
 
-#include "zmdb/dal/odbc/cursor.h"
-#include "zmdb/dal/odbc/types.h"
+#include "dal/odbc/cursor_p.h"
+#include "dal/odbc/types_p.h"
 #include "zmdb/dal/router.h"
 #include "zmdb/runtime/error.h"
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "api_p.h"
 #include "zmdb/dal/backend.h"
-#include "zmdb/dal/odbc/api.h"
 
 namespace zmdb::dal::odbc {
 

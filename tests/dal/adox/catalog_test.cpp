@@ -1,8 +1,7 @@
 // The ADOX-style catalogue on an ADO connection to a file database, used the
 // way the table and field methods use it.
-#include "zmdb/dal/adox/adox.h"
-
 #include "dao_fixture.h"
+#include "zmdb/dal/adox/adox.h"
 
 namespace zmdb::dal::testing {
 namespace {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "pg_server.h"
+#include "raised.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/runtime/convert.h"
@@ -59,16 +60,6 @@ class StoreTest : public ::testing::TestWithParam<Store> {
   std::string dir_;
   std::vector<std::weak_ptr<Connection>> opened_;
 };
-
-// The number of the platform error `f` raises, or 0.
-inline std::int32_t RaisedNumber(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const rt::PlatformError& e) {
-    return e.number();
-  }
-  return 0;
-}
 
 // The first value of the first row of a statement's rows, read statically.
 rt::Variant Scalar(const std::shared_ptr<Connection>& cn, const std::string& sql);

@@ -7,9 +7,10 @@
 #include <functional>
 #include <string>
 
+#include "dal/sqlite/backend_p.h"
+#include "raised.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/recordset.h"
-#include "zmdb/dal/sqlite/backend.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::testing {
@@ -47,15 +48,5 @@ class FileStoreTest : public ::testing::Test {
   std::filesystem::path dir_;
   std::string path_;
 };
-
-// The number of the platform error `f` raises, or 0.
-inline std::int32_t RaisedNumber(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const rt::PlatformError& e) {
-    return e.number();
-  }
-  return 0;
-}
 
 }  // namespace zmdb::dal::testing

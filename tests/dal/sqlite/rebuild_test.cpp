@@ -3,7 +3,7 @@
 // rename, indexes, triggers) and every generated name.
 #include <gtest/gtest.h>
 
-#include "zmdb/dal/sqlite/schema.h"
+#include "dal/sqlite/schema_p.h"
 #include "zmdb/runtime/error.h"
 
 namespace zmdb::dal::sqlite {

@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "dal/sqlite/backend_p.h"
 #include "zmdb/dal/router.h"
-#include "zmdb/dal/sqlite/backend.h"
 
 namespace zmdb::dal::testing {
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "../dal/dal_fixture.h"
+#include "file_store_fixture.h"
 #include "zmdb/frame/component.h"
 #include "zmdb/frame/state.h"
 #include "zmdb/runtime/host.h"

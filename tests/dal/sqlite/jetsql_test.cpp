@@ -26,8 +26,6 @@
 // An error is numbered as the provider would, simply: the rewriter raises its
 // own numbers; SQLite's syntax errors are -2147217900, "no such table"
 // -2147217865 and "no such column" -2147217904; anything else is 0.
-#include "zmdb/dal/sqlite/jetsql.h"
-
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <unistd.h>
@@ -40,8 +38,9 @@
 #include <string>
 #include <vector>
 
-#include "zmdb/dal/sqlite/coltypes.h"
-#include "zmdb/dal/sqlite/functions.h"
+#include "dal/sqlite/coltypes_p.h"
+#include "dal/sqlite/functions_p.h"
+#include "dal/sqlite/jetsql_p.h"
 #include "zmdb/runtime/error.h"
 
 namespace zmdb::dal::sqlite {

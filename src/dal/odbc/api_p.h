@@ -15,7 +15,7 @@
 #include <string_view>
 #include <vector>
 
-#include "zmdb/dal/odbc/types.h"
+#include "types_p.h"
 #include "zmdb/runtime/variant.h"
 
 namespace zmdb::dal::odbc {

@@ -1,0 +1,54 @@
+// Which store a connection string goes to, decided from the string alone.
+#include "zmdb/dal/router.h"
+
+#include <gtest/gtest.h>
+
+#include "raised.h"
+
+namespace zmdb::dal::testing {
+namespace {
+
+TEST(Router, DecidesTheStoreFromTheConnectionString) {
+  struct Case {
+    const char* text;
+    StoreKind kind;
+    const char* dataSource;
+    bool shaped;
+    const char* password;
+  };
+  const Case cases[] = {
+      {"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=/d/a.mdb;Jet OLEDB:Database Password =;",
+       StoreKind::File, "/d/a.mdb", false, ""},
+      {"PROVIDER=MSDataShape;DATA PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=/d/b.mdb;"
+       "Jet OLEDB:Database Password =pw;",
+       StoreKind::File, "/d/b.mdb", true, "pw"},
+      {"Provider=Microsoft.ACE.OLEDB.12.0;Data Source=/d/c.accdb", StoreKind::File, "/d/c.accdb",
+       false, ""},
+      {"/data/plain file.db", StoreKind::File, "/data/plain file.db", false, ""},
+      // A server route's data source is the server (or the DSN) it names.
+      {"PROVIDER=MSDASQL;DRIVER=SQL SERVER;SERVER=srv;UID=sa;PWD=;DATABASE=db1;", StoreKind::Server,
+       "srv", false, ""},
+      {"PROVIDER=SQLOLEDB;DRIVER=SQL SERVER;SERVER=srv;UID=sa;PWD=;DATABASE=db1;",
+       StoreKind::Server, "srv", false, ""},
+      {"PROVIDER=MSDataShape;DATA PROVIDER=MSDASQL;DSN=dsn1;UID=sa;", StoreKind::Server, "dsn1",
+       true, ""},
+      {"DRIVER={PostgreSQL Unicode};SERVER=127.0.0.1;DATABASE=t", StoreKind::Server, "127.0.0.1",
+       false, ""},
+  };
+  for (const Case& c : cases) {
+    const Route r = RouteConnection(c.text);
+    EXPECT_EQ(r.kind, c.kind) << c.text;
+    EXPECT_EQ(r.dataSource, c.dataSource) << c.text;
+    EXPECT_EQ(r.shaped, c.shaped) << c.text;
+    EXPECT_EQ(r.password, c.password) << c.text;
+  }
+  // The provider may be set apart from the string.
+  EXPECT_EQ(RouteConnection("Data Source=srv;User ID=sa;Pwd=x", "SQLOLEDB").kind,
+            StoreKind::Server);
+  EXPECT_EQ(RouteConnection("Data Source=/d/a.mdb", "Microsoft.Jet.OLEDB.4.0").dataSource,
+            "/d/a.mdb");
+  EXPECT_NE(RaisedNumber([] { RouteConnection("   "); }), 0);
+}
+
+}  // namespace
+}  // namespace zmdb::dal::testing

@@ -1,0 +1,182 @@
+// Recordsets on the file store: types as created, navigation,
+// bookmarks, filters, and changes written back to the table.
+#include "file_store_fixture.h"
+#include "zmdb/dal/ado.h"
+#include "zmdb/runtime/convert.h"
+#include "zmdb/runtime/datetime.h"
+
+namespace zmdb::dal::testing {
+namespace {
+
+using rt::Variant;
+
+using RecordsetTest = FileStoreTest;
+
+TEST_F(RecordsetTest, ColumnsKeepTheJetTypeAndSizeTheyWereCreatedWith) {
+  struct Case {
+    const char* jet;
+    std::int32_t type;
+    std::int32_t size;
+  };
+  const Case cases[] = {
+      {"TEXT(30)", 202, 30},
+      {"MEMO", 203, 536870910},
+      {"LONG", 3, 4},
+      {"INTEGER", 3, 4},
+      {"SHORT", 2, 2},
+      {"SMALLINT", 2, 2},
+      {"BYTE", 17, 1},
+      {"CURRENCY", 6, 8},
+      {"SINGLE", 4, 4},
+      {"DOUBLE", 5, 8},
+      {"DATETIME", 7, 8},
+      {"YESNO", 11, 2},
+      {"GUID", 72, 16},
+      {"BINARY(20)", 128, 20},
+      {"LONGBINARY", 205, 1073741823},
+      {"DECIMAL(10,2)", 131, 19},
+      {"COUNTER", 3, 4},
+  };
+  auto cn = Connect();
+  std::string ddl = "CREATE TABLE T (";
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    ddl += (i ? ", C" : "C") + std::to_string(i) + " " + cases[i].jet;
+  }
+  cn->Execute(ddl + ")");
+  auto rs = Open(cn, "SELECT * FROM T");
+  ASSERT_EQ(rs->columns().size(), std::size(cases));
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    auto f = rs->fields()->Item(Variant(static_cast<std::int32_t>(i)));
+    EXPECT_EQ(f->Type(), cases[i].type) << cases[i].jet;
+    EXPECT_EQ(f->DefinedSize(), cases[i].size) << cases[i].jet;
+  }
+}
+
+TEST_F(RecordsetTest, ValuesRoundTripThroughAddNewAndAFreshConnection) {
+  auto cn = Connect();
+  cn->Execute(
+      "CREATE TABLE T (ID COUNTER PRIMARY KEY, Name TEXT(10), Hired DATETIME, Pay CURRENCY, "
+      "Active YESNO, Qty SHORT, Note MEMO)");
+  auto rs = Open(cn, "SELECT * FROM T");
+  rs->AddNew();
+  auto f = rs->fields();
+  f->Item(Variant("Name"))->SetValue(Variant("李明"));
+  f->Item(Variant("Hired"))->SetValue(Variant("2004-08-30 13:05:09"));  // text converts
+  f->Item(Variant("Pay"))->SetValue(Variant(1234.5));
+  f->Item(Variant("Active"))->SetValue(Variant(true));
+  f->Item(Variant("Qty"))->SetValue(Variant("12"));
+  rs->Update();
+  EXPECT_EQ(f->Item(Variant("ID"))->Value(), Variant(1));  // the store's number, read back
+
+  auto again = Open(Connect(), "SELECT * FROM T", ado::adOpenStatic, ado::adLockReadOnly);
+  ASSERT_EQ(again->RecordCount(), 1);
+  auto g = again->fields();
+  EXPECT_EQ(g->Item(Variant("Name"))->Value(), Variant("李明"));
+  EXPECT_EQ(g->Item(Variant("Hired"))->Value(), Variant(rt::MakeDate(2004, 8, 30, 13, 5, 9)));
+  EXPECT_EQ(g->Item(Variant("Pay"))->Value(), Variant(rt::Currency{12345000}));
+  EXPECT_EQ(g->Item(Variant("Active"))->Value(), Variant(true));
+  EXPECT_EQ(g->Item(Variant("Qty"))->Value(), Variant(std::int16_t{12}));
+  EXPECT_TRUE(g->Item(Variant("Note"))->Value().IsNull());
+  // Yes/No is -1 in SQL, as Jet keeps it; dates are canonical text.
+  auto raw = cn->Execute("SELECT CStr(Active), CStr(Hired) FROM T", nullptr, -1, 3);
+  EXPECT_EQ(raw->ValueAt(0), Variant("-1"));
+  auto dates = cn->Execute("SELECT COUNT(*) FROM T WHERE Hired > #8/29/2004#", nullptr, -1, 3);
+  EXPECT_EQ(dates->ValueAt(0), Variant(1));
+}
+
+TEST_F(RecordsetTest, ValuesAFieldRefusesAreClearErrors) {
+  auto cn = Connect();
+  cn->Execute("CREATE TABLE T (Name TEXT(3), Qty LONG, Hired DATETIME)");
+  auto rs = Open(cn, "SELECT * FROM T");
+  rs->AddNew();
+  auto f = rs->fields();
+  const std::pair<const char*, Variant> refused[] = {{"Name", Variant("abcd")},
+                                                     {"Qty", Variant("12x")},
+                                                     {"Hired", Variant("not a date")},
+                                                     {"Qty", Variant(3e10)}};
+  for (const auto& [field, value] : refused) {
+    try {
+      f->Item(Variant(field))->SetValue(value);
+      ADD_FAILURE() << field << " took " << rt::TypeName(value);
+    } catch (const rt::PlatformError& e) {
+      EXPECT_EQ(e.number(), rt::err::kMultipleStep);
+      EXPECT_NE(e.info().Description.find(field), std::string::npos) << e.info().Description;
+    }
+  }
+  f->Item(Variant("Name"))->SetValue(Variant("中文字"));  // three characters fit
+  rs->Update();
+  // A statement that stores a longer text is refused by the table itself.
+  EXPECT_NE(RaisedNumber([&] { cn->Execute("INSERT INTO T (Name) VALUES ('abcd')"); }), 0);
+}
+
+TEST_F(RecordsetTest, ReadOnlyRecordsetsRefuseChanges) {
+  auto cn = Connect();
+  cn->Execute("CREATE TABLE T (ID LONG)");
+  cn->Execute("INSERT INTO T VALUES (1)");
+  auto rs = Open(cn, "SELECT * FROM T", ado::adOpenStatic, ado::adLockReadOnly);
+  EXPECT_EQ(RaisedNumber([&] { rs->AddNew(); }), rt::err::kAdoNotSupported);
+  EXPECT_EQ(RaisedNumber([&] { rs->Delete(); }), rt::err::kAdoNotSupported);
+  EXPECT_EQ(RaisedNumber([&] { rs->fields()->Item(Variant("ID"))->SetValue(Variant(2)); }),
+            rt::err::kAdoNotSupported);
+  // A computed recordset has no single base table to write to.
+  auto joined = Open(cn, "SELECT ID * 2 AS Twice FROM T");
+  joined->fields()->Item(Variant("Twice"))->SetValue(Variant(5));
+  EXPECT_EQ(RaisedNumber([&] { joined->Update(); }), rt::err::kUnspecified);
+}
+
+TEST_F(RecordsetTest, NavigationBookmarksAndFilters) {
+  auto cn = Connect();
+  cn->Execute("CREATE TABLE T (ID LONG, Name TEXT(10), Age SHORT)");
+  const char* rows[] = {"1, 'Li', 30", "2, 'Wang', 22", "3, 'Zhang', 41", "4, 'li', 19"};
+  for (const char* r : rows) cn->Execute(std::string("INSERT INTO T VALUES (") + r + ")");
+  auto rs = Open(cn, "SELECT * FROM T ORDER BY ID");
+  EXPECT_FALSE(rs->AtBOF());
+  rs->MoveLast();
+  EXPECT_EQ(rs->ValueAt(0), Variant(4));
+  const Variant mark = rs->Bookmark();
+  rs->MoveFirst();
+  rs->MovePrevious();
+  EXPECT_TRUE(rs->AtBOF());
+  EXPECT_EQ(RaisedNumber([&] { rs->MovePrevious(); }), rt::err::kAdoBofEof);
+  rs->SetBookmark(mark);
+  EXPECT_EQ(rs->ValueAt(0), Variant(4));
+  rs->MoveNext();
+  EXPECT_TRUE(rs->AtEOF());
+  EXPECT_EQ(RaisedNumber([&] { rs->ValueAt(0); }), rt::err::kAdoBofEof);
+
+  rs->SetFilter(Variant("Name = 'LI'"));  // text ignores case
+  EXPECT_EQ(rs->RecordCount(), 2);
+  rs->SetFilter(Variant("Age > '20' AND Name LIKE 'W*'"));  // a quoted number on a number field
+  EXPECT_EQ(rs->RecordCount(), 1);
+  EXPECT_EQ(rs->ValueAt(0), Variant(2));
+  EXPECT_EQ(RaisedNumber([&] { rs->SetBookmark(mark); }), rt::err::kBadArguments);  // filtered out
+  rs->SetFilter(Variant(""));
+  EXPECT_EQ(rs->RecordCount(), 4);
+  EXPECT_EQ(RaisedNumber([&] { rs->SetFilter(Variant("Nope = 1")); }), rt::err::kBadArguments);
+}
+
+TEST_F(RecordsetTest, ForwardOnlyRecordsetsStream) {
+  auto cn = Connect();
+  cn->Execute("CREATE TABLE T (ID LONG)");
+  auto empty = Open(cn, "SELECT * FROM T", ado::adOpenForwardOnly, ado::adLockReadOnly);
+  EXPECT_TRUE(empty->AtEOF());
+  EXPECT_TRUE(empty->AtBOF());
+  EXPECT_EQ(RaisedNumber([&] { empty->MoveNext(); }), rt::err::kAdoBofEof);
+  auto emptyStatic = Open(cn, "SELECT * FROM T");
+  EXPECT_EQ(RaisedNumber([&] { emptyStatic->MoveFirst(); }), rt::err::kAdoBofEof);
+  cn->Execute("INSERT INTO T VALUES (7)");
+  cn->Execute("INSERT INTO T VALUES (8)");
+  auto rs = Open(cn, "SELECT * FROM T ORDER BY ID", ado::adOpenForwardOnly, ado::adLockReadOnly);
+  EXPECT_EQ(rs->RecordCount(), -1);
+  EXPECT_EQ(rs->ValueAt(0), Variant(7));
+  rs->MoveNext();
+  EXPECT_EQ(rs->ValueAt(0), Variant(8));
+  EXPECT_EQ(RaisedNumber([&] { rs->MoveFirst(); }), rt::err::kForwardOnly);
+  rs->MoveNext();
+  EXPECT_TRUE(rs->AtEOF());
+  EXPECT_FALSE(rs->AtBOF());
+  EXPECT_EQ(RaisedNumber([&] { rs->MoveNext(); }), rt::err::kAdoBofEof);
+}
+
+}  // namespace
+}  // namespace zmdb::dal::testing

@@ -1,0 +1,3 @@
+// Examples use the component object, not the automation interface.
+#include "zmdb/frame/component.h"
+#include <zmdb/automation/session.h>

@@ -1,0 +1,2 @@
+// A private header of the file store.
+#pragma once

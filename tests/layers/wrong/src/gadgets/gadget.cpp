@@ -1,0 +1,2 @@
+// A folder the rules do not know.
+#include "zmdb/runtime/variant.h"
