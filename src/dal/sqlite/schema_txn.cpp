@@ -1,9 +1,9 @@
 // The transactions every schema change runs in, and the rebuild routine:
 // the one way to make a change SQLite cannot make in place, by replacing the
 // table inside a transaction, which leaves it untouched on failure.
+#include "jetsql_p.h"
 #include "schema_store_p.h"
 #include "zmdb/dal/engine_errors.h"
-#include "jetsql_p.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::sqlite::detail {
@@ -64,10 +64,7 @@ void FileSchemaStore::Transaction(const std::function<void()>& f, bool rebuild) 
 void FileSchemaStore::CheckForeignKeys() {
   Result check = b_.ExecuteNative("PRAGMA foreign_key_check", {});
   if (check.cursor && check.cursor->Step()) {
-    engerr::Raise(rt::err::kRelatedRecordRequired,
-                  "You cannot add or change a record because a related record is required in "
-                  "table '" +
-                      std::string(check.cursor->Text(2)) + "'.");
+    rt::RaiseStandard(rt::err::kRelatedRecordRequired, nullptr, check.cursor->Text(2));
   }
 }
 
