@@ -17,18 +17,13 @@ namespace {
 constexpr const char* kCommandSource = "ADODB.Command";
 
 [[noreturn]] void BadArguments(const std::string& why) {
-  rt::Raise(dalerr::kBadArguments,
-            "Arguments are of the wrong type, are out of acceptable range, or are in conflict "
-            "with one another. (" +
-                why + ")",
-            kCommandSource);
+  rt::RaiseDetailed(rt::err::kBadArguments, why, kCommandSource);
 }
 
 }  // namespace
 
 Result Backend::ExecuteCommand(std::string_view, bool, std::vector<CommandParameter>&) {
-  rt::Raise(rt::err::kAdoNotSupported,
-            "Object or provider is not capable of performing requested operation.", kCommandSource);
+  rt::RaiseStandard(rt::err::kAdoNotSupported, kCommandSource);
 }
 
 // ---- Parameter ----
@@ -158,14 +153,10 @@ std::shared_ptr<Parameter> Command::CreateParameter(const std::string& name, std
 
 std::shared_ptr<Recordset> Command::Execute(std::int64_t* rowsAffected, const Variant& values) {
   if (!connection_ || connection_->State() == 0) {
-    rt::Raise(-2146824579,  // 0x800A0E7D
-              "The connection cannot be used to perform this operation. It is either closed or "
-              "invalid in this context.",
-              kCommandSource);
+    rt::RaiseStandard(rt::err::kConnectionUnusable, kCommandSource);
   }
   if (text_.empty()) {
-    rt::Raise(-2146824580,  // 0x800A0E7C
-              "Command text was not set for the command object.", kCommandSource);
+    rt::RaiseStandard(rt::err::kNoCommandText, kCommandSource);
   }
   const auto& items = parameters_->items();
   if (values.IsArray()) {

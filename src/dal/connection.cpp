@@ -276,10 +276,7 @@ void Connection::SetProvider(std::string p) {
 void Connection::SetCursorLocation(int location) {
   if (location == 0) location = ado::adUseServer;
   if (location != ado::adUseServer && location != ado::adUseClient) {
-    rt::Raise(dalerr::kBadArguments,
-              "Arguments are of the wrong type, are out of acceptable range, or are in conflict "
-              "with one another.",
-              kConnectionSource);
+    rt::RaiseStandard(rt::err::kBadArguments, kConnectionSource);
   }
   cursorLocation_ = location;
 }

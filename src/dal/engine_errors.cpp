@@ -18,27 +18,32 @@ void Raise(std::int32_t number, const std::string& text, const char* source) {
 
 // 3265, the engine's answer for a missing collection item.
 void ItemNotFound(const char* source) {
-  Raise(kItemNotFound, "Item not found in this collection.", source);
+  rt::RaiseStandard(rt::err::kItemNotFound, source);
 }
 
 // 3010 for a table name in use.
 void TableExists(std::string_view name) {
-  Raise(kTableExists, "Table '" + std::string(name) + "' already exists.");
+  rt::RaiseStandard(rt::err::kTableExists, kSource, name);
 }
 
 // 3012 for a query or relation name in use.
 void ObjectExists(std::string_view name) {
-  Raise(kObjectExists, "Object '" + std::string(name) + "' already exists.");
+  rt::RaiseStandard(rt::err::kObjectExists, kSource, name);
 }
 
 // 3420 for an object whose database was closed.
 void ObjectInvalid() {
-  Raise(kObjectInvalid, "Object invalid or no longer set.");
+  rt::RaiseStandard(rt::err::kObjectInvalid, kSource);
+}
+
+// 3219, the engine's refusal of a change the object does not take.
+void InvalidOperation() {
+  rt::RaiseStandard(rt::err::kInvalidOperation, kSource);
 }
 
 // 3251 for a kind of store the engine cannot reach yet.
 void NotYetSupported(std::string_view what) {
-  Raise(kNotSupported, std::string(what) + " is not yet supported.");
+  rt::RaiseStandard(rt::err::kNotYetSupported, kSource, what);
 }
 
 }  // namespace engerr

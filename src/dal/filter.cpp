@@ -36,17 +36,12 @@
 namespace zmdb::dal {
 namespace {
 
-// 0x800A0BB9: arguments are of the wrong type, out of range or in conflict.
-constexpr std::int32_t kBadArguments = -2146825287;
-constexpr const char* kBadArgumentsText =
-    "Arguments are of the wrong type, are out of acceptable range, or are in conflict with one "
-    "another.";
 // Parentheses nest at most this deep, so a hostile expression cannot exhaust the stack.
 constexpr int kMaxDepth = 256;
 
 // Raise the filter's one error, with a hint of what was wrong after the standard text.
 [[noreturn]] void Fail(const std::string& hint) {
-  rt::Raise(kBadArguments, std::string(kBadArgumentsText) + " (Filter: " + hint + ")");
+  rt::RaiseDetailed(rt::err::kBadArguments, "Filter: " + hint, rt::kRuntimeSource);
 }
 
 // ------------------------------------------------------------------ text

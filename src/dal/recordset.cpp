@@ -17,18 +17,11 @@ using rt::Variant;
 namespace {
 
 [[noreturn]] void NoCurrentRecord() {
-  rt::Raise(dalerr::kNoCurrentRecord,
-            "Either BOF or EOF is True, or the current record has been deleted. Requested "
-            "operation requires a current record.",
-            kAdoSource);
+  rt::RaiseStandard(rt::err::kAdoBofEof, kAdoSource);
 }
 
 [[noreturn]] void BadArguments(const std::string& why) {
-  rt::Raise(dalerr::kBadArguments,
-            "Arguments are of the wrong type, are out of acceptable range, or are in conflict "
-            "with one another. (" +
-                why + ")",
-            kAdoSource);
+  rt::RaiseDetailed(rt::err::kBadArguments, why, kAdoSource);
 }
 
 // A source that is one table name, bare or in brackets.
@@ -266,7 +259,7 @@ void Recordset::RequireCurrent() const {
 void Recordset::RequireUpdatable() const {
   RequireOpen();
   if (lockType_ == ado::adLockReadOnly || stream_) {
-    rt::Raise(dalerr::kNotUpdatable,
+    rt::Raise(rt::err::kAdoNotSupported,
               "Current Recordset does not support updating. This may be a limitation of the "
               "provider, or of the selected locktype.",
               kAdoSource);
@@ -296,10 +289,7 @@ void Recordset::Open(const Variant& source, const Variant& activeConnection, int
     return;
   }
   if (noConnection) {
-    rt::Raise(-2146824579,
-              "The connection cannot be used to perform this operation. It is either "
-              "closed or invalid in this context.",
-              kAdoSource);
+    rt::RaiseStandard(rt::err::kConnectionUnusable, kAdoSource);
   }
   std::shared_ptr<Connection> conn;
   if (activeConnection.IsObject()) {
@@ -463,7 +453,7 @@ void Recordset::MoveFirst() {
   FinishEditBeforeMove();
   if (stream_) {
     if (streamPos_ != 0) {
-      rt::Raise(dalerr::kForwardOnly, "Rowset does not support fetching backward.", kAdoSource);
+      rt::RaiseStandard(rt::err::kForwardOnly, kAdoSource);
     }
     return;
   }
@@ -503,8 +493,7 @@ void Recordset::MoveNext() {
 void Recordset::MovePrevious() {
   RequireOpen();
   FinishEditBeforeMove();
-  if (stream_)
-    rt::Raise(dalerr::kForwardOnly, "Rowset does not support fetching backward.", kAdoSource);
+  if (stream_) rt::RaiseStandard(rt::err::kForwardOnly, kAdoSource);
   currentDeleted_ = false;
   if (cur_ < 0 || VisibleCount() == 0) NoCurrentRecord();
   --cur_;
@@ -535,7 +524,8 @@ void Recordset::MoveLast() {
 Variant Recordset::Bookmark() const {
   RequireCurrent();
   if (stream_)
-    rt::Raise(dalerr::kNotUpdatable, "Current Recordset does not support bookmarks.", kAdoSource);
+    rt::Raise(rt::err::kAdoNotSupported, "Current Recordset does not support bookmarks.",
+              kAdoSource);
   if (editMode_ == ado::adEditAdd) NoCurrentRecord();
   return Variant(static_cast<double>(PhysicalRow(static_cast<std::size_t>(cur_)) + 1));
 }
@@ -543,7 +533,8 @@ Variant Recordset::Bookmark() const {
 void Recordset::SetBookmark(const Variant& bookmark) {
   RequireOpen();
   if (stream_)
-    rt::Raise(dalerr::kNotUpdatable, "Current Recordset does not support bookmarks.", kAdoSource);
+    rt::Raise(rt::err::kAdoNotSupported, "Current Recordset does not support bookmarks.",
+              kAdoSource);
   FinishEditBeforeMove();
   const double b = rt::CDbl(bookmark);
   if (b < 1 || b != static_cast<double>(static_cast<std::int64_t>(b)))
@@ -563,7 +554,8 @@ void Recordset::SetBookmark(const Variant& bookmark) {
 void Recordset::SetFilter(const Variant& filter) {
   RequireOpen();
   if (stream_)
-    rt::Raise(dalerr::kNotUpdatable, "Current Recordset does not support filtering.", kAdoSource);
+    rt::Raise(rt::err::kAdoNotSupported, "Current Recordset does not support filtering.",
+              kAdoSource);
   FinishEditBeforeMove();
   const bool clear =
       filter.IsEmpty() || filter.IsNull() || (filter.IsNumeric() && rt::CLng(filter) == 0) ||
@@ -593,10 +585,9 @@ void Recordset::SetValueAt(std::size_t column, const Variant& value) {
   RequireCurrent();
   const ColumnInfo& c = columns_[column];
   if (c.autoIncrement && connection_) {
-    rt::Raise(dalerr::kMultipleStep,
-              "Multiple-step operation generated errors. Check each status value. (Field '" +
-                  c.name + "' is numbered by the database and cannot be set)",
-              kAdoSource);
+    rt::RaiseDetailed(rt::err::kMultipleStep,
+                      "Field '" + c.name + "' is numbered by the database and cannot be set",
+                      kAdoSource);
   }
   Variant converted = ConvertForColumn(value, c);
   if (editMode_ == ado::adEditNone) {

@@ -18,7 +18,7 @@ namespace {
 // that a match that found no row or several changes nothing: several rows
 // can match when the values that find the row are not exact (a table without
 // a key, or a key read less precisely than it is stored). Raises
-// dalerr::kRowChanged when the statement did not change exactly one row.
+// rt::err::kRowChanged when the statement did not change exactly one row.
 void ChangeOneRow(Connection& connection, const Statement& st) {
   Backend& backend = connection.backend();
   connection.Guarded([&] {
@@ -33,10 +33,7 @@ void ChangeOneRow(Connection& connection, const Statement& st) {
     }
     if (affected != 1) {
       backend.Rollback();
-      rt::Raise(dalerr::kRowChanged,
-                "Row cannot be located for updating. Some values may have been changed since it "
-                "was last read.",
-                kAdoSource);
+      rt::RaiseStandard(rt::err::kRowChanged, kAdoSource);
     }
     backend.Commit();
   });
@@ -69,7 +66,7 @@ void Recordset::WriteBackInsert() {
 
 // Writes the pending edits of physical row `row`; nothing when none was
 // made. An edited column read from another table (or computed) is
-// dalerr::kMultipleStep.
+// rt::err::kMultipleStep.
 void Recordset::WriteBackUpdate(std::size_t row) {
   const std::string table = BaseTableOf(columns_);
   std::vector<ColumnValue> values;
@@ -78,11 +75,8 @@ void Recordset::WriteBackUpdate(std::size_t row) {
     if (!pending_[i]) continue;
     changed[i] = true;
     if (!NameEquals(columns_[i].baseTable, table)) {
-      rt::Raise(dalerr::kMultipleStep,
-                "Multiple-step operation generated errors. Check each status "
-                "value. (Field '" +
-                    columns_[i].name + "' is not updatable)",
-                kAdoSource);
+      rt::RaiseDetailed(rt::err::kMultipleStep, "Field '" + columns_[i].name + "' is not updatable",
+                        kAdoSource);
     }
     values.push_back({columns_[i].baseColumn, *pending_[i]});
   }

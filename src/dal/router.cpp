@@ -251,10 +251,8 @@ Route RouteConnection(std::string_view connectionString, std::string_view provid
       }
       return route;
     case ProviderKind::Unknown:
-      rt::Raise(-2146824582,  // 0x800A0E7A
-                "Provider cannot be found. It may not be properly installed. (Provider '" +
-                    route.provider + "')",
-                "ADODB.Connection");
+      rt::RaiseDetailed(rt::err::kProviderNotFound, "Provider '" + route.provider + "'",
+                        "ADODB.Connection");
     case ProviderKind::Odbc:
     case ProviderKind::SqlServer:
       break;

@@ -443,20 +443,19 @@ rt::Variant ConvertForColumn(const rt::Variant& value, const ColumnInfo& column)
     }
   } catch (const rt::PlatformError& e) {
     std::string shown = value.IsString() ? "'" + value.AsString() + "'" : rt::TypeName(value);
-    rt::Raise(dalerr::kMultipleStep,
-              "Multiple-step operation generated errors. Check each status value. (Field '" +
-                  column.name + "' cannot take the value " + shown + ": " + e.info().Description +
-                  ")",
-              kAdoSource);
+    rt::RaiseDetailed(
+        rt::err::kMultipleStep,
+        "Field '" + column.name + "' cannot take the value " + shown + ": " + e.info().Description,
+        kAdoSource);
   }
   if (IsSizedText(column.adoType) && column.definedSize > 0 && converted.IsString() &&
       rt::Utf8Length(converted.AsString()) > static_cast<std::size_t>(column.definedSize)) {
-    rt::Raise(dalerr::kMultipleStep,
-              "Multiple-step operation generated errors. Check each status value. (The field '" +
-                  column.name + "' is too small to accept the amount of data: " +
-                  std::to_string(rt::Utf8Length(converted.AsString())) + " characters for " +
-                  std::to_string(column.definedSize) + ")",
-              kAdoSource);
+    rt::RaiseDetailed(rt::err::kMultipleStep,
+                      "The field '" + column.name +
+                          "' is too small to accept the amount of data: " +
+                          std::to_string(rt::Utf8Length(converted.AsString())) + " characters for " +
+                          std::to_string(column.definedSize),
+                      kAdoSource);
   }
   return converted;
 }

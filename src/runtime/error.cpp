@@ -4,46 +4,35 @@
 
 namespace zmdb::rt {
 
+// The table's text for the run time's own numbers; every other number is
+// the caller's own error.
 std::string RuntimeErrorText(std::int32_t number) {
-  switch (number) {
-    case err::kInvalidProcCall:
-      return "Invalid procedure call or argument";
-    case err::kOverflow:
-      return "Overflow";
-    case err::kOutOfMemory:
-      return "Out of memory";
-    case err::kSubscriptOutOfRange:
-      return "Subscript out of range";
-    case err::kTypeMismatch:
-      return "Type mismatch";
-    case err::kFileNotFound:
-      return "File not found";
-    case err::kBadFileMode:
-      return "Bad file mode";
-    case err::kInputPastEnd:
-      return "Input past end of file";
-    case err::kObjectNotSet:
-      return "Object variable or With block variable not set";
-    case err::kInvalidUseOfNull:
-      return "Invalid use of Null";
-    case err::kObjectRequired:
-      return "Object required";
-    case err::kNotSupported:
-      return "Object doesn't support this property or method";
-    case err::kArgNotOptional:
-      return "Argument not optional";
-    case err::kWrongArgCount:
-      return "Wrong number of arguments or invalid property assignment";
-    case err::kItemNotFound:
-      return "Item not found in this collection.";
-    default:
-      return "Application-defined or object-defined error";
-  }
+  const ErrorEntry* e = FindError(number);
+  if (e && e->byNumber) return std::string(e->text);
+  return "Application-defined or object-defined error";
 }
 
 void Raise(std::int32_t number, std::string description, std::string source) {
   if (description.empty()) description = RuntimeErrorText(number);
   throw PlatformError(number, std::move(description), std::move(source));
+}
+
+namespace {
+// `source`, or the table's default source of `number` when it is null.
+std::string SourceOr(const char* source, std::int32_t number) {
+  if (source) return source;
+  const ErrorEntry* e = FindError(number);
+  return e ? std::string(e->source) : std::string(kRuntimeSource);
+}
+}  // namespace
+
+void RaiseStandard(std::int32_t number, const char* source, std::string_view name) {
+  throw PlatformError(number, ErrorText(number, name), SourceOr(source, number));
+}
+
+void RaiseDetailed(std::int32_t number, std::string_view detail, const char* source) {
+  throw PlatformError(number, ErrorText(number) + " (" + std::string(detail) + ")",
+                      SourceOr(source, number));
 }
 
 ErrorInfo ErrorFromCurrentException() noexcept {

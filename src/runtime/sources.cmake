@@ -1,6 +1,7 @@
 # Host runtime stand-ins: Variant, text, conversions, Format, errors, host contracts.
 zmdb_sources(
   ${CMAKE_CURRENT_LIST_DIR}/error.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/errors.cpp
   ${CMAKE_CURRENT_LIST_DIR}/variant.cpp
   ${CMAKE_CURRENT_LIST_DIR}/text.cpp
   ${CMAKE_CURRENT_LIST_DIR}/convert.cpp

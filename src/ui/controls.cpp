@@ -7,7 +7,8 @@ namespace zmdb::ui {
 
 namespace {
 [[noreturn]] void Refuse(std::string_view property) {
-  rt::Raise(kInvalidPropertyValue, "Invalid property value: " + std::string(property));
+  rt::Raise(rt::err::kInvalidPropertyValue,
+            rt::ErrorText(rt::err::kInvalidPropertyValue) + ": " + std::string(property));
 }
 }  // namespace
 
@@ -17,7 +18,7 @@ std::size_t ListControl::CheckedIndex(const std::vector<rt::Variant>& index) con
   if (index.size() != 1) rt::Raise(rt::err::kWrongArgCount);
   const std::int32_t i = rt::CLng(index[0]);
   if (i < 0 || static_cast<std::size_t>(i) >= items_.size()) {
-    rt::Raise(381, "Invalid property array index");
+    rt::RaiseStandard(rt::err::kInvalidPropertyArrayIndex);
   }
   return static_cast<std::size_t>(i);
 }

@@ -17,8 +17,8 @@ TEST(DisconnectedRecordset, FieldsDefineItAndRowsLiveInMemory) {
   auto rs = Recordset::Create();
   rs->fields()->Append("Code", 202, 10);
   rs->fields()->Append("Qty", 3);
-  EXPECT_EQ(RaisedNumber([&] { rs->fields()->Append("code", 3); }), dalerr::kBadArguments);
-  EXPECT_EQ(RaisedNumber([&] { rs->fields()->Append("X", 999); }), dalerr::kBadArguments);
+  EXPECT_EQ(RaisedNumber([&] { rs->fields()->Append("code", 3); }), rt::err::kBadArguments);
+  EXPECT_EQ(RaisedNumber([&] { rs->fields()->Append("X", 999); }), rt::err::kBadArguments);
   rs->SetCursorType(ado::adOpenStatic);
   rs->SetLockType(ado::adLockOptimistic);
   rs->Open();
@@ -40,7 +40,7 @@ TEST(DisconnectedRecordset, FieldsDefineItAndRowsLiveInMemory) {
   EXPECT_EQ(rs->RecordCount(), 2);
   EXPECT_EQ(rs->fields()->Item(Variant(1))->Attributes() & ado::adFldUpdatable,
             ado::adFldUpdatable);
-  EXPECT_EQ(RaisedNumber([&] { rs->fields()->Append("Late", 3); }), dalerr::kOpen);
+  EXPECT_EQ(RaisedNumber([&] { rs->fields()->Append("Late", 3); }), rt::err::kObjectOpen);
 }
 
 TEST(WriteBack, StatementsAreBuiltApartFromRunning) {

@@ -1,5 +1,6 @@
 // Numbers of the data-access object model: cursor, lock and cursor-location
-// kinds, object states, field attributes and the layer's own error numbers.
+// kinds, object states, field attributes, the sources the layer's errors
+// name, and its common refusals (the numbers are in the runtime's error table).
 #pragma once
 
 #include <cstdint>
@@ -27,43 +28,18 @@ inline constexpr std::int32_t adFldUnspecified = -1, adFldMayDefer = 0x2, adFldU
 inline constexpr int adSchemaCatalogs = 1, adSchemaTables = 20;
 }  // namespace ado
 
-// Error numbers of the layer (HRESULTs as signed 32-bit values).
-namespace dalerr {
-// 0x800A0BB9: arguments are of the wrong type, out of range, or in conflict.
-inline constexpr std::int32_t kBadArguments = -2146825287;
-// 0x800A0BCD: either BOF or EOF is true, or the current record was deleted.
-inline constexpr std::int32_t kNoCurrentRecord = rt::err::kAdoBofEof;
-// 0x800A0CB3: the recordset does not support updating.
-inline constexpr std::int32_t kNotUpdatable = rt::err::kAdoNotSupported;
-// 0x800A0E78: operation not allowed when the object is closed.
-inline constexpr std::int32_t kClosed = rt::err::kObjectClosed;
-// 0x800A0E79: operation not allowed when the object is open.
-inline constexpr std::int32_t kOpen = -2146824583;
-// 0x800A0CC1: item not found in the collection.
-inline constexpr std::int32_t kItemNotFound = rt::err::kAdoItemNotFound;
-// 0x80040E21: a multiple-step operation generated errors (a value the field refuses).
-inline constexpr std::int32_t kMultipleStep = rt::err::kMultipleStep;
-// 0x80040E38: the row to update was changed or deleted by someone else.
-inline constexpr std::int32_t kRowChanged = -2147217864;
-// 0x80040E24: the rowset cannot fetch backwards.
-inline constexpr std::int32_t kForwardOnly = -2147217884;
-}  // namespace dalerr
-
 inline constexpr const char* kAdoSource = "ADODB.Recordset";
 inline constexpr const char* kConnectionSource = "ADODB.Connection";
 
 // The layer's common refusals, with the texts callers know them by.
 [[noreturn]] inline void RaiseClosed(const char* source) {
-  rt::Raise(dalerr::kClosed, "Operation is not allowed when the object is closed.", source);
+  rt::RaiseStandard(rt::err::kObjectClosed, source);
 }
 [[noreturn]] inline void RaiseOpen(const char* source) {
-  rt::Raise(dalerr::kOpen, "Operation is not allowed when the object is open.", source);
+  rt::RaiseStandard(rt::err::kObjectOpen, source);
 }
 [[noreturn]] inline void RaiseItemNotFound(const char* source) {
-  rt::Raise(
-      dalerr::kItemNotFound,
-      "Item cannot be found in the collection corresponding to the requested name or ordinal.",
-      source);
+  rt::RaiseStandard(rt::err::kAdoItemNotFound, source);
 }
 
 // What a store tells of one error record beyond Number, Source and

@@ -85,17 +85,17 @@ class Connection : public rt::Object {
   // Every operation below that reaches the store runs Guarded: a failure
   // fills Errors with the store's records and goes on to the caller as the
   // first of them; a success empties Errors. Operations on a closed
-  // connection raise dalerr::kClosed ("Operation is not allowed when the
+  // connection raise rt::err::kObjectClosed ("Operation is not allowed when the
   // object is closed.", source ADODB.Connection).
 
   // Open the store the connection string leads to; an empty string uses the
   // ConnectionString property. `options` is accepted and ignored. Raises
-  // dalerr::kOpen when already open, and the router's or store's error for a
+  // rt::err::kObjectOpen when already open, and the router's or store's error for a
   // string that leads nowhere or a store that cannot be opened.
   void Open(const std::string& connectionString = {}, const std::string& user = {},
             const std::string& password = {}, int options = -1);
   // Close the store (an open transaction is not committed);
-  // dalerr::kClosed when not open.
+  // rt::err::kObjectClosed when not open.
   void Close();
   // Run a statement: an open recordset for a statement that returns rows, a
   // closed one otherwise, with the number of rows changed in `rowsAffected`.
@@ -113,7 +113,7 @@ class Connection : public rt::Object {
   // recordset; the store's error for a kind it does not offer.
   std::shared_ptr<Recordset> OpenSchema(std::int32_t schema);
 
-  // ConnectionString and Provider can change only while closed (dalerr::kOpen).
+  // ConnectionString and Provider can change only while closed (rt::err::kObjectOpen).
   const std::string& ConnectionString() const { return connectionString_; }
   void SetConnectionString(std::string s);
   const std::string& Provider() const { return provider_; }
@@ -121,7 +121,7 @@ class Connection : public rt::Object {
   int CursorLocation() const { return cursorLocation_; }
   // 0 (the value a caller passes by leaving the argument out) is taken as the
   // default, server-side cursors; 2 and 3 as they are; anything else is
-  // dalerr::kBadArguments.
+  // rt::err::kBadArguments.
   void SetCursorLocation(int location);
   int State() const { return backend_ ? 1 : 0; }
   const std::shared_ptr<Errors>& errors() const { return errors_; }

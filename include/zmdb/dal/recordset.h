@@ -134,22 +134,22 @@ class Recordset : public rt::Object {
   std::int32_t RecordCount() const;
 
   // Moving. Every move first writes a pending edit or new row back (as
-  // Update does, with its errors) and raises dalerr::kClosed on a closed
-  // recordset. A move that finds no row raises dalerr::kNoCurrentRecord
+  // Update does, with its errors) and raises rt::err::kObjectClosed on a
+  // closed recordset. A move that finds no row raises rt::err::kAdoBofEof
   // ("Either BOF or EOF is True, ...", source ADODB.Recordset).
   //
-  // MoveFirst: kNoCurrentRecord on an empty recordset (after the filter);
+  // MoveFirst: kAdoBofEof on an empty recordset (after the filter);
   // on a streamed recordset a no-op before the first MoveNext, and
-  // dalerr::kForwardOnly after it.
+  // rt::err::kForwardOnly after it.
   void MoveFirst();
-  // MoveNext: kNoCurrentRecord when already past the last row (EOF). After
+  // MoveNext: kAdoBofEof when already past the last row (EOF). After
   // Delete the row that followed the deleted one is current already, so the
   // first MoveNext only leaves the deleted row.
   void MoveNext();
-  // MovePrevious: dalerr::kForwardOnly on a streamed recordset;
-  // kNoCurrentRecord when already before the first row (BOF) or empty.
+  // MovePrevious: rt::err::kForwardOnly on a streamed recordset;
+  // kAdoBofEof when already before the first row (BOF) or empty.
   void MovePrevious();
-  // MoveLast: kNoCurrentRecord on an empty recordset; a streamed recordset
+  // MoveLast: kAdoBofEof on an empty recordset; a streamed recordset
   // reads forward to its last row (none: it stays at EOF).
   void MoveLast();
   rt::Variant Bookmark() const;
@@ -157,31 +157,30 @@ class Recordset : public rt::Object {
   rt::Variant FilterValue() const { return filterText_; }
   void SetFilter(const rt::Variant& filter);
 
-  // Changing. AddNew, setting a value and Delete raise dalerr::kClosed on a
-  // closed recordset and dalerr::kNotUpdatable ("Current Recordset does not
-  // support updating. ...") on a read-only or streamed one.
+  // Changing. AddNew, setting a value and Delete raise rt::err::kObjectClosed
+  // on a closed recordset and rt::err::kAdoNotSupported ("Current Recordset
+  // does not support updating. ...") on a read-only or streamed one.
   //
   // AddNew: writes a pending edit back first, then starts a new row whose
   // fields are Null until set; the row is written by Update (or a move).
   void AddNew();
   // Update: writes the pending edit or new row back and keeps it in the
-  // recordset; nothing happens without one. Only kClosed is raised before
+  // recordset; nothing happens without one. Only kObjectClosed is raised before
   // the write. Writing back to the source's base table (not for a recordset
   // built in memory): rt::err::kUnspecified ("Insufficient base table
   // information ...") when the columns come from no table or from several;
-  // dalerr::kMultipleStep when an edited field is not of the base table;
-  // dalerr::kRowChanged ("Row cannot be located for updating. ...") when the
+  // rt::err::kMultipleStep when an edited field is not of the base table;
+  // rt::err::kRowChanged ("Row cannot be located for updating. ...") when the
   // UPDATE finds no row or several, and nothing is changed; a store's own
   // errors (a refused value, a duplicate key) as the store raises them. On
   // any failure the edit stays pending.
   void Update();
   void CancelUpdate();
   // Delete: during AddNew, drops the new row (as CancelUpdate). Otherwise
-  // kNoCurrentRecord without a current row; drops a pending edit of the
-  // row, deletes the row from the base
-  // table with the errors of Update (kRowChanged when the DELETE finds no
-  // row or several) and then from the recordset, whose current row stays
-  // the deleted one until the next move.
+  // kAdoBofEof without a current row; drops a pending edit of the row,
+  // deletes the row from the base table with the errors of Update
+  // (kRowChanged when the DELETE finds no row or several) and then from the
+  // recordset, whose current row stays the deleted one until the next move.
   void Delete();
   int CursorType() const { return cursorType_; }
   int LockType() const { return lockType_; }

@@ -5,50 +5,11 @@
 #include <cstdint>
 #include <exception>
 #include <string>
+#include <string_view>
+
+#include "zmdb/runtime/errors.h"
 
 namespace zmdb::rt {
-
-// Error numbers the library raises or tests. Run-time numbers are small
-// positive values; data-access numbers are HRESULTs as signed 32-bit values;
-// data-engine numbers (3010, 3265) are the engine's own.
-namespace err {
-inline constexpr std::int32_t kInvalidProcCall = 5;
-inline constexpr std::int32_t kOverflow = 6;
-inline constexpr std::int32_t kOutOfMemory = 7;
-inline constexpr std::int32_t kSubscriptOutOfRange = 9;
-inline constexpr std::int32_t kTypeMismatch = 13;
-inline constexpr std::int32_t kFileNotFound = 53;
-inline constexpr std::int32_t kBadFileMode = 54;
-inline constexpr std::int32_t kInputPastEnd = 62;
-inline constexpr std::int32_t kObjectNotSet = 91;
-inline constexpr std::int32_t kInvalidUseOfNull = 94;
-inline constexpr std::int32_t kObjectRequired = 424;
-inline constexpr std::int32_t kNotSupported = 438;
-inline constexpr std::int32_t kArgNotOptional = 449;
-inline constexpr std::int32_t kWrongArgCount = 450;
-inline constexpr std::int32_t kTableExists = 3010;
-inline constexpr std::int32_t kItemNotFound = 3265;
-// 0x80040E14: the command text has a syntax error (also: object in use).
-inline constexpr std::int32_t kSyntaxError = -2147217900;
-// 0x80040E10: a name the engine could not resolve is read as a missing parameter.
-inline constexpr std::int32_t kMissingParameter = -2147217904;
-// 0x80040E37: no such table or object.
-inline constexpr std::int32_t kNoSuchObject = -2147217865;
-// 0x80040E09: permission denied.
-inline constexpr std::int32_t kPermissionDenied = -2147217911;
-// 0x80040E21: a multiple-step operation generated errors.
-inline constexpr std::int32_t kMultipleStep = -2147217887;
-// 0x80004005: unspecified failure (the generic provider error).
-inline constexpr std::int32_t kUnspecified = -2147467259;
-// 0x800A0E78: operation is not allowed when the object is closed.
-inline constexpr std::int32_t kObjectClosed = -2146824584;
-// 0x800A0CC1: item cannot be found in the collection for the name or ordinal.
-inline constexpr std::int32_t kAdoItemNotFound = -2146825023;
-// 0x800A0CB3: the operation is not supported by the provider (read-only recordset).
-inline constexpr std::int32_t kAdoNotSupported = -2146825037;
-// 0x800A0BCD: either BOF or EOF is true, or the current record was deleted.
-inline constexpr std::int32_t kAdoBofEof = -2146825267;
-}  // namespace err
 
 // The source name the run time reports for its own errors.
 inline constexpr const char* kRuntimeSource = "ZMDBFuncProj";
@@ -85,6 +46,15 @@ std::string RuntimeErrorText(std::int32_t number);
 // when one is given.
 [[noreturn]] void Raise(std::int32_t number, std::string description = {},
                         std::string source = kRuntimeSource);
+
+// Raise error `number` with the table's text (`name` in place of "{}") from
+// `source`, or from the table's default source when `source` is null.
+[[noreturn]] void RaiseStandard(std::int32_t number, const char* source = nullptr,
+                                std::string_view name = {});
+// Raise error `number` with the table's text followed by " (detail)", from
+// `source`, or from the table's default source when `source` is null.
+[[noreturn]] void RaiseDetailed(std::int32_t number, std::string_view detail,
+                                const char* source = nullptr);
 
 // Turn whatever a call threw into the platform's error object. PlatformError
 // keeps its members; any other exception becomes error 0x80004005 with its text.

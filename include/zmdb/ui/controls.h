@@ -15,9 +15,6 @@
 
 namespace zmdb::ui {
 
-// Error number of the host's controls for a property value they refuse.
-inline constexpr std::int32_t kInvalidPropertyValue = 380;
-
 class ListControl : public rt::Object {
  public:
   explicit ListControl(std::string typeName) : typeName_(std::move(typeName)) {}

@@ -53,7 +53,7 @@ std::shared_ptr<Collection> ListCollection(
     auto item = fromArgs(args);
     for (const auto& i : *list) {
       if (NameEquals(i->name(), item->name())) {
-        rt::Raise(-2147217856, "The object already exists.", kSource);  // 0x80040E40
+        rt::RaiseStandard(rt::err::kCatalogObjectExists, kSource);
       }
     }
     list->push_back(item);
@@ -127,7 +127,7 @@ std::int32_t DaoTypeOfAdoCode(std::int32_t adoType) {
       return typecodes::dao::dbMemo;
     default: {
       const std::int32_t dao = typecodes::AdoToDao(adoType);
-      if (dao == 0) engerr::Raise(engerr::kInvalidFieldType, "Invalid field data type.");
+      if (dao == 0) rt::RaiseStandard(rt::err::kInvalidFieldType);
       return dao;
     }
   }
@@ -510,7 +510,7 @@ std::shared_ptr<Collection> Table::Columns() {
       auto c = ColumnFromArgs(args);
       for (const auto& e : self->pendingColumns_) {
         if (NameEquals(e->name(), c->name())) {
-          rt::Raise(-2147217856, "The object already exists.", kSource);
+          rt::RaiseStandard(rt::err::kCatalogObjectExists, kSource);
         }
       }
       c->SetCatalog(self->catalog_);
@@ -705,10 +705,8 @@ void Table::DeleteCustomProperty(std::string_view) {
 
 CoreRef Catalog::core() {
   if (!connection_) {
-    rt::Raise(-2146825287,
-              "The connection cannot be used to perform this operation. It is either "
-              "closed or invalid in this context.",
-              kSource);  // 0x800A0BB9
+    // The catalogue's number for it, with the recordset's words.
+    rt::Raise(rt::err::kBadArguments, rt::ErrorText(rt::err::kConnectionUnusable), kSource);
   }
   return core_;
 }
@@ -734,7 +732,7 @@ std::shared_ptr<Connection> Catalog::Create(const std::string& connectionString)
   }
   std::error_code ec;
   if (std::filesystem::exists(route.dataSource, ec)) {
-    rt::Raise(-2147217897, "Database already exists.", kSource);
+    rt::RaiseStandard(rt::err::kCatalogDatabaseExists, kSource);
   }
   StoreOptions options;
   options.create = true;

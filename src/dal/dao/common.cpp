@@ -66,13 +66,13 @@ rt::ObjectRef Collection::Item(const Variant& key) {
 
 // Appends through the collection's behaviour; 3219 when it takes none.
 void Collection::Append(const Variant& object) {
-  if (!b_.append) engerr::Raise(engerr::kInvalidOperation, "Invalid operation.");
+  if (!b_.append) rt::RaiseStandard(rt::err::kInvalidOperation);
   b_.append(object);
 }
 
 // Deletes through the collection's behaviour; 3219 when it takes none.
 void Collection::Delete(const std::string& name) {
-  if (!b_.remove) engerr::Raise(engerr::kInvalidOperation, "Invalid operation.");
+  if (!b_.remove) rt::RaiseStandard(rt::err::kInvalidOperation);
   b_.remove(name);
 }
 
@@ -135,7 +135,7 @@ void Property::SetValue(const Variant& v) {
   if (set_) {
     set_(v);
   } else if (get_) {
-    engerr::Raise(engerr::kInvalidOperation, "Invalid operation.");
+    rt::RaiseStandard(rt::err::kInvalidOperation);
   } else {
     value_ = v;
   }
@@ -190,13 +190,11 @@ std::shared_ptr<Collection> MakeProperties(const rt::ObjectRef& object, Property
     auto p = rt::ObjectAs<Property>(v);
     for (const std::string& n : o->BuiltinProperties()) {
       if (NameEquals(n, p->name())) {
-        engerr::Raise(engerr::kPropertyExists,
-                      "Cannot append. An object with that name already exists in the collection.");
+        rt::RaiseStandard(rt::err::kPropertyExists);
       }
     }
     if (schema::FindProp(o->CustomProperties(), p->name())) {
-      engerr::Raise(engerr::kPropertyExists,
-                    "Cannot append. An object with that name already exists in the collection.");
+      rt::RaiseStandard(rt::err::kPropertyExists);
     }
     const std::string n = p->name();
     const std::int32_t type = p->type();
@@ -214,14 +212,14 @@ std::shared_ptr<Collection> MakeProperties(const rt::ObjectRef& object, Property
   };
   b.remove = [object, o](const std::string& name) {
     if (!schema::FindProp(o->CustomProperties(), name)) {
-      engerr::Raise(engerr::kPropertyNotFound, "Property not found.");
+      rt::RaiseStandard(rt::err::kPropertyNotFound);
     }
     o->DeleteCustomProperty(name);
   };
   if (adoStyle) {
     b.missing = [] { RaiseItemNotFound("ADOX.Properties"); };
   } else {
-    b.missing = [] { engerr::Raise(engerr::kPropertyNotFound, "Property not found."); };
+    b.missing = [] { rt::RaiseStandard(rt::err::kPropertyNotFound); };
   }
   // A name the collection does not know yet yields nothing from make: the
   // missing-item error stands in for it.

@@ -16,11 +16,6 @@ namespace {
 
 constexpr int kFailOnError = 128;
 
-// 3219, the engine's refusal of a change the object does not take.
-[[noreturn]] void InvalidOperation() {
-  engerr::Raise(engerr::kInvalidOperation, "Invalid operation.");
-}
-
 // True when `text` starts with `prefix`, ignoring case.
 bool StartsWithNoCase(std::string_view text, std::string_view prefix) {
   return text.size() >= prefix.size() && NameEquals(text.substr(0, prefix.size()), prefix);
@@ -30,11 +25,11 @@ bool StartsWithNoCase(std::string_view text, std::string_view prefix) {
 // a file that is no database 3343, a missing table 3078; others keep theirs.
 [[noreturn]] void RaiseAsEngine(const rt::PlatformError& e) {
   const std::string& d = e.info().Description;
-  if (d.starts_with("Could not find file")) engerr::Raise(engerr::kFileNotFound, d);
+  if (d.starts_with("Could not find file")) engerr::Raise(rt::err::kCouldNotFindFile, d);
   if (d.starts_with("Unrecognized database format")) {
-    engerr::Raise(engerr::kUnrecognizedFormat, d);
+    engerr::Raise(rt::err::kUnrecognizedFormat, d);
   }
-  if (e.number() == rt::err::kNoSuchObject) engerr::Raise(engerr::kNoInputTable, d);
+  if (e.number() == rt::err::kNoSuchObject) engerr::Raise(rt::err::kNoInputTable, d);
   throw e;
 }
 
@@ -56,9 +51,9 @@ std::shared_ptr<Database> Database::Open(const OpenArgs& args) {
   }
   if (!args.connect.empty() && args.connect.front() != ';') {
     // "dBase IV;", "Excel 5.0;" ...: the installable drivers of other formats.
-    engerr::Raise(engerr::kInstallableIsam, "Could not find installable ISAM.");
+    rt::RaiseStandard(rt::err::kInstallableIsam);
   }
-  if (args.name.empty()) engerr::Raise(3055, "Not a valid file name.");
+  if (args.name.empty()) rt::RaiseStandard(rt::err::kInvalidFileName);
   StoreOptions options;
   options.readOnly = args.readOnly;
   try {
@@ -72,10 +67,10 @@ std::shared_ptr<Database> Database::Open(const OpenArgs& args) {
 // The locale text (";LANGID=...;CP=...;COUNTRY=...;pwd=...") is accepted; the
 // file store keeps no collation or password of its own.
 std::shared_ptr<Database> Database::Create(const std::string& name, const std::string&) {
-  if (name.empty()) engerr::Raise(3055, "Not a valid file name.");
+  if (name.empty()) rt::RaiseStandard(rt::err::kInvalidFileName);
   std::error_code ec;
   if (std::filesystem::exists(name, ec)) {
-    engerr::Raise(engerr::kDatabaseExists, "Database already exists.");
+    rt::RaiseStandard(rt::err::kDatabaseExists);
   }
   StoreOptions options;
   options.create = true;
@@ -104,7 +99,7 @@ std::shared_ptr<Collection> Database::TableDefs() {
       },
       [core](const std::string& name) { return std::make_shared<TableDef>(core, name); },
       [core](TableDef& t) {
-        if (t.bound()) InvalidOperation();
+        if (t.bound()) engerr::InvalidOperation();
         core->store().CreateTable(t.Def());
         t.Bind(core);
       },
@@ -123,7 +118,7 @@ std::shared_ptr<Collection> Database::QueryDefs() {
         return q;
       },
       [core](QueryDef& q) {
-        if (q.saved()) InvalidOperation();
+        if (q.saved()) engerr::InvalidOperation();
         core->store().CreateQuery({q.name(), q.Sql(), 0, q.CustomProperties()});
         q.MarkSaved();
       },
@@ -138,7 +133,7 @@ std::shared_ptr<Collection> Database::Relations() {
       "Relations", "DAO.Relations", [core] { return NamesOf(core->store().Relations()); },
       [core](const std::string& name) { return std::make_shared<Relation>(core, name); },
       [core](Relation& r) {
-        if (r.bound()) InvalidOperation();
+        if (r.bound()) engerr::InvalidOperation();
         core->store().CreateRelation(r.Def());
         r.Bind(core);
       },
@@ -296,7 +291,7 @@ std::string QueryDef::Sql() {
 std::int64_t QueryDef::Execute(int options) {
   const std::string sql = Sql();
   if (schema::QueryTypeOf(sql) == schema::kQSelect) {
-    engerr::Raise(engerr::kSelectNotExecutable, "Cannot execute a select query.");
+    rt::RaiseStandard(rt::err::kSelectNotExecutable);
   }
   Backend& b = core_->backend();
   const bool atomic = (options & kFailOnError) != 0;
@@ -434,7 +429,7 @@ std::shared_ptr<Collection> Relation::Fields() {
       auto f = rt::ObjectAs<Field>(v);
       for (const auto& g : *list) {
         if (NameEquals(g->name(), f->name())) {
-          engerr::Raise(engerr::kFieldExists, "Cannot define field more than once.");
+          rt::RaiseStandard(rt::err::kFieldExists);
         }
       }
       list->push_back(f);
@@ -483,7 +478,7 @@ void Relation::SetProperty(std::string_view name, const Variant& value,
   const bool known = NameEquals(name, "Name") || NameEquals(name, "Table") ||
                      NameEquals(name, "ForeignTable") || NameEquals(name, "Attributes");
   if (!known) return Object::SetProperty(name, value, index);
-  if (core_) InvalidOperation();  // an appended relation cannot change
+  if (core_) engerr::InvalidOperation();  // an appended relation cannot change
   if (NameEquals(name, "Name")) def_.name = rt::CStr(value);
   if (NameEquals(name, "Table")) def_.table = rt::CStr(value);
   if (NameEquals(name, "ForeignTable")) def_.foreignTable = rt::CStr(value);

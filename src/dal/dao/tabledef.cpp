@@ -13,11 +13,6 @@ namespace {
 constexpr const char* kFieldsSource = "DAO.Fields";
 constexpr const char* kIndexesSource = "DAO.Indexes";
 
-// 3219, the engine's refusal of a change the object does not take.
-[[noreturn]] void InvalidOperation() {
-  engerr::Raise(engerr::kInvalidOperation, "Invalid operation.");
-}
-
 // The field named `name` in `fields`, or error 3265.
 const schema::FieldDef& FindField(const std::vector<schema::FieldDef>& fields,
                                   std::string_view name) {
@@ -50,9 +45,7 @@ std::shared_ptr<Collection> PendingCollection(const rt::ObjectRef& owner, const 
   b.append = [owner, list, duplicate](const Variant& v) {
     auto item = rt::ObjectAs<T>(v);
     if (item->name().empty()) {
-      engerr::Raise(3125,
-                    "'' is not a valid name. Make sure that it does not include invalid "
-                    "characters or punctuation and that it is not too long.");
+      rt::RaiseStandard(rt::err::kInvalidName);
     }
     for (const auto& i : *list) {
       if (NameEquals(i->name(), item->name())) duplicate();
@@ -74,12 +67,12 @@ std::shared_ptr<Collection> PendingCollection(const rt::ObjectRef& owner, const 
 
 // 3191 for a field name used twice.
 [[noreturn]] void FieldExists() {
-  engerr::Raise(engerr::kFieldExists, "Cannot define field more than once.");
+  rt::RaiseStandard(rt::err::kFieldExists);
 }
 
 // 3284 for an index name used twice.
 [[noreturn]] void IndexExists() {
-  engerr::Raise(engerr::kIndexExists, "Index already exists.");
+  rt::RaiseStandard(rt::err::kIndexExists);
 }
 
 // A field as the key of an index or a relation: a name with attributes.
@@ -109,7 +102,7 @@ void Field::Bind(CoreRef core, std::string table) {
 
 // A pending field edits its definition; a bound one changes the store.
 void Field::Change(const std::function<void(schema::FieldDef&)>& edit) {
-  if (readOnly_) InvalidOperation();
+  if (readOnly_) engerr::InvalidOperation();
   if (!core_) return edit(def_);
   schema::FieldDef d = Def();
   edit(d);
@@ -129,7 +122,7 @@ Variant Field::GetProperty(std::string_view name, const std::vector<Variant>& in
   if (NameEquals(name, "ValidationRule") || NameEquals(name, "ValidationText")) {
     return Variant(std::string());
   }
-  if (NameEquals(name, "Value") || name.empty()) InvalidOperation();
+  if (NameEquals(name, "Value") || name.empty()) engerr::InvalidOperation();
   const schema::FieldDef d = Def();
   if (NameEquals(name, "Type")) return Variant(static_cast<std::int16_t>(d.type));
   if (NameEquals(name, "Size")) return Variant(d.size);
@@ -148,25 +141,25 @@ void Field::SetProperty(std::string_view name, const Variant& value,
                         const std::vector<Variant>& index) {
   if (NameEquals(name, "Name")) {
     const std::string to = rt::CStr(value);
-    if (readOnly_) InvalidOperation();
+    if (readOnly_) engerr::InvalidOperation();
     if (core_) core_->store().RenameField(table_, def_.name, to);
     def_.name = to;
     return;
   }
   if (NameEquals(name, "ForeignName")) {
-    if (core_ || readOnly_) InvalidOperation();
+    if (core_ || readOnly_) engerr::InvalidOperation();
     foreignName_ = rt::CStr(value);
     return;
   }
   if (NameEquals(name, "Type") || NameEquals(name, "Size")) {
     // Type and size are fixed once the field is appended.
-    if (core_ || readOnly_) InvalidOperation();
+    if (core_ || readOnly_) engerr::InvalidOperation();
     (NameEquals(name, "Type") ? def_.type : def_.size) = rt::CLng(value);
     return;
   }
   if (NameEquals(name, "Attributes")) {
     const std::int32_t a = rt::CLng(value);
-    if (core_ && ((a ^ Def().attributes) & schema::kAutoIncrField)) InvalidOperation();
+    if (core_ && ((a ^ Def().attributes) & schema::kAutoIncrField)) engerr::InvalidOperation();
     return Change([a](schema::FieldDef& d) { d.attributes = a; });
   }
   if (NameEquals(name, "OrdinalPosition")) {
@@ -327,11 +320,11 @@ Variant Index::GetProperty(std::string_view name, const std::vector<Variant>& in
 void Index::SetProperty(std::string_view name, const Variant& value,
                         const std::vector<Variant>& index) {
   const auto flag = [&](bool& target) {
-    if (core_) InvalidOperation();  // an appended index cannot change
+    if (core_) engerr::InvalidOperation();  // an appended index cannot change
     target = rt::CBool(value);
   };
   if (NameEquals(name, "Name")) {
-    if (core_) InvalidOperation();
+    if (core_) engerr::InvalidOperation();
     def_.name = rt::CStr(value);
   } else if (NameEquals(name, "Unique")) {
     flag(def_.unique);
@@ -345,7 +338,7 @@ void Index::SetProperty(std::string_view name, const Variant& value,
     flag(def_.ignoreNulls);
   } else if (NameEquals(name, "Fields") && value.IsString()) {
     // "A;+B;-C": the key fields, "-" for a descending one.
-    if (core_) InvalidOperation();
+    if (core_) engerr::InvalidOperation();
     pendingFields_.clear();
     std::string text = value.AsString();
     std::size_t i = 0;
@@ -448,7 +441,7 @@ std::shared_ptr<Collection> TableDef::Fields() {
         return std::make_shared<Field>(core, self->name(), name);
       },
       [self, core](Field& f) {
-        if (f.bound()) InvalidOperation();
+        if (f.bound()) engerr::InvalidOperation();
         core->store().AddField(self->name(), f.Def());
         f.Bind(core, self->name());
       },
@@ -469,7 +462,7 @@ std::shared_ptr<Collection> TableDef::Indexes() {
         return std::make_shared<Index>(core, self->name(), name);
       },
       [self, core](Index& i) {
-        if (i.bound()) InvalidOperation();
+        if (i.bound()) engerr::InvalidOperation();
         core->store().CreateIndex(self->name(), i.Def());
         i.Bind(core, self->name());
       },
@@ -540,7 +533,7 @@ void TableDef::SetProperty(std::string_view name, const Variant& value,
     return;
   }
   schema::TableDef d = Stored();
-  if (d.kind != schema::TableKind::Link) InvalidOperation();
+  if (d.kind != schema::TableKind::Link) engerr::InvalidOperation();
   if (NameEquals(name, "Connect")) d.connect = rt::TextOf(value);
   if (NameEquals(name, "SourceTableName")) d.sourceTable = rt::TextOf(value);
   if (NameEquals(name, "Attributes")) d.attributes = rt::CLng(value);
@@ -561,9 +554,9 @@ Variant TableDef::Call(std::string_view name, std::vector<Variant>& args) {
                                    v.IsMissing() ? Variant() : v)));
   }
   if (NameEquals(name, "RefreshLink")) {
-    if (!core_) InvalidOperation();
+    if (!core_) engerr::InvalidOperation();
     const schema::TableDef d = Stored();
-    if (d.kind != schema::TableKind::Link) InvalidOperation();
+    if (d.kind != schema::TableKind::Link) engerr::InvalidOperation();
     core_->store().ChangeLink(d.name, d.connect, d.sourceTable, d.attributes);
     return {};
   }

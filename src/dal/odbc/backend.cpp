@@ -172,8 +172,7 @@ class OdbcBackend : public Backend {
       case ado::adSchemaTables:
         return Tables();
       default:
-        rt::Raise(rt::err::kAdoNotSupported,
-                  "Object or provider is not capable of performing requested operation.", kSource);
+        rt::RaiseStandard(rt::err::kAdoNotSupported, kSource);
     }
   }
 
@@ -231,9 +230,7 @@ class OdbcBackend : public Backend {
     if (link_->dbc == SQL_NULL_HDBC) RaiseClosed(kSource);
   }
 
-  [[noreturn]] static void NoTransaction() {
-    rt::Raise(-2147168242, "No transaction is active.", kSource);  // 0x8004D00E
-  }
+  [[noreturn]] static void NoTransaction() { rt::RaiseStandard(rt::err::kNoTransaction, kSource); }
 
   // A driver that runs one statement at a time needs the rows still pending
   // on the connection read into memory before another statement starts.

@@ -196,10 +196,10 @@ std::int32_t ErrorNumberFor(std::string_view s) {
   if (is("42S22") || is("42703")) return rt::err::kMissingParameter;
   if (is("42501")) return rt::err::kPermissionDenied;
   if (cls("42") || cls("37")) return rt::err::kSyntaxError;
-  if (cls("23")) return -2147217873;                   // 0x80040E2F integrity violation
-  if (is("22001")) return -2147217833;                 // 0x80040E57 data would be truncated
-  if (cls("22")) return -2147217913;                   // 0x80040E07 value cannot be converted
-  if (is("HYT00") || is("HYT01")) return -2147217871;  // 0x80040E31 timeout
+  if (cls("23")) return rt::err::kIntegrityViolation;
+  if (is("22001")) return rt::err::kDataTruncated;
+  if (cls("22")) return rt::err::kCannotConvert;
+  if (is("HYT00") || is("HYT01")) return rt::err::kTimeout;
   return rt::err::kUnspecified;
 }
 

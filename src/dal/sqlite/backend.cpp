@@ -276,8 +276,7 @@ class SqliteBackend : public Backend {
       case ado::adSchemaTables:
         return Tables();
       default:
-        rt::Raise(-2146825037,
-                  "Object or provider is not capable of performing requested operation.", kSource);
+        rt::RaiseStandard(rt::err::kAdoNotSupported, kSource);
     }
   }
 
@@ -322,9 +321,7 @@ class SqliteBackend : public Backend {
     return out + "\"";
   }
 
-  [[noreturn]] static void NoTransaction() {
-    rt::Raise(-2147168242, "No transaction is active.", kSource);  // 0x8004D00E
-  }
+  [[noreturn]] static void NoTransaction() { rt::RaiseStandard(rt::err::kNoTransaction, kSource); }
 
   // The prepared form of a statement the layer builds, from the cache. The
   // cache is dropped whole when it grows past a few dozen statements.
@@ -399,8 +396,7 @@ class SqliteBackend : public Backend {
   // for error messages.
   Result Run(const std::string& sql, const std::vector<rt::Variant>& params,
              std::string_view shown) {
-    if (!db_)
-      rt::Raise(dalerr::kClosed, "Operation is not allowed when the object is closed.", kSource);
+    if (!db_) rt::RaiseStandard(rt::err::kObjectClosed, kSource);
     sqlite3_stmt* st = nullptr;
     const char* tail = nullptr;
     int rc = sqlite3_prepare_v2(db_, sql.c_str(), static_cast<int>(sql.size()), &st, &tail);
@@ -519,15 +515,14 @@ void RaiseSqliteError(sqlite3* db, int code, std::string_view statement) {
   std::string text;
   if (Contains(msg, "no such table") || Contains(msg, "no such view")) {
     number = rt::err::kNoSuchObject;
-    text = "The database engine cannot find the input table or query '" + NameAfterColon(msg) +
-           "'. Make sure it exists and that its name is spelled correctly.";
+    text = rt::ErrorText(rt::err::kNoInputTable, NameAfterColon(msg));
   } else if (Contains(msg, "no such column")) {
     number = rt::err::kMissingParameter;
     text = "No value given for one or more required parameters: the name '" + NameAfterColon(msg) +
            "' is not a field.";
   } else if (Contains(msg, "no such index") || Contains(msg, "no such trigger")) {
     number = rt::err::kNoSuchObject;
-    text = "The database engine cannot find '" + NameAfterColon(msg) + "'.";
+    text = rt::ErrorText(rt::err::kNoSuchObject, NameAfterColon(msg));
   } else if (Contains(msg, "syntax error") || Contains(msg, "incomplete input") ||
              Contains(msg, "unrecognized token") || Contains(msg, "no such function") ||
              Contains(msg, "already exists") || Contains(msg, "wrong number of arguments")) {
@@ -537,7 +532,7 @@ void RaiseSqliteError(sqlite3* db, int code, std::string_view statement) {
     number = rt::err::kPermissionDenied;
     text = "Permission denied: " + msg + ".";
   } else if (primary == SQLITE_CONSTRAINT) {
-    number = -2147217873;  // 0x80040E2F: integrity violation
+    number = rt::err::kIntegrityViolation;
     text = Contains(msg, "CHECK constraint failed: length(")
                ? "The field is too small to accept the amount of data you attempted to add (" +
                      msg + ")."

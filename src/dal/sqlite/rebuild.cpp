@@ -191,9 +191,9 @@ std::string DeclaredTypeForDao(const FieldDef& f) {
   const auto sized = [&](std::string_view jet, std::int32_t fallback) {
     const auto d = DeclaredTypeForJet(jet, f.size > 0 ? f.size : fallback);
     if (!d)
-      engerr::Raise(engerr::kInvalidArgument, "Invalid argument: the size " +
-                                                  std::to_string(f.size) + " of field '" + f.name +
-                                                  "' is out of range.");
+      engerr::Raise(rt::err::kInvalidArgument, "Invalid argument: the size " +
+                                                   std::to_string(f.size) + " of field '" + f.name +
+                                                   "' is out of range.");
     return *d;
   };
   switch (f.type) {
@@ -234,7 +234,7 @@ std::string DeclaredTypeForDao(const FieldDef& f) {
     case dao::dbDecimal:
       return "DECIMAL(18,0)";
     default:
-      engerr::Raise(engerr::kInvalidFieldType, "Invalid field data type.");
+      rt::RaiseStandard(rt::err::kInvalidFieldType);
   }
 }
 

@@ -238,7 +238,7 @@ TableShape FileSchemaStore::RequireShape(std::string_view name) {
   auto shape = ReadShape(name);
   if (!shape) {
     if (ReadLink(name)) {
-      engerr::Raise(engerr::kInvalidOperation,
+      engerr::Raise(rt::err::kInvalidOperation,
                     "Cannot modify the design of linked table '" + std::string(name) + "'.");
     }
     engerr::ItemNotFound("DAO.TableDefs");

@@ -70,15 +70,15 @@ void FileSchemaStore::DropIndex(std::string_view table, std::string_view name) {
 // Refuses duplicate index names, a second primary key and unknown key fields.
 void FileSchemaStore::CheckIndex(const TableShape& s, const IndexDef& index) {
   if (index.fields.empty()) {
-    engerr::Raise(engerr::kNoFields, "No field defined--cannot append TableDef or Index.");
+    rt::RaiseStandard(rt::err::kNoFields);
   }
   for (const IndexDef& i : s.def.indexes) {
     if (&i == &index) continue;
     if (rt::NameEquals(i.name, index.name)) {
-      engerr::Raise(engerr::kIndexExists, "Index already exists.");
+      rt::RaiseStandard(rt::err::kIndexExists);
     }
     if (i.primary && index.primary) {
-      engerr::Raise(engerr::kPrimaryKeyExists, "Primary key already exists.");
+      rt::RaiseStandard(rt::err::kPrimaryKeyExists);
     }
   }
   for (const auto& k : index.fields) {

@@ -38,7 +38,7 @@ constexpr std::string_view kLinkErrorFunction = "zmdb_link_error";
 void FileSchemaStore::ChangeLink(std::string_view table, const std::string& connect,
                                  const std::string& source, std::int32_t attributes) {
   auto link = ReadLink(table);
-  if (!link) engerr::Raise(engerr::kInvalidOperation, "Invalid operation.");
+  if (!link) rt::RaiseStandard(rt::err::kInvalidOperation);
   Transaction([&] {
     props_.Put(kTableRow, link->name, "", "~Connect", kDbMemo, rt::Variant(connect));
     props_.Put(kTableRow, link->name, "", "~SourceTableName", kDbText, rt::Variant(source));

@@ -142,9 +142,7 @@ void FileSchemaStore::WriteQuery(const std::string& name, const std::string& sql
   if (!sql.empty() && schema::QueryTypeOf(sql) == schema::kQSelect) {
     const Rewritten r = RewriteJet(sql);
     if (r.statements.size() != 1) {
-      engerr::Raise(3129,
-                    "Invalid SQL statement; expected 'DELETE', 'INSERT', 'PROCEDURE', "
-                    "'SELECT', or 'UPDATE'.");
+      rt::RaiseStandard(rt::err::kInvalidSqlStatement);
     }
     b_.ExecuteNative(fmt::format("CREATE VIEW {} AS {}", SqlIdentifier(name), r.statements.front()),
                      {});

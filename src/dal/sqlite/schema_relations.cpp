@@ -54,7 +54,7 @@ void FileSchemaStore::CreateRelation(const schema::RelationDef& r) {
   const auto primary = RequireShape(r.table);
   auto foreign = RequireShape(r.foreignTable);
   if (r.fields.empty())
-    engerr::Raise(engerr::kNoFields, "No field defined--cannot append Relation.");
+    engerr::Raise(rt::err::kNoFields, "No field defined--cannot append Relation.");
   std::vector<std::string> pcols, fcols;
   for (const auto& [p, f] : r.fields) {
     const auto pi = FieldIndex(primary.def, p);
@@ -65,8 +65,7 @@ void FileSchemaStore::CreateRelation(const schema::RelationDef& r) {
   }
   const bool enforce = (r.attributes & schema::kRelationDontEnforce) == 0;
   if (enforce && !HasUniqueIndexOn(primary, pcols)) {
-    engerr::Raise(engerr::kNoUniqueIndex,
-                  "No unique index found for the referenced field of the primary table.");
+    rt::RaiseStandard(rt::err::kNoUniqueIndex);
   }
   Transaction(
       [&] {

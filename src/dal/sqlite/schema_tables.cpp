@@ -15,7 +15,7 @@ void FileSchemaStore::CreateTable(const TableDef& def) {
   RequireFreeName(def.name, false);
   if (def.kind == TableKind::Link) return CreateLink(def);
   if (def.fields.empty()) {
-    engerr::Raise(engerr::kNoFields, "No field defined--cannot append TableDef or Index.");
+    rt::RaiseStandard(rt::err::kNoFields);
   }
   TableShape shape;
   shape.def = def;
@@ -87,7 +87,7 @@ void FileSchemaStore::RenameTable(std::string_view from, std::string_view to) {
 void FileSchemaStore::AddField(std::string_view table, const FieldDef& field) {
   auto shape = RequireShape(table);
   if (FieldIndex(shape.def, field.name)) {
-    engerr::Raise(engerr::kFieldExists, "Cannot define field more than once.");
+    rt::RaiseStandard(rt::err::kFieldExists);
   }
   TableShape to = shape;
   to.def.fields.push_back(field);
@@ -137,15 +137,14 @@ void FileSchemaStore::DropField(std::string_view table, std::string_view field) 
   for (const IndexDef& i : shape.def.indexes) {
     for (const auto& k : i.fields) {
       if (rt::NameEquals(k.name, name)) {
-        engerr::Raise(engerr::kFieldInIndex,
-                      "Cannot delete a field that is part of an index or is needed by the system.");
+        rt::RaiseStandard(rt::err::kFieldInIndex);
       }
     }
   }
   for (const ForeignKey& fk : shape.foreignKeys) {
     for (const auto& c : fk.columns) {
       if (rt::NameEquals(c, name)) {
-        engerr::Raise(3303, "Cannot delete this field. It is part of one or more relationships.");
+        rt::RaiseStandard(rt::err::kFieldInRelation);
       }
     }
   }
@@ -171,7 +170,7 @@ void FileSchemaStore::RenameField(std::string_view table, std::string_view from,
   const std::string old = shape.def.fields[*at].name;
   if (old == to) return;
   if (!rt::NameEquals(old, to) && FieldIndex(shape.def, to)) {
-    engerr::Raise(engerr::kFieldExists, "Cannot define field more than once.");
+    rt::RaiseStandard(rt::err::kFieldExists);
   }
   Transaction([&] {
     DropManagedTriggers(shape.def.name);
@@ -233,9 +232,7 @@ void FileSchemaStore::ChangeField(std::string_view table, const FieldDef& field)
 // Refuses a name any table, link or (when `query`) query already has.
 void FileSchemaStore::RequireFreeName(std::string_view name, bool query) {
   if (name.empty()) {
-    engerr::Raise(3125,
-                  "'' is not a valid name. Make sure that it does not include invalid "
-                  "characters or punctuation and that it is not too long.");
+    rt::RaiseStandard(rt::err::kInvalidName);
   }
   Result r = b_.ExecuteNative(
       "SELECT type FROM sqlite_master WHERE type IN ('table', 'view') AND name = ? COLLATE "
@@ -258,7 +255,7 @@ void FileSchemaStore::CheckFields(const TableDef& def) {
     DeclaredTypeForDao(def.fields[i]);
     for (std::size_t j = 0; j < i; ++j) {
       if (rt::NameEquals(def.fields[i].name, def.fields[j].name)) {
-        engerr::Raise(engerr::kFieldExists, "Cannot define field more than once.");
+        rt::RaiseStandard(rt::err::kFieldExists);
       }
     }
   }

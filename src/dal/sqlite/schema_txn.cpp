@@ -1,9 +1,9 @@
 // The transactions every schema change runs in, and the rebuild routine:
 // the one way to make a change SQLite cannot make in place, by replacing the
 // table inside a transaction, which leaves it untouched on failure.
+#include "jetsql_p.h"
 #include "schema_store_p.h"
 #include "zmdb/dal/engine_errors.h"
-#include "jetsql_p.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::sqlite::detail {
@@ -15,14 +15,10 @@ namespace {
 [[noreturn]] void RaiseChangeError(const rt::PlatformError& e) {
   const std::string& d = e.info().Description;
   if (d.find("UNIQUE constraint failed") != std::string::npos) {
-    engerr::Raise(engerr::kDuplicateValues,
-                  "The changes you requested to the table were not successful because they would "
-                  "create duplicate values in the index, primary key, or relationship. Change the "
-                  "data in the field or fields that contain duplicate data, remove the index, or "
-                  "redefine the index to permit duplicate entries and try again.");
+    rt::RaiseStandard(rt::err::kDuplicateValues);
   }
   if (d.find("NOT NULL constraint failed") != std::string::npos) {
-    engerr::Raise(engerr::kNullInIndex, "Index or primary key cannot contain a Null value.");
+    rt::RaiseStandard(rt::err::kNullInIndex);
   }
   throw e;
 }
@@ -40,7 +36,7 @@ void FileSchemaStore::Transaction(const std::function<void()>& f, bool rebuild) 
     enforcing = PragmaOn("foreign_keys");
     b_.ExecuteNative("PRAGMA foreign_keys = OFF", {});
     if (enforcing && PragmaOn("foreign_keys")) {
-      engerr::Raise(engerr::kInvalidOperation,
+      engerr::Raise(rt::err::kInvalidOperation,
                     "Invalid operation: the table must be rebuilt for this change, which cannot "
                     "be done inside a transaction.");
     }
@@ -68,10 +64,7 @@ void FileSchemaStore::Transaction(const std::function<void()>& f, bool rebuild) 
 void FileSchemaStore::CheckForeignKeys() {
   Result check = b_.ExecuteNative("PRAGMA foreign_key_check", {});
   if (check.cursor && check.cursor->Step()) {
-    engerr::Raise(engerr::kRelatedRecordRequired,
-                  "You cannot add or change a record because a related record is required in "
-                  "table '" +
-                      std::string(check.cursor->Text(2)) + "'.");
+    rt::RaiseStandard(rt::err::kRelatedRecordRequired, nullptr, check.cursor->Text(2));
   }
 }
 

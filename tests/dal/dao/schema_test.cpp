@@ -185,14 +185,14 @@ TEST_F(DaoTest, AFailedRebuildLeavesTheTableExactlyAsItWas) {
   pk->SetProperty("Fields", Variant("ID"), {});
   pk->SetProperty("Primary", Variant(true), {});
   EXPECT_EQ(ErrorOf([&] { Table("T")->Indexes()->Append(Variant(rt::ObjectRef(pk))); }),
-            engerr::kDuplicateValues);
+            rt::err::kDuplicateValues);
   EXPECT_EQ(Rows("SELECT type, name, sql FROM sqlite_master ORDER BY name"), catalogue);
   EXPECT_EQ(Rows("SELECT ID, Code FROM T ORDER BY Code"), rows);
   EXPECT_EQ(Table("T")->Indexes()->Names(), std::vector<std::string>{"ByCode"});
   // Nulls in a new key are refused the same way.
   Sql("UPDATE T SET ID = NULL WHERE Code = 'b'");
   EXPECT_EQ(ErrorOf([&] { Table("T")->Indexes()->Append(Variant(rt::ObjectRef(pk))); }),
-            engerr::kNullInIndex);
+            rt::err::kNullInIndex);
   EXPECT_EQ(Table("T")->Indexes()->Names(), std::vector<std::string>{"ByCode"});
 }
 
@@ -218,7 +218,7 @@ TEST_F(DaoTest, DeletingAFieldDropsTheColumnButNotAnIndexedOne) {
   Sql("CREATE INDEX ByA ON T (A)");
   Sql("INSERT INTO T VALUES (1, 'x', 2.5)");
   Table("T")->Fields()->Delete("B");
-  EXPECT_EQ(ErrorOf([&] { Table("T")->Fields()->Delete("A"); }), engerr::kFieldInIndex);
+  EXPECT_EQ(ErrorOf([&] { Table("T")->Fields()->Delete("A"); }), rt::err::kFieldInIndex);
   Reopen();
   EXPECT_EQ(Table("T")->Fields()->Names(), (std::vector<std::string>{"A", "C"}));
   EXPECT_EQ(Table("T")->Indexes()->Names(), std::vector<std::string>{"ByA"});
@@ -246,46 +246,46 @@ TEST_F(DaoTest, RequiredAndAllowZeroLengthAreEnforcedOnAddedFields) {
 TEST_F(DaoTest, CollectionsRaiseTheEnginesErrors) {
   Sql("CREATE TABLE T (A LONG)");
   auto tds = db_->TableDefs();
-  EXPECT_EQ(ErrorOf([&] { tds->Item(Variant("Nope")); }), engerr::kItemNotFound);
-  EXPECT_EQ(ErrorOf([&] { tds->Item(Variant(5)); }), engerr::kItemNotFound);
-  EXPECT_EQ(ErrorOf([&] { tds->Delete("Nope"); }), engerr::kItemNotFound);
+  EXPECT_EQ(ErrorOf([&] { tds->Item(Variant("Nope")); }), rt::err::kItemNotFound);
+  EXPECT_EQ(ErrorOf([&] { tds->Item(Variant(5)); }), rt::err::kItemNotFound);
+  EXPECT_EQ(ErrorOf([&] { tds->Delete("Nope"); }), rt::err::kItemNotFound);
   auto again = db_->CreateTableDef("t");
   again->Fields()->Append(Variant(rt::ObjectRef(again->CreateField("X", 4))));
-  EXPECT_EQ(ErrorOf([&] { tds->Append(Variant(rt::ObjectRef(again))); }), engerr::kTableExists);
+  EXPECT_EQ(ErrorOf([&] { tds->Append(Variant(rt::ObjectRef(again))); }), rt::err::kTableExists);
   EXPECT_EQ(ErrorOf([&] {
               Table("T")->Fields()->Append(Variant(rt::ObjectRef(Table("T")->CreateField("a", 4))));
             }),
-            engerr::kFieldExists);
+            rt::err::kFieldExists);
   auto i1 = Table("T")->CreateIndex("I");
   i1->SetProperty("Fields", Variant("A"), {});
   Table("T")->Indexes()->Append(Variant(rt::ObjectRef(i1)));
   auto i2 = Table("T")->CreateIndex("i");
   i2->SetProperty("Fields", Variant("A"), {});
   EXPECT_EQ(ErrorOf([&] { Table("T")->Indexes()->Append(Variant(rt::ObjectRef(i2))); }),
-            engerr::kIndexExists);
+            rt::err::kIndexExists);
   db_->CreateQueryDef("Q", "SELECT * FROM T");
-  EXPECT_EQ(ErrorOf([&] { db_->CreateQueryDef("q", "SELECT 1"); }), engerr::kObjectExists);
-  EXPECT_EQ(ErrorOf([&] { FieldOf("T", "Missing"); }), engerr::kItemNotFound);
+  EXPECT_EQ(ErrorOf([&] { db_->CreateQueryDef("q", "SELECT 1"); }), rt::err::kObjectExists);
+  EXPECT_EQ(ErrorOf([&] { FieldOf("T", "Missing"); }), rt::err::kItemNotFound);
   EXPECT_EQ(ErrorOf([&] { Table("T")->Properties()->Item(Variant("Description")); }),
-            engerr::kPropertyNotFound);
+            rt::err::kPropertyNotFound);
   auto empty = db_->CreateTableDef("Empty");
-  EXPECT_EQ(ErrorOf([&] { tds->Append(Variant(rt::ObjectRef(empty))); }), engerr::kNoFields);
+  EXPECT_EQ(ErrorOf([&] { tds->Append(Variant(rt::ObjectRef(empty))); }), rt::err::kNoFields);
 }
 
 TEST_F(DaoTest, OpeningAndClosing) {
   EXPECT_EQ(ErrorOf([&] {
               engine_.OpenDatabase({(dir_ / "none.mdb").string(), false, ""});
             }),
-            engerr::kFileNotFound);
+            rt::err::kCouldNotFindFile);
   EXPECT_EQ(ErrorOf([&] {
               engine_.OpenDatabase({"", false, "ODBC;DSN=x;UID=sa"});
             }),
-            engerr::kNotSupported);
+            rt::err::kNotYetSupported);
   EXPECT_EQ(ErrorOf([&] {
               engine_.OpenDatabase({path_, false, "dBase IV;"});
             }),
-            engerr::kInstallableIsam);
-  EXPECT_EQ(ErrorOf([&] { engine_.CreateDatabase(path_, ""); }), engerr::kDatabaseExists);
+            rt::err::kInstallableIsam);
+  EXPECT_EQ(ErrorOf([&] { engine_.CreateDatabase(path_, ""); }), rt::err::kDatabaseExists);
   {
     std::ofstream jet(dir_ / "old.mdb", std::ios::binary);
     jet << std::string(4, '\0') << "Standard Jet DB" << std::string(100, '\0');
@@ -293,14 +293,14 @@ TEST_F(DaoTest, OpeningAndClosing) {
   EXPECT_EQ(ErrorOf([&] {
               engine_.OpenDatabase({(dir_ / "old.mdb").string(), false, ""});
             }),
-            engerr::kUnrecognizedFormat);
+            rt::err::kUnrecognizedFormat);
   auto ws = rt::ObjectAs<dao::Workspace>(Variant(engine_.Workspaces()->Item(Variant(0))));
   auto second = ws->OpenDatabase({path_, false, ";PWD=secret"});
   EXPECT_EQ(second->Connect(), ";PWD=secret");
   auto tds = second->TableDefs();
   second->Close();
-  EXPECT_EQ(ErrorOf([&] { tds->Count(); }), engerr::kObjectInvalid);
-  EXPECT_EQ(ErrorOf([&] { second->Close(); }), engerr::kObjectInvalid);
+  EXPECT_EQ(ErrorOf([&] { tds->Count(); }), rt::err::kObjectInvalid);
+  EXPECT_EQ(ErrorOf([&] { second->Close(); }), rt::err::kObjectInvalid);
 }
 
 TEST_F(DaoTest, TheSystemTableIsInNoListing) {
@@ -379,7 +379,7 @@ TEST_F(DaoTest, SavedQueriesAreUsableByNameAndActionQueriesRun) {
   EXPECT_EQ(rt::CLng(Get(bump, "Type")), schema::kQUpdate);
   EXPECT_EQ(bump->Execute(), 2);
   auto big = rt::ObjectAs<dao::QueryDef>(Variant(db_->QueryDefs()->Item(Variant("Big"))));
-  EXPECT_EQ(ErrorOf([&] { big->Execute(); }), engerr::kSelectNotExecutable);
+  EXPECT_EQ(ErrorOf([&] { big->Execute(); }), rt::err::kSelectNotExecutable);
   big->SetProperty("Name", Variant("Small"), {});
   big->SetProperty("SQL", Variant("SELECT A FROM T WHERE A < 12"), {});
   EXPECT_EQ(Rows("SELECT * FROM Small"), (std::vector<std::vector<std::string>>{{"11"}}));
@@ -416,7 +416,7 @@ TEST_F(DaoTest, RelationsCreateEnforcedForeignKeys) {
   auto bad = db_->CreateRelation("Bad", "Staff", "Dept", 0);
   bad->Fields()->Append(Variant(rt::ObjectRef(bad->CreateField("ID"))));
   EXPECT_EQ(ErrorOf([&] { db_->Relations()->Append(Variant(rt::ObjectRef(bad))); }),
-            engerr::kNoUniqueIndex);
+            rt::err::kNoUniqueIndex);
 }
 
 TEST_F(DaoTest, LinksToAnotherFileAreReadableAndOdbcLinksSayWhy) {

@@ -76,9 +76,10 @@ TEST_F(DaoTest, AppendedFieldsKeepTheirTypeAndTakeNewDefaults) {
   Sql("CREATE TABLE T (ID LONG, Qty LONG)");
   Sql("INSERT INTO T (ID, Qty) VALUES (1, 5)");
   auto qty = FieldOf("T", "Qty");
-  EXPECT_EQ(ErrorOf([&] { qty->SetProperty("Type", Variant(10), {}); }), engerr::kInvalidOperation);
+  EXPECT_EQ(ErrorOf([&] { qty->SetProperty("Type", Variant(10), {}); }),
+            rt::err::kInvalidOperation);
   EXPECT_EQ(ErrorOf([&] { qty->SetProperty("Attributes", Variant(17), {}); }),
-            engerr::kInvalidOperation);
+            rt::err::kInvalidOperation);
   qty->SetProperty("DefaultValue", Variant("7"), {});
   Sql("INSERT INTO T (ID) VALUES (2)");
   EXPECT_EQ(Rows("SELECT ID, Qty FROM T ORDER BY ID"),
@@ -97,7 +98,7 @@ TEST_F(DaoTest, ATableDroppedAndMadeAgainStartsWithoutOldProperties) {
   Connect()->Execute("CREATE TABLE T (A TEXT(5))");
   EXPECT_TRUE(rt::CBool(FieldOf("T", "A")->GetProperty("AllowZeroLength", {})));
   EXPECT_EQ(ErrorOf([&] { Table("T")->Properties()->Item(Variant("Description")); }),
-            engerr::kPropertyNotFound);
+            rt::err::kPropertyNotFound);
   Sql("INSERT INTO T (A) VALUES ('')");
   // A table dropped through plain SQL forgets its properties too.
   FieldOf("T", "A")->SetProperty("Required", Variant(true), {});
@@ -133,24 +134,24 @@ TEST_F(DaoTest, PendingDefinitionsRefuseDuplicatesBeforeAppend) {
   auto t = db_->CreateTableDef("T");
   t->Fields()->Append(Variant(rt::ObjectRef(t->CreateField("A", 4))));
   EXPECT_EQ(ErrorOf([&] { t->Fields()->Append(Variant(rt::ObjectRef(t->CreateField("a", 4)))); }),
-            engerr::kFieldExists);
+            rt::err::kFieldExists);
   auto i = t->CreateIndex("I");
   i->SetProperty("Fields", Variant("A"), {});
   t->Indexes()->Append(Variant(rt::ObjectRef(i)));
   EXPECT_EQ(ErrorOf([&] { t->Indexes()->Append(Variant(rt::ObjectRef(t->CreateIndex("i")))); }),
-            engerr::kIndexExists);
+            rt::err::kIndexExists);
   auto missing = t->CreateIndex("ByMissing");
   missing->SetProperty("Fields", Variant("Nope"), {});
   t->Indexes()->Append(Variant(rt::ObjectRef(missing)));
   EXPECT_EQ(ErrorOf([&] { db_->TableDefs()->Append(Variant(rt::ObjectRef(t))); }),
-            engerr::kItemNotFound);
+            rt::err::kItemNotFound);
   EXPECT_EQ(db_->TableDefs()->Count(), 0);
   t->Indexes()->Delete("ByMissing");
   db_->TableDefs()->Append(Variant(rt::ObjectRef(t)));
   EXPECT_EQ(db_->TableDefs()->Names(), std::vector<std::string>{"T"});
   // Appending the same object again is refused.
   EXPECT_EQ(ErrorOf([&] { db_->TableDefs()->Append(Variant(rt::ObjectRef(t))); }),
-            engerr::kInvalidOperation);
+            rt::err::kInvalidOperation);
 }
 
 TEST_F(DaoTest, QueryTypesFollowTheStatement) {

@@ -230,7 +230,7 @@ TEST(ServerConnection, AServerThatGoesAwayGivesAnErrorNotACrash) {
   EXPECT_EQ(kept->RecordCount(), 2);
   EXPECT_NO_THROW(cn->Close());
   EXPECT_EQ(cn->State(), 0);
-  EXPECT_EQ(RaisedNumber([&] { cn->Execute("SELECT 1"); }), dalerr::kClosed);
+  EXPECT_EQ(RaisedNumber([&] { cn->Execute("SELECT 1"); }), rt::err::kObjectClosed);
 }
 
 TEST(ServerConnection, TheAutomationSessionOpensServerConnections) {

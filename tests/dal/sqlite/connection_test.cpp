@@ -40,7 +40,7 @@ TEST_F(ConnectionTest, AMissingFileIsAClearErrorInTheErrorsCollection) {
   ASSERT_EQ(cn->errors()->items().size(), 1u);
   EXPECT_FALSE(std::filesystem::exists(path_ + ".nope"));
   // A closed connection refuses work with the platform's error.
-  EXPECT_EQ(RaisedNumber([&] { cn->Execute("SELECT 1"); }), dalerr::kClosed);
+  EXPECT_EQ(RaisedNumber([&] { cn->Execute("SELECT 1"); }), rt::err::kObjectClosed);
 }
 
 TEST_F(ConnectionTest, LegacyJetFilesAreNotOpenedAsFileStores) {
@@ -117,7 +117,7 @@ TEST_F(ConnectionTest, CursorLocationZeroIsTheDefaultAndClientCursorsCount) {
   auto cn = Connection::Create();
   cn->SetCursorLocation(0);
   EXPECT_EQ(cn->CursorLocation(), ado::adUseServer);
-  EXPECT_EQ(RaisedNumber([&] { cn->SetCursorLocation(7); }), dalerr::kBadArguments);
+  EXPECT_EQ(RaisedNumber([&] { cn->SetCursorLocation(7); }), rt::err::kBadArguments);
   auto client = Connect(ado::adUseClient);
   client->Execute("CREATE TABLE T (ID LONG)");
   client->Execute("INSERT INTO T VALUES (5)");

@@ -99,7 +99,7 @@ TEST_F(RecordsetTest, ValuesAFieldRefusesAreClearErrors) {
       f->Item(Variant(field))->SetValue(value);
       ADD_FAILURE() << field << " took " << rt::TypeName(value);
     } catch (const rt::PlatformError& e) {
-      EXPECT_EQ(e.number(), dalerr::kMultipleStep);
+      EXPECT_EQ(e.number(), rt::err::kMultipleStep);
       EXPECT_NE(e.info().Description.find(field), std::string::npos) << e.info().Description;
     }
   }
@@ -114,10 +114,10 @@ TEST_F(RecordsetTest, ReadOnlyRecordsetsRefuseChanges) {
   cn->Execute("CREATE TABLE T (ID LONG)");
   cn->Execute("INSERT INTO T VALUES (1)");
   auto rs = Open(cn, "SELECT * FROM T", ado::adOpenStatic, ado::adLockReadOnly);
-  EXPECT_EQ(RaisedNumber([&] { rs->AddNew(); }), dalerr::kNotUpdatable);
-  EXPECT_EQ(RaisedNumber([&] { rs->Delete(); }), dalerr::kNotUpdatable);
+  EXPECT_EQ(RaisedNumber([&] { rs->AddNew(); }), rt::err::kAdoNotSupported);
+  EXPECT_EQ(RaisedNumber([&] { rs->Delete(); }), rt::err::kAdoNotSupported);
   EXPECT_EQ(RaisedNumber([&] { rs->fields()->Item(Variant("ID"))->SetValue(Variant(2)); }),
-            dalerr::kNotUpdatable);
+            rt::err::kAdoNotSupported);
   // A computed recordset has no single base table to write to.
   auto joined = Open(cn, "SELECT ID * 2 AS Twice FROM T");
   joined->fields()->Item(Variant("Twice"))->SetValue(Variant(5));
@@ -137,22 +137,22 @@ TEST_F(RecordsetTest, NavigationBookmarksAndFilters) {
   rs->MoveFirst();
   rs->MovePrevious();
   EXPECT_TRUE(rs->AtBOF());
-  EXPECT_EQ(RaisedNumber([&] { rs->MovePrevious(); }), dalerr::kNoCurrentRecord);
+  EXPECT_EQ(RaisedNumber([&] { rs->MovePrevious(); }), rt::err::kAdoBofEof);
   rs->SetBookmark(mark);
   EXPECT_EQ(rs->ValueAt(0), Variant(4));
   rs->MoveNext();
   EXPECT_TRUE(rs->AtEOF());
-  EXPECT_EQ(RaisedNumber([&] { rs->ValueAt(0); }), dalerr::kNoCurrentRecord);
+  EXPECT_EQ(RaisedNumber([&] { rs->ValueAt(0); }), rt::err::kAdoBofEof);
 
   rs->SetFilter(Variant("Name = 'LI'"));  // text ignores case
   EXPECT_EQ(rs->RecordCount(), 2);
   rs->SetFilter(Variant("Age > '20' AND Name LIKE 'W*'"));  // a quoted number on a number field
   EXPECT_EQ(rs->RecordCount(), 1);
   EXPECT_EQ(rs->ValueAt(0), Variant(2));
-  EXPECT_EQ(RaisedNumber([&] { rs->SetBookmark(mark); }), dalerr::kBadArguments);  // filtered out
+  EXPECT_EQ(RaisedNumber([&] { rs->SetBookmark(mark); }), rt::err::kBadArguments);  // filtered out
   rs->SetFilter(Variant(""));
   EXPECT_EQ(rs->RecordCount(), 4);
-  EXPECT_EQ(RaisedNumber([&] { rs->SetFilter(Variant("Nope = 1")); }), dalerr::kBadArguments);
+  EXPECT_EQ(RaisedNumber([&] { rs->SetFilter(Variant("Nope = 1")); }), rt::err::kBadArguments);
 }
 
 TEST_F(RecordsetTest, ForwardOnlyRecordsetsStream) {
@@ -161,9 +161,9 @@ TEST_F(RecordsetTest, ForwardOnlyRecordsetsStream) {
   auto empty = Open(cn, "SELECT * FROM T", ado::adOpenForwardOnly, ado::adLockReadOnly);
   EXPECT_TRUE(empty->AtEOF());
   EXPECT_TRUE(empty->AtBOF());
-  EXPECT_EQ(RaisedNumber([&] { empty->MoveNext(); }), dalerr::kNoCurrentRecord);
+  EXPECT_EQ(RaisedNumber([&] { empty->MoveNext(); }), rt::err::kAdoBofEof);
   auto emptyStatic = Open(cn, "SELECT * FROM T");
-  EXPECT_EQ(RaisedNumber([&] { emptyStatic->MoveFirst(); }), dalerr::kNoCurrentRecord);
+  EXPECT_EQ(RaisedNumber([&] { emptyStatic->MoveFirst(); }), rt::err::kAdoBofEof);
   cn->Execute("INSERT INTO T VALUES (7)");
   cn->Execute("INSERT INTO T VALUES (8)");
   auto rs = Open(cn, "SELECT * FROM T ORDER BY ID", ado::adOpenForwardOnly, ado::adLockReadOnly);
@@ -171,11 +171,11 @@ TEST_F(RecordsetTest, ForwardOnlyRecordsetsStream) {
   EXPECT_EQ(rs->ValueAt(0), Variant(7));
   rs->MoveNext();
   EXPECT_EQ(rs->ValueAt(0), Variant(8));
-  EXPECT_EQ(RaisedNumber([&] { rs->MoveFirst(); }), dalerr::kForwardOnly);
+  EXPECT_EQ(RaisedNumber([&] { rs->MoveFirst(); }), rt::err::kForwardOnly);
   rs->MoveNext();
   EXPECT_TRUE(rs->AtEOF());
   EXPECT_FALSE(rs->AtBOF());
-  EXPECT_EQ(RaisedNumber([&] { rs->MoveNext(); }), dalerr::kNoCurrentRecord);
+  EXPECT_EQ(RaisedNumber([&] { rs->MoveNext(); }), rt::err::kAdoBofEof);
 }
 
 }  // namespace

@@ -206,7 +206,7 @@ TEST_P(StoreTest, UpdateAndDeleteWriteBackAndCheckTheRowWasNotChanged) {
   first->Update();
   // The second recordset read the row before the change: its update is refused.
   second->fields()->Item(Variant("Name"))->SetValue(Variant("X"));
-  EXPECT_EQ(RaisedNumber([&] { second->Update(); }), dalerr::kRowChanged);
+  EXPECT_EQ(RaisedNumber([&] { second->Update(); }), rt::err::kRowChanged);
   second->CancelUpdate();
   first->MoveNext();
   first->Delete();
@@ -264,10 +264,10 @@ TEST_P(StoreTest, ReadOnlyRecordsetsRefuseChanges) {
   cn->Execute("CREATE TABLE T (ID " + Type(Ddl::Int) + ")");
   cn->Execute("INSERT INTO T (ID) VALUES (1)");
   auto rs = Open(cn, "SELECT * FROM T", ado::adOpenStatic, ado::adLockReadOnly);
-  EXPECT_EQ(RaisedNumber([&] { rs->AddNew(); }), dalerr::kNotUpdatable);
-  EXPECT_EQ(RaisedNumber([&] { rs->Delete(); }), dalerr::kNotUpdatable);
+  EXPECT_EQ(RaisedNumber([&] { rs->AddNew(); }), rt::err::kAdoNotSupported);
+  EXPECT_EQ(RaisedNumber([&] { rs->Delete(); }), rt::err::kAdoNotSupported);
   EXPECT_EQ(RaisedNumber([&] { rs->fields()->Item(Variant("ID"))->SetValue(Variant(2)); }),
-            dalerr::kNotUpdatable);
+            rt::err::kAdoNotSupported);
   // A computed column has no base column to write to.
   auto computed = Open(cn, "SELECT ID * 2 AS Twice FROM T");
   computed->fields()->Item(Variant("Twice"))->SetValue(Variant(5));
@@ -289,7 +289,7 @@ TEST_P(StoreTest, NavigationBookmarksAndFilters) {
   rs->MoveFirst();
   rs->MovePrevious();
   EXPECT_TRUE(rs->AtBOF());
-  EXPECT_EQ(RaisedNumber([&] { rs->MovePrevious(); }), dalerr::kNoCurrentRecord);
+  EXPECT_EQ(RaisedNumber([&] { rs->MovePrevious(); }), rt::err::kAdoBofEof);
   rs->SetBookmark(mark);
   EXPECT_EQ(rt::CLng(rs->ValueAt(0)), 4);
   rs->MoveNext();
@@ -299,7 +299,7 @@ TEST_P(StoreTest, NavigationBookmarksAndFilters) {
   rs->SetFilter(Variant("Age > '20' AND Name LIKE 'W*'"));
   EXPECT_EQ(rs->RecordCount(), 1);
   EXPECT_EQ(rt::CLng(rs->ValueAt(0)), 2);
-  EXPECT_EQ(RaisedNumber([&] { rs->SetBookmark(mark); }), dalerr::kBadArguments);
+  EXPECT_EQ(RaisedNumber([&] { rs->SetBookmark(mark); }), rt::err::kBadArguments);
   rs->SetFilter(Variant(""));
   EXPECT_EQ(rs->RecordCount(), 4);
 }
@@ -319,7 +319,7 @@ TEST_P(StoreTest, ForwardOnlyRecordsetsStream) {
   cn->Execute("INSERT INTO T (ID) VALUES (9)");
   rs->MoveNext();
   EXPECT_EQ(rt::CLng(rs->ValueAt(0)), 8);
-  EXPECT_EQ(RaisedNumber([&] { rs->MoveFirst(); }), dalerr::kForwardOnly);
+  EXPECT_EQ(RaisedNumber([&] { rs->MoveFirst(); }), rt::err::kForwardOnly);
   rs->Close();  // before its end
   EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT COUNT(*) FROM T")), 3);
 }
