@@ -10,12 +10,6 @@ namespace zmdb::dal {
 
 namespace {
 
-// Whether `text` begins with `prefix`, without regard to case.
-bool StartsWithNoCase(std::string_view text, std::string_view prefix) {
-  return text.size() >= prefix.size() &&
-         rt::AsciiUpper(text.substr(0, prefix.size())) == rt::AsciiUpper(prefix);
-}
-
 // The value of the first of `keys` present, or "".
 std::string First(const std::map<std::string, std::string>& m,
                   std::initializer_list<std::string_view> keys) {
@@ -218,7 +212,7 @@ std::string RedactPasswords(std::string_view text) {
 Route RouteConnection(std::string_view connectionString, std::string_view providerProperty) {
   Route route;
   std::string_view text = connectionString;
-  if (StartsWithNoCase(text, kShapePrefix)) {
+  if (rt::StartsWithNoCase(text, kShapePrefix)) {
     route.shaped = true;
     text.remove_prefix(kShapePrefix.size());
   }

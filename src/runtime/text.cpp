@@ -18,6 +18,18 @@ std::string AsciiLower(std::string_view s) {
   return out;
 }
 
+bool StartsWithNoCase(std::string_view text, std::string_view prefix) {
+  if (text.size() < prefix.size()) return false;
+  for (std::size_t i = 0; i < prefix.size(); ++i) {
+    const auto a = static_cast<unsigned char>(text[i]);
+    const auto b = static_cast<unsigned char>(prefix[i]);
+    if (a != b && !(a >= 'a' && a <= 'z' && a - 0x20 == b) &&
+        !(b >= 'a' && b <= 'z' && b - 0x20 == a))
+      return false;
+  }
+  return true;
+}
+
 // ------------------------------------------------------------------ UTF-8
 
 // Only the shortest form of each scalar value is well formed: the second byte

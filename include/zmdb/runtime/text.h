@@ -24,6 +24,10 @@ namespace zmdb::rt {
 std::string AsciiUpper(std::string_view s);
 std::string AsciiLower(std::string_view s);
 
+// True when `text` begins with `prefix`, ASCII letters compared without
+// regard to case.
+bool StartsWithNoCase(std::string_view text, std::string_view prefix);
+
 // ------------------------------------------------------------------ UTF-8
 
 // The code point a stray byte `b` decodes to is kStrayByte + b.

@@ -16,11 +16,6 @@ namespace {
 
 constexpr int kFailOnError = 128;
 
-// True when `text` starts with `prefix`, ignoring case.
-bool StartsWithNoCase(std::string_view text, std::string_view prefix) {
-  return text.size() >= prefix.size() && NameEquals(text.substr(0, prefix.size()), prefix);
-}
-
 // The engine's number for a failure of the file store: a missing file 3024,
 // a file that is no database 3343, a missing table 3078; others keep theirs.
 [[noreturn]] void RaiseAsEngine(const rt::PlatformError& e) {
@@ -31,6 +26,22 @@ bool StartsWithNoCase(std::string_view text, std::string_view prefix) {
   }
   if (e.number() == rt::err::kNoSuchObject) engerr::Raise(rt::err::kNoInputTable, d);
   throw e;
+}
+
+// Runs an action statement for Database.Execute and QueryDef.Execute: with
+// dbFailOnError inside a transaction of its own, rolled back on failure.
+// Returns the rows it changed (0 when the store cannot tell).
+std::int64_t RunAction(Backend& b, const std::string& statement, int options) {
+  const bool atomic = (options & kFailOnError) != 0;
+  if (atomic) b.Begin();
+  try {
+    Result r = b.Execute(statement);
+    if (atomic) b.Commit();
+    return r.rowsAffected < 0 ? 0 : r.rowsAffected;
+  } catch (const rt::PlatformError& e) {
+    if (atomic) b.Rollback();
+    RaiseAsEngine(e);
+  }
 }
 
 // A property of the CreateProperty form: name, type, value.
@@ -45,7 +56,7 @@ rt::ObjectRef NewProperty(const std::vector<Variant>& args) {
 // ---- Database ----
 
 std::shared_ptr<Database> Database::Open(const OpenArgs& args) {
-  if (StartsWithNoCase(args.connect, "ODBC;")) {
+  if (rt::StartsWithNoCase(args.connect, "ODBC;")) {
     engerr::NotYetSupported("Opening an ODBC database through the data engine (connect string '" +
                             args.connect + "')");
   }
@@ -177,18 +188,8 @@ std::shared_ptr<Relation> Database::CreateRelation(const std::string& name,
 }
 
 std::int64_t Database::Execute(const std::string& statement, int options) {
-  Backend& b = core_->backend();
-  const bool atomic = (options & kFailOnError) != 0;
-  if (atomic) b.Begin();
-  try {
-    Result r = b.Execute(statement);
-    if (atomic) b.Commit();
-    recordsAffected_ = r.rowsAffected < 0 ? 0 : r.rowsAffected;
-    return recordsAffected_;
-  } catch (const rt::PlatformError& e) {
-    if (atomic) b.Rollback();
-    RaiseAsEngine(e);
-  }
+  recordsAffected_ = RunAction(core_->backend(), statement, options);
+  return recordsAffected_;
 }
 
 // Closes the store; the objects reached through it raise 3420 afterwards.
@@ -293,18 +294,8 @@ std::int64_t QueryDef::Execute(int options) {
   if (schema::QueryTypeOf(sql) == schema::kQSelect) {
     rt::RaiseStandard(rt::err::kSelectNotExecutable);
   }
-  Backend& b = core_->backend();
-  const bool atomic = (options & kFailOnError) != 0;
-  if (atomic) b.Begin();
-  try {
-    Result r = b.Execute(sql);
-    if (atomic) b.Commit();
-    recordsAffected_ = r.rowsAffected < 0 ? 0 : r.rowsAffected;
-    return recordsAffected_;
-  } catch (const rt::PlatformError& e) {
-    if (atomic) b.Rollback();
-    RaiseAsEngine(e);
-  }
+  recordsAffected_ = RunAction(core_->backend(), sql, options);
+  return recordsAffected_;
 }
 
 // Late-bound read of a member by name (any case); with an index, a collection member answers its

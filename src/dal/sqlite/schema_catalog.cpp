@@ -6,21 +6,16 @@
 #include <map>
 #include <regex>
 
-#include "schema_store_p.h"
-#include "zmdb/dal/engine_errors.h"
 #include "coltypes_p.h"
 #include "jetsql_p.h"
-#include "zmdb/runtime/convert.h"
+#include "schema_store_p.h"
+#include "zmdb/dal/engine_errors.h"
 #include "zmdb/dal/typecodes.h"
+#include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::sqlite::detail {
 
 namespace dao = typecodes::dao;
-
-// True when `text` starts with `prefix`, ignoring case.
-bool StartsWithNoCase(std::string_view text, std::string_view prefix) {
-  return text.size() >= prefix.size() && rt::NameEquals(text.substr(0, prefix.size()), prefix);
-}
 
 // The DAO type of an ADO type code as the store reports columns.
 std::int32_t DaoTypeOfAdo(std::int32_t ado) {
@@ -473,7 +468,7 @@ void FileSchemaStore::ReadTriggers(TableShape& s) {
     const std::string name = Text(*r.cursor, 0);
     if (!IsManagedTrigger(s.def.name, name)) {
       s.otherTriggers.push_back(Text(*r.cursor, 1));
-    } else if (StartsWithNoCase(name, counterPrefix)) {
+    } else if (rt::StartsWithNoCase(name, counterPrefix)) {
       if (auto n = CounterNumbering(Text(*r.cursor, 1))) {
         n->field = name.substr(counterPrefix.size());
         s.numbering.push_back(std::move(*n));

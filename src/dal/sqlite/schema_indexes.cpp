@@ -2,9 +2,9 @@
 // index passes, and the SQLite names engine indexes are stored under.
 #include <fmt/format.h>
 
+#include "jetsql_p.h"
 #include "schema_store_p.h"
 #include "zmdb/dal/engine_errors.h"
-#include "jetsql_p.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::sqlite::detail {

@@ -5,10 +5,10 @@
 
 #include <filesystem>
 
-#include "schema_store_p.h"
-#include "zmdb/dal/engine_errors.h"
 #include "coltypes_p.h"
 #include "jetsql_p.h"
+#include "schema_store_p.h"
+#include "zmdb/dal/engine_errors.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::sqlite::detail {
@@ -26,7 +26,7 @@ std::string LinkPath(std::string_view connect) {
 
 // True for a connect string that leads to an ODBC data source.
 bool IsOdbcConnect(std::string_view connect) {
-  return StartsWithNoCase(connect, "ODBC;");
+  return rt::StartsWithNoCase(connect, "ODBC;");
 }
 
 // The name of the one link-error function the backend registers.

@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <cctype>
 
+#include "jetsql_p.h"
 #include "schema_store_p.h"
 #include "zmdb/dal/engine_errors.h"
-#include "jetsql_p.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::sqlite::detail {

@@ -15,10 +15,11 @@
 #include <utility>
 #include <vector>
 
-#include "zmdb/dal/backend.h"
-#include "zmdb/dal/schema_store.h"
 #include "schema_p.h"
 #include "sysprops_p.h"
+#include "zmdb/dal/backend.h"
+#include "zmdb/dal/schema_store.h"
+#include "zmdb/dal/typecodes.h"
 #include "zmdb/runtime/object.h"
 
 namespace zmdb::dal::sqlite::detail {
@@ -30,10 +31,10 @@ using schema::TableDef;
 using schema::TableKind;
 
 // DAO type codes of the values the store records in its system table.
-inline constexpr std::int32_t kDbBoolean = 1, kDbLong = 4, kDbText = 10, kDbMemo = 12;
+inline constexpr std::int32_t kDbBoolean = typecodes::dao::dbBoolean,
+                              kDbLong = typecodes::dao::dbLong, kDbText = typecodes::dao::dbText,
+                              kDbMemo = typecodes::dao::dbMemo;
 
-// True when `text` starts with `prefix`, ignoring case.
-bool StartsWithNoCase(std::string_view text, std::string_view prefix);
 // The DAO type of an ADO type code as the store reports columns.
 std::int32_t DaoTypeOfAdo(std::int32_t ado);
 // The DAO size of a field of `daoType` whose column has ADO size `adoSize`.

@@ -3,9 +3,9 @@
 // what it can in place; the rest goes through the rebuild (schema_txn.cpp).
 #include <fmt/format.h>
 
+#include "jetsql_p.h"
 #include "schema_store_p.h"
 #include "zmdb/dal/engine_errors.h"
-#include "jetsql_p.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::sqlite::detail {

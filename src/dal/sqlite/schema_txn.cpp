@@ -86,7 +86,7 @@ void FileSchemaStore::Rebuild(const TableShape& from, const TableShape& wanted,
   // to CREATE INDEX, so those indexes get names of their own.
   TableShape to = wanted;
   for (std::size_t i = 0; i < to.def.indexes.size(); ++i) {
-    if (StartsWithNoCase(to.indexSqlNames[i], "sqlite_")) {
+    if (rt::StartsWithNoCase(to.indexSqlNames[i], "sqlite_")) {
       to.indexSqlNames[i] = UniqueIndexName(to.def.name, to.def.indexes[i].name, to.indexSqlNames);
     }
   }
