@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <cstring>
 
 #include "cursor_p.h"
@@ -15,6 +16,8 @@ namespace {
 // most kMaxBlock rows.
 constexpr std::size_t kBlockBytes = 256 * 1024;
 constexpr SQLULEN kMaxBlock = 512;
+// Room for a date or timestamp read as text, era and zone included.
+constexpr std::size_t kDateTextBytes = 64;
 
 // Whether two names are equal without regard to ASCII case.
 bool NameEqualsNoCase(std::string_view a, std::string_view b) {
@@ -148,11 +151,15 @@ void OdbcCursor::Plan() {
         col.kind = Kind::Real, col.cType = SQL_C_DOUBLE, col.width = 8;
         break;
       case 135:
-        col.kind = Kind::Stamp, col.cType = SQL_C_TYPE_TIMESTAMP;
-        col.width = sizeof(SQL_TIMESTAMP_STRUCT);
-        break;
       case 133:
-        col.kind = Kind::Date, col.cType = SQL_C_TYPE_DATE, col.width = sizeof(SQL_DATE_STRUCT);
+        col.kind = c.adoType == 135 ? Kind::Stamp : Kind::Date;
+        if (link.profile.datesAsText) {
+          col.cType = SQL_C_CHAR, col.width = kDateTextBytes;
+        } else if (col.kind == Kind::Stamp) {
+          col.cType = SQL_C_TYPE_TIMESTAMP, col.width = sizeof(SQL_TIMESTAMP_STRUCT);
+        } else {
+          col.cType = SQL_C_TYPE_DATE, col.width = sizeof(SQL_DATE_STRUCT);
+        }
         break;
       case 134:
         col.kind = Kind::Time, col.cType = SQL_C_TYPE_TIME, col.width = sizeof(SQL_TIME_STRUCT);
@@ -321,6 +328,40 @@ const std::uint8_t* OdbcCursor::Cell(std::size_t c) const {
   return col.data.data() + row * col.width;
 }
 
+// The date or timestamp of column `c` of the current row, as the driver gave
+// it or parsed from the server's text. A value the Date type cannot hold
+// (past 9999, before 100, an infinity, another era) fails the read as a
+// datetime overflow rather than turning into some other date.
+SQL_TIMESTAMP_STRUCT OdbcCursor::DateCell(std::size_t c) const {
+  const Column& col = cols_[c];
+  const std::uint8_t* p = Cell(c);
+  std::string shown;
+  SQL_TIMESTAMP_STRUCT ts{};
+  if (col.cType == SQL_C_CHAR) {
+    const SQLLEN ind = col.ind[col.bound ? pos_ : 0];
+    shown.assign(reinterpret_cast<const char*>(p),
+                 std::min(static_cast<std::size_t>(std::max<SQLLEN>(ind, 0)), col.width - 1));
+    if (const auto parsed = ParseServerTimestamp(shown)) return *parsed;
+  } else {
+    if (col.kind == Kind::Stamp) {
+      std::memcpy(&ts, p, sizeof ts);
+    } else {
+      SQL_DATE_STRUCT d;
+      std::memcpy(&d, p, sizeof d);
+      ts.year = d.year, ts.month = d.month, ts.day = d.day;
+    }
+    if (DateInRange(ts.year, ts.month, ts.day)) return ts;
+    char text[32];
+    std::snprintf(text, sizeof text, "%04d-%02u-%02u", ts.year, ts.month, ts.day);
+    shown = text;
+  }
+  RaiseRecords({{"22008", 0,
+                 "The value '" + shown + "' of column '" + columns_[c].name +
+                     "' is outside the range of a Date (years 100 to 9999); cast the column to "
+                     "text to read it"}},
+               st_->link(), statement_);
+}
+
 CellType OdbcCursor::Type(std::size_t c) const {
   if (buffered_) return buffered_->Type(c);
   const Column& col = cols_[c];
@@ -357,16 +398,9 @@ double OdbcCursor::Real(std::size_t c) const {
   if (buffered_) return buffered_->Real(c);
   const std::uint8_t* p = Cell(c);
   switch (cols_[c].kind) {
-    case Kind::Stamp: {
-      SQL_TIMESTAMP_STRUCT ts;
-      std::memcpy(&ts, p, sizeof ts);
-      return SerialOf(ts);
-    }
-    case Kind::Date: {
-      SQL_DATE_STRUCT d;
-      std::memcpy(&d, p, sizeof d);
-      return SerialOf(d);
-    }
+    case Kind::Stamp:
+    case Kind::Date:
+      return SerialOf(DateCell(c));
     case Kind::Time: {
       SQL_TIME_STRUCT t;
       std::memcpy(&t, p, sizeof t);

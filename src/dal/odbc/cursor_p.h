@@ -68,6 +68,7 @@ class OdbcCursor : public Cursor {
   void RecoverTruncated();
   void AtEnd();
   const std::uint8_t* Cell(std::size_t column) const;
+  SQL_TIMESTAMP_STRUCT DateCell(std::size_t column) const;
   bool Live() const;
 
   std::shared_ptr<StatementHandle> st_;

@@ -7,6 +7,7 @@
 
 #include "types_p.h"
 #include "zmdb/runtime/convert.h"
+#include "zmdb/runtime/datetime.h"
 #include "zmdb/runtime/error.h"
 #include "zmdb/runtime/text.h"
 
@@ -203,6 +204,63 @@ std::int32_t ErrorNumberFor(std::string_view s) {
   return rt::err::kUnspecified;
 }
 
+bool DateInRange(int year, int month, int day) {
+  return year >= 100 && year <= 9999 && month >= 1 && month <= 12 && day >= 1 &&
+         day <= rt::DaysInMonth(year, month);
+}
+
+std::optional<SQL_TIMESTAMP_STRUCT> ParseServerTimestamp(std::string_view t) {
+  std::size_t at = 0;
+  // `n` digits at the cursor into `out`; false (the text is refused) otherwise.
+  auto digits = [&](std::size_t n, long& out) {
+    if (t.size() - at < n) return false;
+    out = 0;
+    for (std::size_t end = at + n; at < end; ++at) {
+      if (t[at] < '0' || t[at] > '9') return false;
+      out = out * 10 + (t[at] - '0');
+    }
+    return true;
+  };
+  auto accept = [&](char c) { return at < t.size() && t[at] == c ? (++at, true) : false; };
+  long y = 0, mo = 0, d = 0, h = 0, mi = 0, s = 0;
+  // Five or more digits of year fail at the first '-'.
+  if (!digits(4, y) || !accept('-') || !digits(2, mo) || !accept('-') || !digits(2, d)) {
+    return std::nullopt;
+  }
+  SQLUINTEGER nanos = 0;
+  if (accept(' ') || accept('T')) {
+    if (!digits(2, h) || !accept(':') || !digits(2, mi) || !accept(':') || !digits(2, s)) {
+      return std::nullopt;
+    }
+    if (accept('.')) {
+      // Nanoseconds: the first nine digits, padded on the right.
+      int places = 0;
+      for (; at < t.size() && t[at] >= '0' && t[at] <= '9'; ++at) {
+        if (places++ < 9) nanos = nanos * 10 + static_cast<SQLUINTEGER>(t[at] - '0');
+      }
+      for (; places < 9; ++places) nanos *= 10;
+    }
+    if (at < t.size() && (t[at] == '+' || t[at] == '-')) {
+      ++at;
+      while (at < t.size() && ((t[at] >= '0' && t[at] <= '9') || t[at] == ':')) ++at;
+    }
+  }
+  if (at != t.size() ||
+      !DateInRange(static_cast<int>(y), static_cast<int>(mo), static_cast<int>(d)) || h > 23 ||
+      mi > 59 || s > 59) {
+    return std::nullopt;
+  }
+  SQL_TIMESTAMP_STRUCT ts{};
+  ts.year = static_cast<SQLSMALLINT>(y);
+  ts.month = static_cast<SQLUSMALLINT>(mo);
+  ts.day = static_cast<SQLUSMALLINT>(d);
+  ts.hour = static_cast<SQLUSMALLINT>(h);
+  ts.minute = static_cast<SQLUSMALLINT>(mi);
+  ts.second = static_cast<SQLUSMALLINT>(s);
+  ts.fraction = nanos;
+  return ts;
+}
+
 namespace {
 // "?, ?, ..." with `n` markers.
 std::string Markers(std::size_t n) {
@@ -251,6 +309,7 @@ const DriverProfile& ProfileFor(DriverFamily family) {
     p.rollbackToSql = "ROLLBACK TO SAVEPOINT {name}";
     p.releaseSql = "RELEASE SAVEPOINT {name}";
     p.callRetryState = "42809";  // "... is a procedure"
+    p.datesAsText = true;
     return p;
   }();
   static const DriverProfile sqlite = [] {

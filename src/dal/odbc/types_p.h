@@ -4,7 +4,10 @@
 // written, and how the drivers differ (one table, by driver family).
 #pragma once
 
+#include <sql.h>
+
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -56,6 +59,15 @@ std::string CallEscape(std::string_view procedure, std::size_t arguments, bool r
 // escape does not reach.
 std::string CallStatement(std::string_view procedure, std::size_t arguments);
 
+// Whether a calendar day lies in the range of the Date type (years 100 to
+// 9999, a real day of its month).
+bool DateInRange(int year, int month, int day);
+// A date or timestamp as the server writes it: "yyyy-mm-dd", then optionally
+// " hh:mm:ss" with a fraction of a second and a zone offset (dropped: the
+// time is already the session's wall clock). None for any other text (an
+// infinity, a date of another era) and for a day outside DateInRange.
+std::optional<SQL_TIMESTAMP_STRUCT> ParseServerTimestamp(std::string_view text);
+
 // How one driver family differs. Statement templates hold {name}, {table}
 // and {column} where the layer puts a quoted name.
 struct DriverProfile {
@@ -84,6 +96,11 @@ struct DriverProfile {
   // as opposed to a function) fails with this SQLSTATE and is run again as
   // a plain CALL statement.
   const char* callRetryState = "";
+  // Read dates and timestamps as text and convert them here: into a date
+  // structure the driver turns values it cannot place (infinities, years
+  // past 9999) into today's date instead of failing, while its text shows
+  // them (as a zero date, or with the era of a timestamp before year 1).
+  bool datesAsText = false;
 };
 
 // The profile of a driver family.

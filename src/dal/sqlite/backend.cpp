@@ -7,6 +7,12 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#if defined(_WIN32)
+#include <io.h>
+#else
+#include <fcntl.h>
+#include <unistd.h>
+#endif
 
 #include "backend_p.h"
 #include "coltypes_p.h"
@@ -498,6 +504,39 @@ bool LooksLikeJet(const std::string& path) {
   return Contains(h, "Standard Jet DB") || Contains(h, "Standard ACE DB");
 }
 
+// Whether this process may write the file and the directory it is in (by
+// its effective identity and capabilities, as the writes would be made).
+bool WritableFileAndFolder(const std::string& path) {
+  namespace fs = std::filesystem;
+  const fs::path folder = fs::absolute(fs::path(path)).parent_path();
+#if defined(_WIN32)
+  return _access(path.c_str(), 2) == 0;
+#else
+  return faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0 &&
+         faccessat(AT_FDCWD, folder.c_str(), W_OK, AT_EACCESS) == 0;
+#endif
+}
+
+// The URI that opens `path` for reading only. Without a write-ahead log
+// beside it the file is opened as immutable: no lock, no log and no index
+// are made, so nothing is left behind (an index made by a reader would keep
+// the reader's permissions and stop a later writer).
+std::string ReadOnlyUri(const std::string& path) {
+  std::string uri = "file:";
+  for (const char c : path) {
+    if (c == '%' || c == '?' || c == '#') {
+      static constexpr char kHex[] = "0123456789ABCDEF";
+      const auto u = static_cast<unsigned char>(c);
+      uri += '%', uri += kHex[u >> 4], uri += kHex[u & 15];
+    } else {
+      uri += c;
+    }
+  }
+  std::error_code ec;
+  const bool logged = std::filesystem::exists(path + "-wal", ec);
+  return uri + (logged ? "?mode=ro" : "?mode=ro&immutable=1");
+}
+
 // The function a link's view calls when the link cannot be read: it fails
 // the statement with the text it is given.
 void LinkError(sqlite3_context* context, int, sqlite3_value** argv) {
@@ -559,10 +598,15 @@ std::unique_ptr<Backend> OpenDatabase(const OpenOptions& options) {
                            "': a Jet or ACE file is read through the legacy reader, "
                            "not opened as a file store."}});
   }
+  // A file this process cannot write, or one in a directory it cannot write
+  // (where the log and its index would go), opens for reading only.
+  const bool readOnly =
+      options.readOnly || (!options.create && !WritableFileAndFolder(options.path));
   sqlite3* db = nullptr;
-  int flags = options.readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
+  int flags = readOnly ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE;
   if (options.create) flags |= SQLITE_OPEN_CREATE;
-  int rc = sqlite3_open_v2(options.path.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+  const std::string name = readOnly ? ReadOnlyUri(options.path) : options.path;
+  int rc = sqlite3_open_v2(name.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
   if (rc != SQLITE_OK) {
     const std::string msg = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
     sqlite3_close_v2(db);
@@ -578,7 +622,7 @@ std::unique_ptr<Backend> OpenDatabase(const OpenOptions& options) {
     throw ProviderError({rt::ErrorInfo{rt::err::kUnspecified, kSource,
                                        "Unrecognized database format '" + options.path + "'."}});
   }
-  if (!options.readOnly) {
+  if (!readOnly) {
     // Readers and one writer work side by side in write-ahead logging.
     sqlite3_exec(db, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
   }

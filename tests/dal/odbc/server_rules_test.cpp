@@ -197,6 +197,50 @@ TEST(OdbcBaseTable, APlainSelectNamesItsTable) {
   for (const auto& [sql, table] : cases) EXPECT_EQ(SingleSourceTable(sql), table) << sql;
 }
 
+TEST(OdbcDates, ServerTextReadsOnlyWhatADateHolds) {
+  struct Case {
+    const char* text;
+    bool holds;
+    int year, month, day, hour, minute, second;
+    SQLUINTEGER nanos;
+  };
+  const Case cases[] = {
+      {"2024-03-04", true, 2024, 3, 4, 0, 0, 0, 0},
+      {"2024-03-04 05:06:07", true, 2024, 3, 4, 5, 6, 7, 0},
+      {"2024-03-04T05:06:07.25", true, 2024, 3, 4, 5, 6, 7, 250000000},
+      {"2024-03-04 05:06:07.1234567891", true, 2024, 3, 4, 5, 6, 7, 123456789},
+      // The zone is dropped: the time is the session's wall clock.
+      {"2024-03-03 21:06:07-05", true, 2024, 3, 3, 21, 6, 7, 0},
+      {"2024-03-04 05:06:07.5+05:30", true, 2024, 3, 4, 5, 6, 7, 500000000},
+      {"0100-01-01", true, 100, 1, 1, 0, 0, 0, 0},
+      {"9999-12-31 23:59:59", true, 9999, 12, 31, 23, 59, 59, 0},
+      // What the driver writes for an infinity or a year past 9999.
+      {"0000-00-00", false},
+      {"0000-00-00 00:00:00", false},
+      {"infinity", false},
+      {"-infinity", false},
+      {"294276-12-31 00:00:00", false},
+      {"4713-01-01 00:00:00 BC", false},
+      {"0099-12-31", false},
+      {"2023-02-29", false},
+      {"2024-03-04 24:00:00", false},
+      {"2024-03-04 05:06", false},
+      {"", false},
+  };
+  for (const Case& c : cases) {
+    const auto ts = ParseServerTimestamp(c.text);
+    ASSERT_EQ(ts.has_value(), c.holds) << c.text;
+    if (!ts) continue;
+    EXPECT_EQ(ts->year, c.year) << c.text;
+    EXPECT_EQ(ts->month, c.month) << c.text;
+    EXPECT_EQ(ts->day, c.day) << c.text;
+    EXPECT_EQ(ts->hour, c.hour) << c.text;
+    EXPECT_EQ(ts->minute, c.minute) << c.text;
+    EXPECT_EQ(ts->second, c.second) << c.text;
+    EXPECT_EQ(ts->fraction, c.nanos) << c.text;
+  }
+}
+
 TEST(OdbcText, Utf8AndUtf16RoundTrip) {
   for (const std::string s : {"", "abc", "张三", "李四𝄞ü", "\xF0\x9F\x98\x80 end"}) {
     EXPECT_EQ(ToUtf8(ToUtf16(s)), s);

@@ -147,6 +147,51 @@ INSTANTIATE_TEST_SUITE_P(Servers, ServerTest,
                            return StoreName(param.param);
                          });
 
+TEST(ServerDates, AValueADateCannotHoldFailsTheReadInsteadOfChanging) {
+  if (!SharedPostgres()) GTEST_SKIP() << "no PostgreSQL: " << PostgresUnavailable();
+  auto cn = Connection::Create();
+  cn->Open(SharedPostgres()->ConnectionString("postgres"));
+  struct Case {
+    const char* expr;
+    const char* reads;  // CStr of the value; nullptr: the read fails as a conversion
+  };
+  const Case cases[] = {
+      {"'infinity'::date", nullptr},
+      {"'-infinity'::date", nullptr},
+      {"'-infinity'::timestamp", nullptr},
+      {"'294276-12-31'::timestamp", nullptr},
+      {"'4713-01-01 00:00:00 BC'::timestamp", nullptr},
+      {"'0050-06-01'::date", nullptr},
+      {"'2024-03-04'::date", "2024-03-04"},
+      {"'2024-03-04 05:06:07'::timestamp", "2024-03-04 05:06:07"},
+      {"'0100-01-01'::date", "0100-01-01"},
+      {"'9999-12-31 23:59:59'::timestamp", "9999-12-31 23:59:59"},
+      // Asked for as text, every value reads as the server writes it.
+      {"'infinity'::date::text", "infinity"},
+      {"CAST('4713-01-01 BC' AS date)::varchar", "4713-01-01 BC"},
+  };
+  for (const Case& c : cases) {
+    const std::string sql = std::string("SELECT ") + c.expr + " AS v";
+    if (!c.reads) {
+      EXPECT_EQ(RaisedNumber([&] { Scalar(cn, sql); }), rt::err::kCannotConvert) << c.expr;
+      ASSERT_FALSE(cn->errors()->items().empty());
+      EXPECT_EQ(cn->errors()->details()[0].sqlState, "22008") << c.expr;
+      EXPECT_NE(cn->errors()->items()[0].Description.find("outside the range of a Date"),
+                std::string::npos)
+          << cn->errors()->items()[0].Description;
+      continue;
+    }
+    EXPECT_EQ(rt::CStr(Scalar(cn, sql)), c.reads) << c.expr;
+  }
+  // A fraction of a second survives, and a bad row among good ones fails on its own.
+  EXPECT_NEAR(rt::CDbl(Scalar(cn, "SELECT '2024-03-04 12:00:00.5'::timestamp")) -
+                  rt::CDbl(Scalar(cn, "SELECT '2024-03-04 12:00:00'::timestamp")),
+              0.5 / 86400, 1e-9);
+  auto rs = cn->Execute("SELECT d FROM (VALUES ('2024-01-01'::date), ('infinity')) t(d)");
+  EXPECT_EQ(rt::CStr(rs->fields()->Item(Variant("d"))->Value()), "2024-01-01");
+  EXPECT_EQ(RaisedNumber([&] { rs->MoveNext(); }), rt::err::kCannotConvert);
+}
+
 // The records of the last failure of `cn` that mention `text`.
 int Mentioning(const Connection& cn, const std::string& text) {
   int n = 0;

@@ -1,5 +1,11 @@
 // Connections on the file store: opening, statements, errors,
 // transactions, schema rowsets and two connections sharing one file.
+#include <linux/capability.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <filesystem>
+
 #include "file_store_fixture.h"
 #include "zmdb/dal/ado.h"
 
@@ -9,6 +15,81 @@ namespace {
 using rt::Variant;
 
 using ConnectionTest = FileStoreTest;
+
+// While it lives, this thread is held to file permissions as any user is:
+// the capability that lets root write what it may not is out of its
+// effective set (and back afterwards). Without the capability it does nothing.
+class HeldToPermissions {
+ public:
+  HeldToPermissions() {
+    if (syscall(SYS_capget, &head_, saved_) != 0) return;
+    __user_cap_data_struct lowered[2] = {saved_[0], saved_[1]};
+    lowered[0].effective &= ~(1u << CAP_DAC_OVERRIDE);
+    held_ = syscall(SYS_capset, &head_, lowered) == 0;
+  }
+  ~HeldToPermissions() {
+    if (held_) syscall(SYS_capset, &head_, saved_);
+  }
+  HeldToPermissions(const HeldToPermissions&) = delete;
+  HeldToPermissions& operator=(const HeldToPermissions&) = delete;
+
+ private:
+  __user_cap_header_struct head_{_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct saved_[2]{};
+  bool held_ = false;
+};
+
+TEST_F(ConnectionTest, AFileThatCannotBeWrittenOpensForReadingAndLeavesNothingBehind) {
+  namespace fs = std::filesystem;
+  const fs::path folder = fs::path(path_).parent_path() / "readonly";
+  fs::create_directories(folder);
+  const std::string file = (folder / "store.mdb").string();
+  {
+    auto cn = Connection::Create();
+    cn->Open(path_);
+    cn->Execute("CREATE TABLE T (id LONG)");
+    cn->Execute("INSERT INTO T VALUES (1)");
+    cn->Close();
+  }
+  struct Case {
+    const char* what;
+    fs::path locked;  // made read-only for the case
+  };
+  const Case cases[] = {{"a read-only file", file}, {"a read-only directory", folder}};
+  for (const Case& c : cases) {
+    fs::copy_file(path_, file, fs::copy_options::overwrite_existing);
+    const auto writable = fs::status(c.locked).permissions();
+    fs::permissions(c.locked,
+                    fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
+                    fs::perm_options::remove);
+    {
+      HeldToPermissions held;
+      auto cn = Connection::Create();
+      cn->Open(file);
+      auto rs = cn->Execute("SELECT COUNT(*) FROM T", nullptr, -1, 3);
+      EXPECT_EQ(rt::CLng(rs->ValueAt(0)), 1) << c.what;
+      rs->Close();
+      EXPECT_EQ(RaisedNumber([&] { cn->Execute("INSERT INTO T VALUES (2)"); }),
+                rt::err::kPermissionDenied)
+          << c.what;
+      ASSERT_FALSE(cn->errors()->items().empty());
+      EXPECT_NE(cn->errors()->items()[0].Description.find("readonly"), std::string::npos)
+          << cn->errors()->items()[0].Description;
+      cn->Close();
+      EXPECT_FALSE(fs::exists(file + "-wal")) << c.what;
+      EXPECT_FALSE(fs::exists(file + "-shm")) << c.what;
+    }
+    // Made writable again, the file takes a writer.
+    fs::permissions(c.locked, writable);
+    auto cn = Connection::Create();
+    cn->Open(file);
+    cn->Execute("INSERT INTO T VALUES (2)");
+    auto rs = cn->Execute("SELECT COUNT(*) FROM T", nullptr, -1, 3);
+    EXPECT_EQ(rt::CLng(rs->ValueAt(0)), 2) << c.what;
+    rs->Close();
+    cn->Close();
+  }
+}
 
 TEST_F(ConnectionTest, OpensThroughEveryFileStoreForm) {
   for (const std::string& text :
