@@ -65,25 +65,22 @@ static std::uint8_t Shifted(std::uint8_t bits, std::size_t quotes) {
   return static_cast<std::uint8_t>(((bits & 0x5) << 1) | ((bits & 0xA) >> 1));
 }
 
+// The summary of `a` followed by `b`.
+static TextTree::Counts Join(const TextTree::Counts& a, const TextTree::Counts& b) {
+  TextTree::Counts all;
+  all.unquoted = static_cast<std::uint8_t>(a.unquoted | Shifted(b.unquoted, a.quotes));
+  all.size = a.size + b.size;
+  all.quotes = a.quotes + b.quotes;
+  all.commas = a.commas + b.commas;
+  all.closes = a.closes + b.closes;
+  return all;
+}
+
 void TextTree::Pull(int t) {
   Node& n = At(t);
   Counts all = n.piece;
-  if (n.left >= 0) {
-    const Counts& l = At(n.left).all;
-    all.unquoted = static_cast<std::uint8_t>(l.unquoted | Shifted(all.unquoted, l.quotes));
-    all.size += l.size;
-    all.quotes += l.quotes;
-    all.commas += l.commas;
-    all.closes += l.closes;
-  }
-  if (n.right >= 0) {
-    const Counts& r = At(n.right).all;
-    all.unquoted = static_cast<std::uint8_t>(all.unquoted | Shifted(r.unquoted, all.quotes));
-    all.size += r.size;
-    all.quotes += r.quotes;
-    all.commas += r.commas;
-    all.closes += r.closes;
-  }
+  if (n.left >= 0) all = Join(At(n.left).all, all);
+  if (n.right >= 0) all = Join(all, At(n.right).all);
   n.all = all;
 }
 

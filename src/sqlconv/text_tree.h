@@ -56,15 +56,18 @@ class TextTree {
   // The whole text.
   std::string Str() const { return Substr(0, size()); }
 
+ public:
+  // What a piece or a subtree holds.
+  struct Counts {
+    std::size_t size = 0, quotes = 0, commas = 0, closes = 0;
+    std::uint8_t unquoted = 0;  // the k* bits below
+  };
+
  private:
   // Subtree summary bits: a comma / ")" outside literals when the subtree
   // starts outside (even) or inside (odd) a literal.
   enum : std::uint8_t { kCommaEven = 1, kCommaOdd = 2, kCloseEven = 4, kCloseOdd = 8 };
 
-  struct Counts {
-    std::size_t size = 0, quotes = 0, commas = 0, closes = 0;
-    std::uint8_t unquoted = 0;
-  };
   struct Node {
     int left = -1, right = -1;
     std::uint32_t priority = 0;
