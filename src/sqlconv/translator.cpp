@@ -13,16 +13,23 @@
 // keyword's first occurrence across every splice (only the new text and its
 // edges need a search), edits only the characters a rewrite changes, and
 // keeps the statement in a tree that answers quote state and next-delimiter
-// questions without a scan (text_tree.h).
+// questions without a scan (text_tree.h). A flat statement runs fastest in a
+// gap buffer instead (gap_text.h), so the loop starts there and starts again
+// in the tree only when the buffer's work outgrows the statement's length.
 #include "zmdb/sqlconv/translator.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
+#include <iterator>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
+#include "gap_text.h"
 #include "text_tree.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/error.h"
@@ -160,16 +167,18 @@ int StyleOf(std::string_view format) {
   return 0;
 }
 
-// InStr(start, s, needle) over the pass's text for a needle of one character
-// (one of , ) '); same rules as the string version.
-Pos InStr(Pos start, const TextTree& s, char needle) {
+// InStr(start, s, needle) over the pass's text (a GapText or a TextTree) for a
+// needle of one character (one of , ) '); same rules as the string version.
+template <class Text>
+Pos InStr(Pos start, const Text& s, char needle) {
   if (!InStrStartInRange(s.size(), start)) return 0;
   const std::size_t hit = s.FindChar(needle, static_cast<std::size_t>(start - 1));
-  return hit == TextTree::npos ? 0 : static_cast<Pos>(hit) + 1;
+  return hit == Text::npos ? 0 : static_cast<Pos>(hit) + 1;
 }
 
 // Mid(s, start, length) over the pass's text; same rules as the string version.
-std::string Mid(const TextTree& s, Pos start, Pos length) {
+template <class Text>
+std::string Mid(const Text& s, Pos start, Pos length) {
   const Range r = MidRange(s.size(), start, length);
   return s.Substr(r.pos, r.len);
 }
@@ -194,6 +203,14 @@ std::size_t QuoteCount(std::string_view s) {
 constexpr std::size_t kGrowthFactor = 16;
 constexpr std::size_t kGrowthAllowance = std::size_t{64} << 10;
 
+// The work (characters moved or scanned) the FORMAT/IIF pass may do in a
+// GapText before it starts again in a TextTree: 64 times the statement's
+// length plus 1 MiB. Flat select lists, however long, need about 18 times
+// their length; nested calls and rewrites far apart need more with every
+// level and so end up in the tree, whose cost does not grow with nesting.
+constexpr std::size_t kBufferWorkFactor = 64;
+constexpr std::size_t kBufferWorkAllowance = std::size_t{1} << 20;
+
 // What the pass knows about where a keyword first occurs: none starts before
 // `from`; when `exact`, `from` is the first occurrence (npos: there is none).
 struct Known {
@@ -215,21 +232,27 @@ struct Edit {
 // the delimiters, the closing parenthesis) and leaves the arguments between
 // them where they stand instead of copying them, so a pass costs the size of
 // what it changes, not the size of its arguments; with nesting the arguments
-// hold most of the statement. The text is a TextTree, so edits far apart and
-// searches for the next delimiter past a long nested run cost its depth.
+// hold most of the statement. In a TextTree edits far apart and searches for
+// the next delimiter past a long nested run cost its depth; a GapText is
+// faster while they stay close and gives up once they do not.
+template <class Text>
 class PassLoop {
  public:
-  // Takes the statement as the earlier rewrites left it.
-  explicit PassLoop(const std::string& statement)
-      : max_size_(statement.size() * kGrowthFactor + kGrowthAllowance), s_(statement) {}
+  // Takes the statement as the earlier rewrites left it, held in `text`.
+  PassLoop(std::size_t statement_size, Text text)
+      : max_size_(statement_size * kGrowthFactor + kGrowthAllowance), s_(std::move(text)) {}
 
   // Runs passes until one changes nothing and returns the statement. A pass
   // whose only finding is an IIF( without two commas and a ")" changes nothing,
   // so it ends the loop instead of repeating it forever; any other pass that
   // finds a keyword rewrites it. Raises error 5 from a malformed FORMAT(, and
-  // error 7 when the statement outgrows max_size_.
-  std::string Run() {
+  // error 7 when the statement outgrows max_size_. Gives nullopt when the text
+  // reports that it has done more work than its budget allows.
+  std::optional<std::string> Run() {
     for (;;) {
+      if constexpr (requires { s_.OverBudget(); }) {
+        if (s_.OverBudget()) return std::nullopt;
+      }
       const bool format_changed = FormatStep();
       const bool iif_changed = IifStep();
       if (!format_changed && !iif_changed) return s_.Str();
@@ -285,7 +308,7 @@ class PassLoop {
     } else {
       rewritten = "SUBSTRING('" + format + "',1,LEN('" + format + "')-LEN(" + expr + ")) + " + expr;
     }
-    Apply({{hit, close, std::move(rewritten)}});
+    Apply({{hit, close, rewritten}});
     return true;
   }
 
@@ -297,11 +320,11 @@ class PassLoop {
     const std::size_t hit = First(unquoted_iif_, kIif, true);
     if (hit == std::string_view::npos) return false;
     const std::size_t c1 = s_.FindUnquotedChar(',', hit);
-    if (c1 == TextTree::npos) return false;
+    if (c1 == Text::npos) return false;
     const std::size_t c2 = s_.FindUnquotedChar(',', c1 + 1);
-    if (c2 == TextTree::npos) return false;
+    if (c2 == Text::npos) return false;
     const std::size_t c3 = s_.FindUnquotedChar(')', c2 + 1);
-    if (c3 == TextTree::npos) return false;
+    if (c3 == Text::npos) return false;
     const std::size_t first = First(iif_, kIif, false);  // at or before hit
     // Condition, true part and false part stay where they are.
     Apply({{first, hit + kIif.size(), "(CASE WHEN "},
@@ -313,11 +336,23 @@ class PassLoop {
 
   // Applies `edits` (disjoint, left to right, positions in the text before any
   // of them) after checking the size of the result against max_size_ (error 7).
-  void Apply(std::vector<Edit> edits) {
+  // A GapText takes them as one splice with the text between them copied: for
+  // the short arguments it is fast for, that saves the bookkeeping of the others.
+  void Apply(std::initializer_list<Edit> edits) {
     std::size_t size = s_.size();
     for (const Edit& e : edits) size = size - (e.end - e.begin) + e.with.size();
     if (size > max_size_) rt::Raise(rt::err::kOutOfMemory);
-    for (auto e = edits.rbegin(); e != edits.rend(); ++e) Splice(e->begin, e->end, e->with);
+    if constexpr (std::is_same_v<Text, GapText>) {
+      std::string with;
+      for (const Edit* e = edits.begin(); e != edits.end(); ++e) {
+        if (e != edits.begin()) with += s_.Substr((e - 1)->end, e->begin - (e - 1)->end);
+        with += e->with;
+      }
+      Splice(edits.begin()->begin, (edits.end() - 1)->end, with);
+    } else {
+      for (auto e = std::rbegin(edits); e != std::rend(edits); ++e)
+        Splice(e->begin, e->end, e->with);
+    }
   }
 
   // The 0-based index of the first `needle` (outside literals when `unquoted`),
@@ -365,7 +400,7 @@ class PassLoop {
   }
 
   const std::size_t max_size_;
-  TextTree s_;
+  Text s_;
   Known format_;        // FORMAT(
   Known iif_;           // IIF(, also inside literals
   Known unquoted_iif_;  // IIF( outside literals
@@ -433,8 +468,12 @@ std::string WildcardReplace(std::string_view text, std::string_view pattern,
   return out + Mid(text, done);
 }
 
-// Applies the rewrites in their fixed order; the FORMAT/IIF pass comes last.
 std::string TranslateJetToSql(std::string_view statement) {
+  return TranslateJetToSql(statement, PassText::kAuto);
+}
+
+// Applies the rewrites in their fixed order; the FORMAT/IIF pass comes last.
+std::string TranslateJetToSql(std::string_view statement, PassText text) {
   // Normalise. String literals are upper-cased too.
   std::string s = rt::AsciiUpper(statement);
   s = ReplaceAll(s, "#", "'");
@@ -460,7 +499,13 @@ std::string TranslateJetToSql(std::string_view statement) {
   // VAL(x) up to the first ")" after it, parentheses not balanced.
   if (InStr(1, s, "VAL(") > 0) s = WildcardReplace(s, "VAL(*)", "CAST(* AS INT)");
 
-  return PassLoop(s).Run();
+  if (text != PassText::kTree) {
+    const std::size_t budget = text == PassText::kBuffer
+                                   ? GapText::npos
+                                   : s.size() * kBufferWorkFactor + kBufferWorkAllowance;
+    if (auto done = PassLoop<GapText>(s.size(), GapText(s, budget)).Run()) return *std::move(done);
+  }
+  return *PassLoop<TextTree>(s.size(), TextTree(s)).Run();
 }
 
 }  // namespace zmdb::sqlconv

@@ -217,38 +217,42 @@ std::optional<std::string> LiteralPasses(std::string s, int max_passes = 300,
   return std::nullopt;
 }
 
-// The error number TranslateJetToSql raises for `s`, or 0.
-int ErrorOf(const std::string& s) {
+// The pass's texts: the default choice and each text on its own.
+constexpr PassText kPassTexts[] = {PassText::kAuto, PassText::kBuffer, PassText::kTree};
+
+// The error number TranslateJetToSql raises for `s` with pass text `text`, or 0.
+int ErrorOf(const std::string& s, PassText text) {
   try {
-    TranslateJetToSql(s);
+    TranslateJetToSql(s, text);
     return 0;
   } catch (const rt::PlatformError& e) {
     return e.number();
   }
 }
 
-// Checks TranslateJetToSql(s) against the literal loop: the same text, error
-// 5 where the loop raises it, error 7 where it gives up. Returns whether the
-// translation changed the statement.
+// Checks TranslateJetToSql(s) with every pass text against the literal loop:
+// the same text, error 5 where the loop raises it, error 7 where it gives up.
+// Returns whether the translation changed the statement.
 bool MatchesLiteral(const std::string& s, int max_passes, std::size_t max_length) {
   std::optional<std::string> expected;
   try {
     expected = LiteralPasses(s, max_passes, max_length);
   } catch (const rt::PlatformError&) {
-    EXPECT_EQ(ErrorOf(s), 5) << s;
+    for (const PassText text : kPassTexts) EXPECT_EQ(ErrorOf(s, text), 5) << s;
     return false;
   }
   if (!expected) {
-    EXPECT_EQ(ErrorOf(s), 7) << s;
+    for (const PassText text : kPassTexts) EXPECT_EQ(ErrorOf(s, text), 7) << s;
     return false;
   }
-  try {
-    EXPECT_EQ(TranslateJetToSql(s), *expected) << s;
-    return *expected != s;
-  } catch (const rt::PlatformError& e) {
-    ADD_FAILURE() << "error " << e.number() << " for " << s;
-    return false;
+  for (const PassText text : kPassTexts) {
+    try {
+      EXPECT_EQ(TranslateJetToSql(s, text), *expected) << s;
+    } catch (const rt::PlatformError& e) {
+      ADD_FAILURE() << "error " << e.number() << " for " << s;
+    }
   }
+  return *expected != s;
 }
 
 // Random statements built from whole and broken IIF/FORMAT calls, literals and
@@ -328,6 +332,33 @@ TEST(TranslatorPassLoop, MatchesLiteralRescanOnNestedStatements) {
     rewritten += MatchesLiteral(s, 1 << 20, s.size() * 16 + (64 << 10) + 1);
   }
   EXPECT_GT(rewritten, 1500);
+}
+
+// The default pass starts in the buffer and moves to the tree once the
+// buffer's work outgrows the statement; nesting a few hundred levels deep
+// crosses that point part way through. Every text gives the same result on
+// both sides of it, for nesting in each argument and in FORMAT.
+TEST(TranslatorPassLoop, BufferAndTreeAgreeWhereTheDefaultSwitches) {
+  const struct {
+    const char *open, *middle, *close;
+  } kShapes[] = {
+      {"IIF(", "A", ",'X,)',2)"},
+      {"IIF(A,'1',", "2", ")"},
+      {"IIF(A,", "1", ",2)"},
+      {"FORMAT(", "D", ",'YYMMDD')"},
+      {"IIF(FORMAT(", "D", ",'YYMMDD'),1,2)"},
+  };
+  for (const auto& shape : kShapes) {
+    for (const std::size_t depth : {100u, 300u, 400u, 600u}) {
+      std::string s = "SELECT ";
+      for (std::size_t i = 0; i < depth; ++i) s += shape.open;
+      s += shape.middle;
+      for (std::size_t i = 0; i < depth; ++i) s += shape.close;
+      const std::string tree = TranslateJetToSql(s, PassText::kTree);
+      EXPECT_EQ(TranslateJetToSql(s, PassText::kBuffer), tree) << shape.open << depth;
+      EXPECT_EQ(TranslateJetToSql(s), tree) << shape.open << depth;
+    }
+  }
 }
 
 // `s` repeated n times.
