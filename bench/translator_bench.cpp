@@ -2,6 +2,7 @@
 // the constructs that drive its repeated rewrite pass (one of each per pass).
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -49,5 +50,58 @@ BENCHMARK(BM_TranslateIifFormat)
     ->Arg(1 << 20)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_TranslateFormatOnly)->Arg(100 << 10)->Arg(1 << 20)->Unit(benchmark::kMillisecond);
+
+// IIF nested in its own condition, IIF(IIF(...A,1,2),1,2), grown to `bytes`:
+// every pass rewrites the outermost remaining IIF( whose condition holds all
+// the rest, so this measures whether a pass costs what it changes or what its
+// arguments hold.
+std::string NestedIif(std::size_t bytes) {
+  const std::size_t levels = (bytes - 15) / 10;
+  std::string s = "SELECT ";
+  for (std::size_t i = 0; i < levels; ++i) s += "IIF(";
+  s += "A";
+  for (std::size_t i = 0; i < levels; ++i) s += ",1,2)";
+  return s + " FROM T";
+}
+
+// Nested IIF of state.range(0) bytes, with the flat IIF/FORMAT statement of
+// the same size translated once beforehand: "vs_flat" is the nested time per
+// byte over the flat time per byte (near 1 when nesting costs nothing extra).
+void BM_TranslateNestedIif(benchmark::State& state) {
+  const auto bytes = static_cast<std::size_t>(state.range(0));
+  const std::string flat = BuildStatement(bytes, "IIF(A>0,'Y','N'),FORMAT(D,'yyyy/mm/dd'),");
+  const std::string nested = NestedIif(bytes);
+  const auto per_byte = [](const std::string& statement) {
+    const auto start = std::chrono::steady_clock::now();
+    benchmark::DoNotOptimize(zmdb::sqlconv::TranslateJetToSql(statement).data());
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    return took.count() / static_cast<double>(statement.size());
+  };
+  const double flat_per_byte = per_byte(flat);
+  double nested_seconds = 0;
+  for (auto _ : state) {
+    const auto start = std::chrono::steady_clock::now();
+    std::string out = zmdb::sqlconv::TranslateJetToSql(nested);
+    benchmark::DoNotOptimize(out.data());
+    benchmark::ClobberMemory();
+    nested_seconds +=
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(nested.size()));
+  state.counters["input_bytes"] = static_cast<double>(nested.size());
+  state.counters["vs_flat"] = nested_seconds / static_cast<double>(state.iterations()) /
+                              static_cast<double>(nested.size()) / flat_per_byte;
+}
+
+BENCHMARK(BM_TranslateNestedIif)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Arg(1000000)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_TranslateIifFormat)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Arg(1000000)
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -7,21 +7,30 @@
 //
 // The FORMAT/IIF pass is repeated until nothing changes. Each pass rewrites the
 // first FORMAT( and the first IIF( only, so a literal implementation rescans,
-// re-masks and rebuilds the whole statement per pass, which is quadratic. The
-// pass loop below produces the same text but carries what it knows about each
+// re-masks and rebuilds the whole statement per pass, which is quadratic, and
+// nesting makes every argument it copies as long as the statement. The pass
+// loop below produces the same text but carries what it knows about each
 // keyword's first occurrence across every splice (only the new text and its
-// edges need a search), keeps the quote state at one remembered position
-// instead of re-masking, and holds the statement in a gap buffer so that a
-// splice costs its distance from the previous one.
+// edges need a search), edits only the characters a rewrite changes, and
+// keeps the statement in a tree that answers quote state and next-delimiter
+// questions without a scan (text_tree.h). A flat statement runs fastest in a
+// gap buffer instead (gap_text.h), so the loop starts there and starts again
+// in the tree only when the buffer's work outgrows the statement's length.
 #include "zmdb/sqlconv/translator.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
+#include <iterator>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
+#include "gap_text.h"
+#include "text_tree.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/error.h"
 
@@ -158,117 +167,18 @@ int StyleOf(std::string_view format) {
   return 0;
 }
 
-// A text with a movable gap: splicing at a position moves the gap there first,
-// so a splice costs its distance from the previous splice plus its own length.
-class GapText {
- public:
-  // Holds `s`, with an empty gap at its end.
-  explicit GapText(std::string s)
-      : buf_(std::move(s)), gap_begin_(buf_.size()), gap_end_(buf_.size()) {}
-
-  // Number of characters held.
-  std::size_t size() const { return buf_.size() - GapLen(); }
-
-  // The character at 0-based index i < size().
-  char operator[](std::size_t i) const { return i < gap_begin_ ? buf_[i] : buf_[i + GapLen()]; }
-
-  // Whether `needle` occurs at 0-based index i (false when it would run past the end).
-  bool MatchesAt(std::size_t i, std::string_view needle) const {
-    if (i + needle.size() > size()) return false;
-    for (std::size_t k = 0; k < needle.size(); ++k) {
-      if ((*this)[i + k] != needle[k]) return false;
-    }
-    return true;
-  }
-
-  // 0-based index of the first non-empty `needle` at or after `from`, or npos.
-  std::size_t Find(std::string_view needle, std::size_t from) const {
-    if (from < gap_begin_) {
-      const std::size_t hit = Before().find(needle, from);
-      if (hit != std::string_view::npos) return hit;
-      // Occurrences that straddle the gap.
-      const std::size_t n = needle.size();
-      for (std::size_t i = std::max(from, gap_begin_ >= n ? gap_begin_ - n + 1 : 0); i < gap_begin_;
-           ++i) {
-        if (MatchesAt(i, needle)) return i;
-      }
-    }
-    const std::size_t hit = After().find(needle, std::max(from, gap_begin_) - gap_begin_);
-    return hit == std::string_view::npos ? std::string_view::npos : hit + gap_begin_;
-  }
-
-  // The `len` characters from 0-based `pos`; pos + len <= size().
-  std::string Substr(std::size_t pos, std::size_t len) const {
-    std::string out;
-    out.reserve(len);
-    if (pos < gap_begin_) {
-      const std::size_t head = std::min(len, gap_begin_ - pos);
-      out.append(Before().substr(pos, head));
-      pos = gap_begin_;
-      len -= head;
-    }
-    return out.append(After().substr(pos - gap_begin_, len));
-  }
-
-  // Replaces the `len` characters from 0-based `pos` by `with`; the gap ends up
-  // just after the inserted text.
-  void Replace(std::size_t pos, std::size_t len, std::string_view with) {
-    MoveGap(pos);
-    gap_end_ += len;
-    if (GapLen() < with.size()) {
-      // Grow by at least half the text so that repeated growth stays linear.
-      const std::size_t gap = with.size() + size() / 2 + 64;
-      std::string grown;
-      grown.reserve(size() + gap);
-      grown.append(Before()).append(gap, '\0').append(After());
-      gap_end_ = gap_begin_ + gap;
-      buf_ = std::move(grown);
-    }
-    std::copy(with.begin(), with.end(), buf_.begin() + static_cast<std::ptrdiff_t>(gap_begin_));
-    gap_begin_ += with.size();
-  }
-
-  // The whole text.
-  std::string Str() const { return std::string(Before()).append(After()); }
-
- private:
-  // Width of the gap.
-  std::size_t GapLen() const { return gap_end_ - gap_begin_; }
-  // The characters before the gap.
-  std::string_view Before() const { return {buf_.data(), gap_begin_}; }
-  // The characters after the gap.
-  std::string_view After() const { return {buf_.data() + gap_end_, buf_.size() - gap_end_}; }
-
-  // Moves the gap so that it starts at 0-based text index `pos` <= size().
-  void MoveGap(std::size_t pos) {
-    if (pos < gap_begin_) {
-      const std::size_t n = gap_begin_ - pos;
-      std::memmove(buf_.data() + gap_end_ - n, buf_.data() + pos, n);
-      gap_begin_ -= n;
-      gap_end_ -= n;
-    } else if (pos > gap_begin_) {
-      const std::size_t n = pos - gap_begin_;
-      std::memmove(buf_.data() + gap_begin_, buf_.data() + gap_end_, n);
-      gap_begin_ += n;
-      gap_end_ += n;
-    }
-  }
-
-  std::string buf_;
-  std::size_t gap_begin_;
-  std::size_t gap_end_;
-};
-
-// InStr(start, s, needle) over a gap buffer; same rules as the string version.
-Pos InStr(Pos start, const GapText& s, std::string_view needle) {
+// InStr(start, s, needle) over the pass's text (a GapText or a TextTree) for a
+// needle of one character (one of , ) '); same rules as the string version.
+template <class Text>
+Pos InStr(Pos start, const Text& s, char needle) {
   if (!InStrStartInRange(s.size(), start)) return 0;
-  if (needle.empty()) return start;
-  const std::size_t hit = s.Find(needle, static_cast<std::size_t>(start - 1));
-  return hit == std::string_view::npos ? 0 : static_cast<Pos>(hit) + 1;
+  const std::size_t hit = s.FindChar(needle, static_cast<std::size_t>(start - 1));
+  return hit == Text::npos ? 0 : static_cast<Pos>(hit) + 1;
 }
 
-// Mid(s, start, length) over a gap buffer; same rules as the string version.
-std::string Mid(const GapText& s, Pos start, Pos length) {
+// Mid(s, start, length) over the pass's text; same rules as the string version.
+template <class Text>
+std::string Mid(const Text& s, Pos start, Pos length) {
   const Range r = MidRange(s.size(), start, length);
   return s.Substr(r.pos, r.len);
 }
@@ -293,6 +203,14 @@ std::size_t QuoteCount(std::string_view s) {
 constexpr std::size_t kGrowthFactor = 16;
 constexpr std::size_t kGrowthAllowance = std::size_t{64} << 10;
 
+// The work (characters moved or scanned) the FORMAT/IIF pass may do in a
+// GapText before it starts again in a TextTree: 64 times the statement's
+// length plus 1 MiB. Flat select lists, however long, need about 18 times
+// their length; nested calls and rewrites far apart need more with every
+// level and so end up in the tree, whose cost does not grow with nesting.
+constexpr std::size_t kBufferWorkFactor = 64;
+constexpr std::size_t kBufferWorkAllowance = std::size_t{1} << 20;
+
 // What the pass knows about where a keyword first occurs: none starts before
 // `from`; when `exact`, `from` is the first occurrence (npos: there is none).
 struct Known {
@@ -300,20 +218,41 @@ struct Known {
   bool exact = false;
 };
 
+// One replacement of a rewrite: the 0-based range [begin, end) of the text
+// and what takes its place.
+struct Edit {
+  std::size_t begin;
+  std::size_t end;
+  std::string with;
+};
+
 // The repeated FORMAT/IIF pass over one statement.
+//
+// Each rewrite is applied as a few edits where the text changes (the keyword,
+// the delimiters, the closing parenthesis) and leaves the arguments between
+// them where they stand instead of copying them, so a pass costs the size of
+// what it changes, not the size of its arguments; with nesting the arguments
+// hold most of the statement. In a TextTree edits far apart and searches for
+// the next delimiter past a long nested run cost its depth; a GapText is
+// faster while they stay close and gives up once they do not.
+template <class Text>
 class PassLoop {
  public:
-  // Takes the statement as the earlier rewrites left it.
-  explicit PassLoop(std::string statement)
-      : max_size_(statement.size() * kGrowthFactor + kGrowthAllowance), s_(std::move(statement)) {}
+  // Takes the statement as the earlier rewrites left it, held in `text`.
+  PassLoop(std::size_t statement_size, Text text)
+      : max_size_(statement_size * kGrowthFactor + kGrowthAllowance), s_(std::move(text)) {}
 
   // Runs passes until one changes nothing and returns the statement. A pass
   // whose only finding is an IIF( without two commas and a ")" changes nothing,
   // so it ends the loop instead of repeating it forever; any other pass that
   // finds a keyword rewrites it. Raises error 5 from a malformed FORMAT(, and
-  // error 7 when the statement outgrows max_size_.
-  std::string Run() {
+  // error 7 when the statement outgrows max_size_. Gives nullopt when the text
+  // reports that it has done more work than its budget allows.
+  std::optional<std::string> Run() {
     for (;;) {
+      if constexpr (requires { s_.OverBudget(); }) {
+        if (s_.OverBudget()) return std::nullopt;
+      }
       const bool format_changed = FormatStep();
       const bool iif_changed = IifStep();
       if (!format_changed && !iif_changed) return s_.Str();
@@ -328,29 +267,48 @@ class PassLoop {
     const std::size_t hit = First(format_, kFormat, false);
     if (hit == std::string_view::npos) return false;
     const Pos p = static_cast<Pos>(hit) + 1;
-    const Pos q = InStr(p, s_, ",");
+    const Pos q = InStr(p, s_, ',');
     // No comma: the length is negative and Mid raises error 5.
-    const std::string expr = Trim(Mid(s_, p + Len(kFormat), q - p - Len(kFormat)));
+    MidRange(s_.size(), p + Len(kFormat), q - p - Len(kFormat));
+    // The expression is the text between FORMAT( and the comma without its
+    // outer blanks: 0-based [expr_begin, expr_end).
+    const std::size_t args = hit + kFormat.size();
+    std::size_t expr_begin = args;
+    std::size_t expr_end = static_cast<std::size_t>(q - 1);
+    while (expr_begin < expr_end && s_.MatchesAt(expr_begin, " ")) ++expr_begin;
+    while (expr_end > expr_begin && s_.MatchesAt(expr_end - 1, " ")) --expr_end;
+    const Pos expr_len = static_cast<Pos>(expr_end - expr_begin);
     // The quote search starts from where the expression would end had it not
     // been trimmed of leading blanks, as the rule is written.
-    const Pos r1 = InStr(p + Len(kFormat) + Len(expr), s_, "'");
-    const Pos r2 = InStr(r1 + 1, s_, "'");
+    const Pos r1 = InStr(p + Len(kFormat) + expr_len, s_, '\'');
+    const Pos r2 = InStr(r1 + 1, s_, '\'');
     // No quote pair after the expression: r2 <= r1 and Mid raises error 5.
     const std::string format = Trim(Mid(s_, r1 + 1, r2 - r1 - 1));
     // With no quote after the expression r1 is 0 and this InStr raises error 5.
-    const Pos c = InStr(r1, s_, ")");
+    const Pos c = InStr(r1, s_, ')');
     // No ")" after the format: the text after c would be the whole statement,
     // which then holds the same FORMAT( again and grows on every pass. Reported
     // as the invalid call it is rather than growing without end.
     if (c == 0) InvalidCall();
+    const std::size_t close = static_cast<std::size_t>(c);  // 0-based, one past the ")"
 
+    const int style = StyleOf(format);
+    if (style != 0 && expr_end <= close) {
+      // The expression stays in place between the two edits.
+      Apply({{hit, expr_begin, "CONVERT(VARCHAR,"},
+             {expr_end, close, "," + std::to_string(style) + ")"}});
+      return true;
+    }
+    const std::string expr = s_.Substr(expr_begin, expr_end - expr_begin);
     std::string rewritten;
-    if (const int style = StyleOf(format); style != 0) {
+    if (style != 0) {
+      // A quote inside the expression ended the format search early, so the
+      // rest after ")" overlaps the expression: rebuilt whole.
       rewritten = "CONVERT(VARCHAR," + expr + "," + std::to_string(style) + ")";
     } else {
       rewritten = "SUBSTRING('" + format + "',1,LEN('" + format + "')-LEN(" + expr + ")) + " + expr;
     }
-    Splice(p, c - p + 1, rewritten);
+    Apply({{hit, close, rewritten}});
     return true;
   }
 
@@ -361,100 +319,59 @@ class PassLoop {
   bool IifStep() {
     const std::size_t hit = First(unquoted_iif_, kIif, true);
     if (hit == std::string_view::npos) return false;
-    const Pos p = static_cast<Pos>(hit) + 1;
-    const Pos c1 = InStrUnquoted(p, ",");
-    if (c1 == 0) return false;
-    const Pos c2 = InStrUnquoted(c1 + 1, ",");
-    if (c2 == 0) return false;
-    const Pos c3 = InStrUnquoted(c2 + 1, ")");
-    if (c3 == 0) return false;
-
-    const std::string condition = Mid(s_, p + Len(kIif), c1 - p - Len(kIif));
-    const std::string when_true = Mid(s_, c1 + 1, c2 - c1 - 1);
-    const std::string when_false = Mid(s_, c2 + 1, c3 - c2 - 1);
-    const Pos first = static_cast<Pos>(First(iif_, kIif, false)) + 1;  // at or before p
-    Splice(first, c3 - first + 1,
-           "(CASE WHEN " + condition + " THEN " + when_true + " ELSE " + when_false + " END)");
+    const std::size_t c1 = s_.FindUnquotedChar(',', hit);
+    if (c1 == Text::npos) return false;
+    const std::size_t c2 = s_.FindUnquotedChar(',', c1 + 1);
+    if (c2 == Text::npos) return false;
+    const std::size_t c3 = s_.FindUnquotedChar(')', c2 + 1);
+    if (c3 == Text::npos) return false;
+    const std::size_t first = First(iif_, kIif, false);  // at or before hit
+    // Condition, true part and false part stay where they are.
+    Apply({{first, hit + kIif.size(), "(CASE WHEN "},
+           {c1, c1 + 1, " THEN "},
+           {c2, c2 + 1, " ELSE "},
+           {c3, c3 + 1, " END)"}});
     return true;
+  }
+
+  // Applies `edits` (disjoint, left to right, positions in the text before any
+  // of them) after checking the size of the result against max_size_ (error 7).
+  // A GapText takes them as one splice with the text between them copied: for
+  // the short arguments it is fast for, that saves the bookkeeping of the others.
+  void Apply(std::initializer_list<Edit> edits) {
+    std::size_t size = s_.size();
+    for (const Edit& e : edits) size = size - (e.end - e.begin) + e.with.size();
+    if (size > max_size_) rt::Raise(rt::err::kOutOfMemory);
+    if constexpr (std::is_same_v<Text, GapText>) {
+      std::string with;
+      for (const Edit* e = edits.begin(); e != edits.end(); ++e) {
+        if (e != edits.begin()) with += s_.Substr((e - 1)->end, e->begin - (e - 1)->end);
+        with += e->with;
+      }
+      Splice(edits.begin()->begin, (edits.end() - 1)->end, with);
+    } else {
+      for (auto e = std::rbegin(edits); e != std::rend(edits); ++e)
+        Splice(e->begin, e->end, e->with);
+    }
   }
 
   // The 0-based index of the first `needle` (outside literals when `unquoted`),
   // or npos; searches only when `known` does not already say.
   std::size_t First(Known& known, std::string_view needle, bool unquoted) {
     if (!known.exact) {
-      known.from = unquoted ? FindUnquoted(needle, known.from, s_.size())
-                            : FindIn(needle, known.from, s_.size());
+      known.from = s_.Find(needle, known.from, s_.size(), unquoted);
       known.exact = true;
     }
     return known.from;
   }
 
-  // InStr(start, MaskQuotes(statement), needle), 1-based: see FindUnquoted.
-  Pos InStrUnquoted(Pos start, std::string_view needle) {
-    if (!InStrStartInRange(s_.size(), start)) return 0;
-    const std::size_t hit = FindUnquoted(needle, static_cast<std::size_t>(start - 1), s_.size());
-    return hit == std::string_view::npos ? 0 : static_cast<Pos>(hit) + 1;
-  }
-
-  // The first occurrence of `needle` (no quotes or blanks in it) outside
-  // quoted literals that starts in [from, to), or npos; it may end past `to`.
-  // Equal to searching MaskQuotes(statement). Remembers the quote state where
-  // the scan stopped.
-  std::size_t FindUnquoted(std::string_view needle, std::size_t from, std::size_t to) {
-    bool open = QuoteOpenAt(from);
-    std::size_t i = from;
-    std::size_t hit = std::string_view::npos;
-    for (; i < to && i + needle.size() <= s_.size(); ++i) {
-      const char ch = s_[i];
-      if (ch == '\'') {
-        open = !open;
-      } else if (!open && ch == needle.front() && s_.MatchesAt(i, needle)) {
-        hit = i;
-        break;
-      }
-    }
-    quote_pos_ = i;
-    quote_open_ = open;
-    return hit;
-  }
-
-  // The first occurrence of `needle` that starts in [from, to), or npos.
-  std::size_t FindIn(std::string_view needle, std::size_t from, std::size_t to) const {
-    if (to >= s_.size()) return s_.Find(needle, std::min(from, s_.size()));
-    for (std::size_t i = from; i < to; ++i) {
-      if (s_.MatchesAt(i, needle)) return i;
-    }
-    return std::string_view::npos;
-  }
-
-  // Whether a quoted literal is open just before 0-based index `pos`, that is
-  // whether the text before it holds an odd number of quotes. Counts from the
-  // remembered position and remembers `pos`.
-  bool QuoteOpenAt(std::size_t pos) {
-    for (; quote_pos_ < pos; ++quote_pos_) quote_open_ ^= s_[quote_pos_] == '\'';
-    for (; quote_pos_ > pos; --quote_pos_) quote_open_ ^= s_[quote_pos_ - 1] == '\'';
-    return quote_open_;
-  }
-
-  // Replaces Mid(statement, start, length) by `with` and brings what is known
-  // about the keywords and the quote state up to date. Raises error 7 instead
-  // when the result would be longer than max_size_.
-  void Splice(Pos start, Pos length, std::string_view with) {
-    const std::size_t k = static_cast<std::size_t>(start - 1);
-    const std::size_t len = static_cast<std::size_t>(length);
-    const std::size_t end = k + len;
-    if (s_.size() - len + with.size() > max_size_) rt::Raise(rt::err::kOutOfMemory);
+  // Replaces [k, end) by `with` and brings what is known about the keywords up
+  // to date.
+  void Splice(std::size_t k, std::size_t end, std::string_view with) {
     // Whether the text after the splice changes from inside to outside a
     // literal or back.
-    const bool flips = (QuoteCount(s_.Substr(k, len)) + QuoteCount(with)) % 2 != 0;
-
-    if (quote_pos_ > k && quote_pos_ < end) {
-      QuoteOpenAt(k);
-    } else if (quote_pos_ > k) {
-      quote_pos_ = quote_pos_ - len + with.size();
-      quote_open_ ^= flips;
-    }
-    s_.Replace(k, len, with);
+    const bool flips = (s_.QuotesIn(k, end - k) + QuoteCount(with)) % 2 != 0;
+    s_.Replace(k, end - k, with);
     Update(format_, kFormat, false, k, end, with.size(), flips);
     Update(iif_, kIif, false, k, end, with.size(), flips);
     Update(unquoted_iif_, kIif, true, k, end, with.size(), flips);
@@ -471,9 +388,7 @@ class PassLoop {
     if (known.from < low) return;
     const bool after = known.from == std::string_view::npos || known.from >= end;
     if (known.exact && after && !(unquoted && flips)) {
-      const std::size_t stop = k + width;
-      const std::size_t hit =
-          unquoted ? FindUnquoted(needle, low, stop) : FindIn(needle, low, stop);
+      const std::size_t hit = s_.Find(needle, low, k + width, unquoted);
       if (hit != std::string_view::npos) {
         known.from = hit;
       } else if (known.from != std::string_view::npos) {
@@ -485,12 +400,10 @@ class PassLoop {
   }
 
   const std::size_t max_size_;
-  GapText s_;
-  Known format_;               // FORMAT(
-  Known iif_;                  // IIF(, also inside literals
-  Known unquoted_iif_;         // IIF( outside literals
-  std::size_t quote_pos_ = 0;  // a remembered index ...
-  bool quote_open_ = false;    // ... and whether a literal is open just before it
+  Text s_;
+  Known format_;        // FORMAT(
+  Known iif_;           // IIF(, also inside literals
+  Known unquoted_iif_;  // IIF( outside literals
 };
 
 }  // namespace
@@ -555,8 +468,12 @@ std::string WildcardReplace(std::string_view text, std::string_view pattern,
   return out + Mid(text, done);
 }
 
-// Applies the rewrites in their fixed order; the FORMAT/IIF pass comes last.
 std::string TranslateJetToSql(std::string_view statement) {
+  return TranslateJetToSql(statement, PassText::kAuto);
+}
+
+// Applies the rewrites in their fixed order; the FORMAT/IIF pass comes last.
+std::string TranslateJetToSql(std::string_view statement, PassText text) {
   // Normalise. String literals are upper-cased too.
   std::string s = rt::AsciiUpper(statement);
   s = ReplaceAll(s, "#", "'");
@@ -582,7 +499,13 @@ std::string TranslateJetToSql(std::string_view statement) {
   // VAL(x) up to the first ")" after it, parentheses not balanced.
   if (InStr(1, s, "VAL(") > 0) s = WildcardReplace(s, "VAL(*)", "CAST(* AS INT)");
 
-  return PassLoop(std::move(s)).Run();
+  if (text != PassText::kTree) {
+    const std::size_t budget = text == PassText::kBuffer
+                                   ? GapText::npos
+                                   : s.size() * kBufferWorkFactor + kBufferWorkAllowance;
+    if (auto done = PassLoop<GapText>(s.size(), GapText(s, budget)).Run()) return *std::move(done);
+  }
+  return *PassLoop<TextTree>(s.size(), TextTree(s)).Run();
 }
 
 }  // namespace zmdb::sqlconv

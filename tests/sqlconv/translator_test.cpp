@@ -217,14 +217,42 @@ std::optional<std::string> LiteralPasses(std::string s, int max_passes = 300,
   return std::nullopt;
 }
 
-// The error number TranslateJetToSql raises for `s`, or 0.
-int ErrorOf(const std::string& s) {
+// The pass's texts: the default choice and each text on its own.
+constexpr PassText kPassTexts[] = {PassText::kAuto, PassText::kBuffer, PassText::kTree};
+
+// The error number TranslateJetToSql raises for `s` with pass text `text`, or 0.
+int ErrorOf(const std::string& s, PassText text) {
   try {
-    TranslateJetToSql(s);
+    TranslateJetToSql(s, text);
     return 0;
   } catch (const rt::PlatformError& e) {
     return e.number();
   }
+}
+
+// Checks TranslateJetToSql(s) with every pass text against the literal loop:
+// the same text, error 5 where the loop raises it, error 7 where it gives up.
+// Returns whether the translation changed the statement.
+bool MatchesLiteral(const std::string& s, int max_passes, std::size_t max_length) {
+  std::optional<std::string> expected;
+  try {
+    expected = LiteralPasses(s, max_passes, max_length);
+  } catch (const rt::PlatformError&) {
+    for (const PassText text : kPassTexts) EXPECT_EQ(ErrorOf(s, text), 5) << s;
+    return false;
+  }
+  if (!expected) {
+    for (const PassText text : kPassTexts) EXPECT_EQ(ErrorOf(s, text), 7) << s;
+    return false;
+  }
+  for (const PassText text : kPassTexts) {
+    try {
+      EXPECT_EQ(TranslateJetToSql(s, text), *expected) << s;
+    } catch (const rt::PlatformError& e) {
+      ADD_FAILURE() << "error " << e.number() << " for " << s;
+    }
+  }
+  return *expected != s;
 }
 
 // Random statements built from whole and broken IIF/FORMAT calls, literals and
@@ -255,28 +283,12 @@ TEST(TranslatorPassLoop, MatchesLiteralRescanOnRandomStatements) {
   for (int i = 0; i < 6000; ++i) {
     std::string s;
     for (int n = length(rng); n > 0; --n) s += kTokens[pick(rng)];
-    std::optional<std::string> expected;
-    try {
-      expected = LiteralPasses(s);
-    } catch (const rt::PlatformError&) {
-      EXPECT_EQ(ErrorOf(s), 5) << s;
-      continue;
-    }
-    if (!expected) {
-      EXPECT_EQ(ErrorOf(s), 7) << s;
-      continue;
-    }
-    try {
-      EXPECT_EQ(TranslateJetToSql(s), *expected) << s;
-      rewritten += *expected != s;
-    } catch (const rt::PlatformError& e) {
-      ADD_FAILURE() << "error " << e.number() << " for " << s;
-    }
+    rewritten += MatchesLiteral(s, 300, 20000);
   }
   EXPECT_GT(rewritten, 2000);
 }
 
-// Long statements exercise the gap buffer across many splices.
+// Long statements exercise the text tree across many splices.
 TEST(TranslatorPassLoop, MatchesLiteralRescanOnLongStatement) {
   std::string s = "SELECT ";
   for (int i = 0; i < 150; ++i) {
@@ -284,6 +296,93 @@ TEST(TranslatorPassLoop, MatchesLiteralRescanOnLongStatement) {
   }
   s += "X FROM T";
   EXPECT_EQ(TranslateJetToSql(s), LiteralPasses(s, 100000, 1u << 24));
+}
+
+// A random argument list or call of nesting depth at most `depth`: whole and
+// broken IIF/FORMAT calls nested in any argument, literals holding delimiters,
+// loose commas and parentheses.
+std::string RandomNested(std::mt19937& rng, int depth) {
+  const auto roll = [&rng](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
+  const char* const kLeaves[] = {"A", "1", "' , ) '", "'IIF('", " ", "", "B C", "'"};
+  if (depth == 0 || roll(4) == 0) return kLeaves[roll(static_cast<int>(std::size(kLeaves)))];
+  const auto arg = [&] { return RandomNested(rng, depth - 1); };
+  switch (roll(7)) {
+    case 0:
+    case 1:
+    case 2:
+      return "IIF(" + arg() + "," + arg() + "," + arg() + ")";
+    case 3:
+      return "IIF(" + arg() + (roll(2) ? "," : ")") + arg();  // broken
+    case 4:
+      return "FORMAT(" + arg() + ",'" + (roll(2) ? "YYMMDD" : "00") + "')";
+    case 5:
+      return "(" + arg() + ")," + arg();
+    default:
+      return arg() + " " + arg();
+  }
+}
+
+// Nesting of every kind, including malformed calls, against the literal loop.
+TEST(TranslatorPassLoop, MatchesLiteralRescanOnNestedStatements) {
+  std::mt19937 rng(19991231);
+  int rewritten = 0;
+  for (int i = 0; i < 4000; ++i) {
+    const std::string s = "SELECT " + RandomNested(rng, 1 + i % 6) + " FROM T";
+    // As many passes as it takes, up to the translator's own size limit.
+    rewritten += MatchesLiteral(s, 1 << 20, s.size() * 16 + (64 << 10) + 1);
+  }
+  EXPECT_GT(rewritten, 1500);
+}
+
+// The default pass starts in the buffer and moves to the tree once the
+// buffer's work outgrows the statement; nesting a few hundred levels deep
+// crosses that point part way through. Every text gives the same result on
+// both sides of it, for nesting in each argument and in FORMAT.
+TEST(TranslatorPassLoop, BufferAndTreeAgreeWhereTheDefaultSwitches) {
+  const struct {
+    const char *open, *middle, *close;
+  } kShapes[] = {
+      {"IIF(", "A", ",'X,)',2)"},
+      {"IIF(A,'1',", "2", ")"},
+      {"IIF(A,", "1", ",2)"},
+      {"FORMAT(", "D", ",'YYMMDD')"},
+      {"IIF(FORMAT(", "D", ",'YYMMDD'),1,2)"},
+  };
+  for (const auto& shape : kShapes) {
+    for (const std::size_t depth : {100u, 300u, 400u, 600u}) {
+      std::string s = "SELECT ";
+      for (std::size_t i = 0; i < depth; ++i) s += shape.open;
+      s += shape.middle;
+      for (std::size_t i = 0; i < depth; ++i) s += shape.close;
+      const std::string tree = TranslateJetToSql(s, PassText::kTree);
+      EXPECT_EQ(TranslateJetToSql(s, PassText::kBuffer), tree) << shape.open << depth;
+      EXPECT_EQ(TranslateJetToSql(s), tree) << shape.open << depth;
+    }
+  }
+}
+
+// `s` repeated n times.
+std::string Times(const std::string& s, std::size_t n) {
+  std::string out;
+  out.reserve(s.size() * n);
+  for (std::size_t i = 0; i < n; ++i) out += s;
+  return out;
+}
+
+// Deep nesting has a closed form: in the condition every level becomes a CASE
+// around the rest; in the false part each pass cuts at the ")" of the END the
+// previous one wrote, so the ENDs pile up before the closing parentheses. At
+// these depths a pass that copied its arguments would take minutes.
+TEST(TranslatorPassLoop, DeepNestingTranslatesInOnePassPerLevel) {
+  const std::size_t n = 50000;
+  EXPECT_EQ(
+      TranslateJetToSql("SELECT " + Times("IIF(", n) + "A" + Times(",1,2)", n) + " FROM T"),
+      "SELECT " + Times("(CASE WHEN ", n) + "A" + Times(" THEN 1 ELSE 2 END)", n) + " FROM T");
+  EXPECT_EQ(TranslateJetToSql("SELECT " + Times("IIF(A,1,", n) + "2" + Times(")", n) + " FROM T"),
+            "SELECT " + Times("(CASE WHEN A THEN 1 ELSE ", n) + "2" + Times(" END", n) + ")" +
+                Times(")", n - 1) + " FROM T");
+  EXPECT_EQ(TranslateJetToSql("SELECT " + Times("FORMAT(", n) + "D" + Times(",'YYMMDD')", n)),
+            "SELECT " + Times("CONVERT(VARCHAR,", n) + "D,12)");
 }
 
 }  // namespace

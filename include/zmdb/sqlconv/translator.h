@@ -21,6 +21,14 @@ namespace zmdb::sqlconv {
 // by that guard.
 std::string TranslateJetToSql(std::string_view statement);
 
+// The text the FORMAT/IIF pass of TranslateJetToSql edits. Both give the same
+// result for every statement and differ only in speed: a buffer is fastest for
+// flat statements, a tree keeps nested calls linear. kAuto, what the one-argument
+// form uses, starts with the buffer and starts again with the tree once the
+// buffer's work passes a bound linear in the statement's length.
+enum class PassText { kAuto, kBuffer, kTree };
+std::string TranslateJetToSql(std::string_view statement, PassText text);
+
 // Replace every quoted literal, from an opening "'" to the next "'" inclusive,
 // by as many blanks; an unclosed quote masks to the end. Same length as the input.
 std::string MaskQuotes(std::string_view text);
