@@ -201,8 +201,8 @@ TEST(OdbcDates, ServerTextReadsOnlyWhatADateHolds) {
   struct Case {
     const char* text;
     bool holds;
-    int year, month, day, hour, minute, second;
-    SQLUINTEGER nanos;
+    int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+    SQLUINTEGER nanos = 0;
   };
   const Case cases[] = {
       {"2024-03-04", true, 2024, 3, 4, 0, 0, 0, 0},
