@@ -1,5 +1,6 @@
 #include "zmdb/automation/json_value.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "zmdb/runtime/convert.h"
@@ -27,18 +28,72 @@ void HandleTable::Remove(const std::string& handle) {
   objects_.erase(handle);
 }
 
-namespace {
-rt::Variant ArrayFromJson(const Json& items, std::int32_t lbound, const HandleTable& handles) {
-  if (items.is_null()) return rt::Variant(rt::SafeArray());
-  if (!items.is_array()) rt::Raise(rt::err::kTypeMismatch, "\"items\" must be an array or null");
-  std::vector<rt::Variant> values;
-  values.reserve(items.size());
-  for (const Json& item : items) values.push_back(FromJson(item, handles));
-  return rt::Variant(rt::SafeArray(rt::VarType::Variant, lbound, std::move(values)));
+std::size_t NestingDepth(std::string_view text) {
+  std::size_t depth = 0;
+  std::size_t deepest = 0;
+  bool inString = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (inString) {
+      if (c == '\\') {
+        ++i;  // the escaped character cannot end the string
+      } else if (c == '"') {
+        inString = false;
+      }
+    } else if (c == '"') {
+      inString = true;
+    } else if (c == '[' || c == '{') {
+      deepest = std::max(deepest, ++depth);
+    } else if ((c == ']' || c == '}') && depth > 0) {
+      --depth;
+    }
+  }
+  return deepest;
 }
+
+namespace {
+
+// True for a JSON number a Long holds once any fraction is dropped.
+bool FitsLong(const Json& number) {
+  const double d = number.get<double>();
+  return d >= -2147483648.0 && d <= 2147483647.0;
+}
+
 }  // namespace
 
-rt::Variant FromJson(const Json& j, const HandleTable& handles) {
+std::int32_t LongFromJson(const Json& j) {
+  if (j.is_number() && !FitsLong(j)) rt::Raise(rt::err::kOverflow);
+  return j.get<std::int32_t>();
+}
+
+namespace {
+
+rt::Variant ValueFromJson(const Json& j, const HandleTable& handles, std::size_t depth);
+
+// Refuses an array or object at nesting level `level` (1 for the outermost)
+// past the limit, before the descent into it can exhaust the stack.
+void EnterLevel(std::size_t level) {
+  if (level <= kMaxValueDepth) return;
+  rt::RaiseDetailed(
+      rt::err::kOutOfStackSpace,
+      "a value nests more than " + std::to_string(kMaxValueDepth) + " arrays or objects deep");
+}
+
+// The elements of the JSON array `items`, at nesting level `level`, as an
+// array value.
+rt::Variant ArrayFromJson(const Json& items, std::int32_t lbound, const HandleTable& handles,
+                          std::size_t level) {
+  if (items.is_null()) return rt::Variant(rt::SafeArray());
+  if (!items.is_array()) rt::Raise(rt::err::kTypeMismatch, "\"items\" must be an array or null");
+  EnterLevel(level);
+  std::vector<rt::Variant> values;
+  values.reserve(items.size());
+  for (const Json& item : items) values.push_back(ValueFromJson(item, handles, level));
+  return rt::Variant(rt::SafeArray(rt::VarType::Variant, lbound, std::move(values)));
+}
+
+// FromJson for a value inside `depth` arrays and objects.
+rt::Variant ValueFromJson(const Json& j, const HandleTable& handles, std::size_t depth) {
   switch (j.type()) {
     case Json::value_t::null:
       return rt::Variant::Null();
@@ -47,19 +102,18 @@ rt::Variant FromJson(const Json& j, const HandleTable& handles) {
     case Json::value_t::string:
       return rt::Variant(j.get<std::string>());
     case Json::value_t::number_integer:
-    case Json::value_t::number_unsigned: {
-      const double d = j.get<double>();
-      if (d >= -2147483648.0 && d <= 2147483647.0) return rt::Variant(j.get<std::int32_t>());
-      return rt::Variant(d);
-    }
+    case Json::value_t::number_unsigned:
+      if (FitsLong(j)) return rt::Variant(j.get<std::int32_t>());
+      return rt::Variant(j.get<double>());
     case Json::value_t::number_float:
       return rt::Variant(j.get<double>());
     case Json::value_t::array:
-      return ArrayFromJson(j, 0, handles);
+      return ArrayFromJson(j, 0, handles, depth + 1);
     case Json::value_t::object: {
+      EnterLevel(depth + 1);
       if (j.contains("empty")) return rt::Variant();
       if (j.contains("missing")) return rt::Variant::Missing();
-      if (j.contains("error")) return rt::Variant(rt::ErrorCode{j.at("error").get<std::int32_t>()});
+      if (j.contains("error")) return rt::Variant(rt::ErrorCode{LongFromJson(j.at("error"))});
       if (j.contains("date")) {
         const auto d = rt::ParseDate(j.at("date").get<std::string>());
         if (!d) rt::Raise(rt::err::kTypeMismatch, "Not a date: " + j.at("date").dump());
@@ -70,18 +124,24 @@ rt::Variant FromJson(const Json& j, const HandleTable& handles) {
         return rt::Variant(handles.Get(j.at("handle").get<std::string>()));
       }
       if (j.contains("items")) {
-        const std::int32_t lbound = j.contains("lbound") ? j.at("lbound").get<std::int32_t>() : 0;
-        return ArrayFromJson(j.at("items"), lbound, handles);
+        const std::int32_t lbound = j.contains("lbound") ? LongFromJson(j.at("lbound")) : 0;
+        return ArrayFromJson(j.at("items"), lbound, handles, depth + 2);
       }
       rt::Record record("Record");
       for (const auto& [key, value] : j.items()) {
-        record.members().emplace_back(key, FromJson(value, handles));
+        record.members().emplace_back(key, ValueFromJson(value, handles, depth + 1));
       }
       return rt::Variant(std::move(record));
     }
     default:
       rt::Raise(rt::err::kTypeMismatch, "Unsupported JSON value: " + j.dump());
   }
+}
+
+}  // namespace
+
+rt::Variant FromJson(const Json& j, const HandleTable& handles) {
+  return ValueFromJson(j, handles, 0);
 }
 
 Json ToJson(const rt::Variant& v, HandleTable& handles) {

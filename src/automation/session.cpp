@@ -25,6 +25,11 @@ Json ErrorJson(const rt::ErrorInfo& e) {
   return Json{{"Number", e.Number}, {"Description", e.Description}, {"Source", e.Source}};
 }
 
+// The answer to a line that could not be read as a request.
+Json Refusal(const rt::ErrorInfo& e) {
+  return Json{{"raised", ErrorJson(e)}};
+}
+
 // Inspection goes through the late-bound members every object answers, so
 // any object with the right type name and members can be inspected.
 
@@ -174,13 +179,25 @@ Session::~Session() {
 }
 
 std::string Session::HandleLine(const std::string& line) {
+  // Handle answers everything it is given; what can fail here is reading the
+  // line, which is refused before parsing when it nests too deep to parse safely.
   Json response;
   try {
+    if (NestingDepth(line) > kMaxRequestDepth) {
+      rt::RaiseDetailed(rt::err::kOutOfStackSpace,
+                        "the request nests more than " + std::to_string(kMaxRequestDepth) +
+                            " arrays or objects deep",
+                        kSource);
+    }
     response = Handle(Json::parse(line));
   } catch (const Json::parse_error& e) {
+    response = Refusal({rt::err::kInvalidProcCall, kSource,
+                        std::string("Malformed request: not JSON: ") + e.what()});
+  } catch (const Json::out_of_range& e) {  // a number too large for the parser to hold
     response =
-        Json{{"raised", ErrorJson({rt::err::kInvalidProcCall, kSource,
-                                   std::string("Malformed request: not JSON: ") + e.what()})}};
+        Refusal({rt::err::kOverflow, kSource, std::string("Malformed request: ") + e.what()});
+  } catch (...) {
+    response = Refusal(rt::ErrorFromCurrentException());
   }
   return response.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
@@ -200,7 +217,9 @@ Json Session::Handle(const Json& request) {
     if (!request.is_object()) Malformed("a request is a JSON object");
     if (request.contains("answers")) {
       if (!request.at("answers").is_array()) Malformed("\"answers\" must be an array");
-      host_->ScriptAnswers(request.at("answers").get<std::vector<int>>());
+      std::vector<int> answers;
+      for (const Json& answer : request.at("answers")) answers.push_back(LongFromJson(answer));
+      host_->ScriptAnswers(std::move(answers));
     } else {
       host_->ScriptAnswers({});
     }

@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "dal/sqlite/backend_p.h"
+#include "raised.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/datetime.h"
 
@@ -107,6 +108,101 @@ TEST(Session, ValuesRoundTripThroughJson) {
   }
   // A plain JSON array has lower bound 0.
   EXPECT_EQ(FromJson(Json::array({1}), handles).AsArray().LBound(), 0);
+}
+
+// ------------------------------------------------------------ hostile input
+
+// `open` n times, then `inner`, then `close` n times.
+std::string Nested(std::string_view open, std::string_view inner, std::string_view close,
+                   std::size_t n) {
+  std::string out;
+  out.reserve(n * (open.size() + close.size()) + inner.size());
+  for (std::size_t i = 0; i < n; ++i) out += open;
+  out += inner;
+  for (std::size_t i = 0; i < n; ++i) out += close;
+  return out;
+}
+
+// A request line calling dbGetDAODesc with `value` (JSON text) for its Long argument.
+std::string DaoDescLine(const std::string& value) {
+  return R"({"call":"dbGetDAODesc","args":{"feDAO":)" + value + "}}";
+}
+
+// Every line, however bad, gets one JSON answer with the error it raised, and
+// the session serves the next line as usual.
+TEST(Session, HostileLinesAreAnsweredWithAnError) {
+  constexpr std::int32_t kOverflow = 6;
+  constexpr std::int32_t kTooDeep = 28;
+  const struct {
+    const char* what;
+    std::string line;
+    std::int32_t number;
+  } kCases[] = {
+      {"a number past the double range", R"({"x":1e400})", kOverflow},
+      {"a negative one as an argument", DaoDescLine("-1e400"), kOverflow},
+      {"a Long argument past 32 bits", DaoDescLine("99999999999"), kOverflow},
+      {"a Long argument past 64 bits", DaoDescLine("18446744073709551616"), kOverflow},
+      {"an error code past 32 bits", DaoDescLine(R"({"error":99999999999})"), kOverflow},
+      {"a negative error code past 32 bits", DaoDescLine(R"({"error":-99999999999})"), kOverflow},
+      {"a lower bound past 32 bits", DaoDescLine(R"({"lbound":99999999999,"items":[1]})"),
+       kOverflow},
+      {"a box answer past 32 bits",
+       R"({"call":"dbGetDAODesc","args":{"feDAO":10},"answers":[4294967297]})", kOverflow},
+      {"20,000 nested arrays as an argument", DaoDescLine(Nested("[", "1", "]", 20'000)), kTooDeep},
+      {"20,000 nested objects as an argument", DaoDescLine(Nested(R"({"a":)", "1", "}", 20'000)),
+       kTooDeep},
+      {"100,000 nested arrays as the line", Nested("[", "", "]", 100'000), kTooDeep},
+      {"100,000 nested objects as the line", Nested(R"({"a":)", "1", "}", 100'000), kTooDeep},
+      {"100,000 arrays never closed", std::string(100'000, '['), kTooDeep},
+  };
+  Session session;
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.what);
+    const std::string answer = session.HandleLine(c.line);
+    EXPECT_EQ(answer.find('\n'), std::string::npos);
+    const Json j = Json::parse(answer);
+    ASSERT_TRUE(j.contains("raised")) << answer;
+    EXPECT_EQ(j.at("raised").at("Number"), c.number) << answer.substr(0, 300);
+    EXPECT_EQ(Json::parse(session.HandleLine(DaoDescLine("10"))).at("result"), "edbText");
+  }
+}
+
+// Arrays and objects nest up to the limit and no further, read directly or
+// sent as an argument; text inside strings does not count.
+TEST(Session, ValuesNestUpToTheLimit) {
+  using dal::testing::RaisedNumber;
+  HandleTable handles;
+  for (const auto& [open, close] : {std::pair{"[", "]"}, std::pair{R"({"a":)", "}"}}) {
+    SCOPED_TRACE(open);
+    const Json atLimit = Json::parse(Nested(open, "1", close, kMaxValueDepth));
+    const Json past = Json::parse(Nested(open, "1", close, kMaxValueDepth + 1));
+    EXPECT_EQ(RaisedNumber([&] { FromJson(atLimit, handles); }), 0);
+    EXPECT_EQ(RaisedNumber([&] { FromJson(past, handles); }), 28);
+    // Through a session the value is read (and refused by the Long argument) or refused as too
+    // deep.
+    Session session;
+    const Json read = Json::parse(session.HandleLine(DaoDescLine(atLimit.dump())));
+    EXPECT_EQ(read.at("raised").at("Number"), 13) << read.dump();
+    const Json refused = Json::parse(session.HandleLine(DaoDescLine(past.dump())));
+    EXPECT_EQ(refused.at("raised").at("Number"), 28) << refused.dump();
+  }
+  // An array in {"lbound", "items"} form counts its object and its items.
+  const Json items =
+      Json::parse(Nested("[", R"({"lbound":1,"items":[1]})", "]", kMaxValueDepth - 2));
+  EXPECT_EQ(RaisedNumber([&] { FromJson(items, handles); }), 0);
+  EXPECT_EQ(RaisedNumber([&] { FromJson(Json::array({items}), handles); }), 28);
+
+  const struct {
+    const char* text;
+    std::size_t depth;
+  } kDepths[] = {
+      {"1", 0},
+      {R"({"a":[1,{"b":[]}],"c":{}})", 4},
+      {R"(["[[[", "\"{{", "\\", ["]"]])", 2},
+      {R"(["unclosed \"[[[)", 1},
+      {"]]]}}[", 1},
+  };
+  for (const auto& c : kDepths) EXPECT_EQ(NestingDepth(c.text), c.depth) << c.text;
 }
 
 }  // namespace

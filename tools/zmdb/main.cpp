@@ -35,6 +35,11 @@ int RunCall(const std::string& method, const std::vector<std::string>& assignmen
     }
     const std::string name = a.substr(0, eq);
     const std::string text = a.substr(eq + 1);
+    if (zmdb::automation::NestingDepth(text) > zmdb::automation::kMaxValueDepth) {
+      std::cerr << "zmdb call: '" << name << "' nests more than "
+                << zmdb::automation::kMaxValueDepth << " arrays or objects deep\n";
+      return 2;
+    }
     Json value = Json::parse(text, nullptr, false);
     args[name] = value.is_discarded() ? Json(text) : value;
   }

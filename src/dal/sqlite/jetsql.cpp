@@ -251,12 +251,19 @@ Nodes Tokenize(std::string_view s) {
   return out;
 }
 
-// Nests flat tokens by parentheses; fails when they do not balance.
+// Parentheses nest at most this deep: the rewrites recurse once per level,
+// so a hostile statement cannot exhaust the stack. SQLite's own parser gives
+// up well before this.
+constexpr std::size_t kMaxNesting = 256;
+
+// Nests flat tokens by parentheses; fails when they do not balance or nest
+// deeper than kMaxNesting.
 Nodes Nest(Nodes flat) {
   std::vector<Nodes> levels(1);
   Nodes opens;
   for (Node& t : flat) {
     if (IsOp(t, "(")) {
+      if (opens.size() == kMaxNesting) Fail("parentheses nested too deeply");
       opens.push_back(MakeGroup({}, t.lead));
       levels.emplace_back();
     } else if (IsOp(t, ")")) {

@@ -347,6 +347,25 @@ TEST(JetSqlRewrite, SyntaxErrors) {
   }
 }
 
+// Parentheses nest 256 deep, every level rewritten; deeper statements, however
+// deep, are refused with a syntax error before any rewrite recurses into them.
+TEST(JetSqlRewrite, NestingLimit) {
+  const auto nested = [](std::size_t n, const char* inner) {
+    return "SELECT " + std::string(n, '(') + inner + std::string(n, ')');
+  };
+  EXPECT_EQ(RewriteJet(nested(256, "True")).statements,
+            std::vector<std::string>{nested(256, "-1")});
+  for (const std::size_t n : {257, 20'000, 100'000}) {
+    try {
+      RewriteJet(nested(n, "1"));
+      ADD_FAILURE() << "no error for " << n << " parentheses";
+    } catch (const rt::PlatformError& e) {
+      EXPECT_EQ(e.number(), rt::err::kSyntaxError) << n;
+      EXPECT_NE(std::string(e.what()).find("nested too deeply"), std::string::npos) << n;
+    }
+  }
+}
+
 // ";" splits only outside literals, names and comments; empty pieces go.
 TEST(JetSqlSplit, SplitsOutsideLiteralsAndComments) {
   const struct {
