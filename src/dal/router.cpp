@@ -209,7 +209,56 @@ std::string RedactPasswords(std::string_view text) {
   return out;
 }
 
+void CheckDriverManagerLimits(std::string_view odbc, std::string_view driver,
+                              std::string_view dsn) {
+  struct Limit {
+    std::string_view text;
+    std::size_t most;
+    const char* what;
+  };
+  const Limit limits[] = {{driver, kMaxDriverName, "The ODBC driver name"},
+                          {dsn, kMaxDsnName, "The data source name"},
+                          {odbc, kMaxOdbcString, "The ODBC connection string"}};
+  for (const Limit& l : limits) {
+    if (l.text.size() <= l.most) continue;
+    rt::Raise(rt::err::kUnspecified,
+              std::string(l.what) + " is " + std::to_string(l.text.size()) +
+                  " bytes long; the ODBC driver manager takes at most " + std::to_string(l.most) +
+                  ".",
+              "ADODB.Connection");
+  }
+}
+
+void RefuseNul(std::string_view text, std::int32_t number, std::string_view what,
+               const char* source, bool showText) {
+  const std::size_t at = text.find('\0');
+  if (at == std::string_view::npos) return;
+  std::string description = std::string(what) + " holds a NUL character at position " +
+                            std::to_string(at + 1) + ", which would cut it short.";
+  if (showText) {
+    description += " (in: ";
+    for (char c : text) {
+      if (c == '\0') {
+        description += "\\0";
+      } else {
+        description += c;
+      }
+    }
+    description += ")";
+  }
+  rt::Raise(number, std::move(description), source);
+}
+
+void RefuseNulInStatement(std::string_view statement, const char* source) {
+  RefuseNul(statement, rt::err::kSyntaxError, "Syntax error in statement: the statement", source,
+            true);
+}
+
 Route RouteConnection(std::string_view connectionString, std::string_view providerProperty) {
+  RefuseNul(connectionString, rt::err::kUnspecified, "The connection string", "ADODB.Connection",
+            false);
+  RefuseNul(providerProperty, rt::err::kUnspecified, "The Provider property", "ADODB.Connection",
+            false);
   Route route;
   std::string_view text = connectionString;
   if (rt::StartsWithNoCase(text, kShapePrefix)) {
@@ -258,6 +307,7 @@ Route RouteConnection(std::string_view connectionString, std::string_view provid
   const auto odbcKeys = ParseConnectionString(route.odbc);
   route.driver = Unbraced(First(odbcKeys, {"DRIVER"}));
   route.dsn = First(odbcKeys, {"DSN"});
+  CheckDriverManagerLimits(route.odbc, route.driver, route.dsn);
   route.server = TrimBlanks(First(odbcKeys, {"SERVER", "SERVERNAME", "HOST", "DATABASE"}));
   route.user = TrimBlanks(First(odbcKeys, {"UID"}));
   route.secret = Unwrap(First(odbcKeys, {"PWD"}));

@@ -60,6 +60,10 @@ std::unique_ptr<Backend> OpenStore(const Route& route, const StoreOptions& optio
                   KindName(route.kind) + ".)",
               "ADODB.Connection");
   }
+  // Routes the router made are checked already; a file route made from a
+  // bare name is checked here, before the name reaches the file system.
+  RefuseNul(route.dataSource, rt::err::kUnspecified, "The database file name", "ADODB.Connection",
+            true);
   return factory(route, options);
 }
 

@@ -14,7 +14,9 @@ execute_process(COMMAND ${ZMDB} session
   INPUT_FILE "${WORKDIR}/hostile_lines.json"
   OUTPUT_VARIABLE out
   RESULT_VARIABLE rc)
-string(REGEX MATCHALL "[^\n]+" answers "${out}")
+# A ";" would split a CMake list: answers are read one line each.
+string(REPLACE ";" "," lines "${out}")
+string(REGEX MATCHALL "[^\n]+" answers "${lines}")
 list(LENGTH seeds count)
 math(EXPR count "${count} + 1")
 list(LENGTH answers got)

@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "raised.h"
+#include "zmdb/runtime/errors.h"
 
 namespace zmdb::dal::testing {
 namespace {
@@ -48,6 +51,36 @@ TEST(Router, DecidesTheStoreFromTheConnectionString) {
   EXPECT_EQ(RouteConnection("Data Source=/d/a.mdb", "Microsoft.Jet.OLEDB.4.0").dataSource,
             "/d/a.mdb");
   EXPECT_NE(RaisedNumber([] { RouteConnection("   "); }), 0);
+}
+
+// The description of what `f` raises; "" when it raises nothing.
+std::string Refusal(const std::function<void()>& f) {
+  try {
+    f();
+  } catch (const rt::PlatformError& e) {
+    EXPECT_EQ(e.number(), rt::err::kUnspecified) << e.info().Description;
+    return e.info().Description;
+  }
+  return {};
+}
+
+TEST(Router, RefusesConnectionStringsHoldingANulWithoutShowingThem) {
+  using namespace std::string_literals;
+  const std::pair<std::string, std::string> cases[] = {
+      {"PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=/d/f.db\0evil"s, ""},
+      {"/d/f.db\0evil"s, ""},
+      {"PROVIDER=MSDataShape;DATA PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=/d/f\0"s, ""},
+      {"DRIVER={PostgreSQL Unicode};SERVER=s\0;PWD=Secret-1"s, ""},
+      {"Data Source=/d/f.db"s, "Microsoft.Jet\0.OLEDB.4.0"s},
+  };
+  for (const auto& [text, provider] : cases) {
+    const std::string d = Refusal([&] { RouteConnection(text, provider); });
+    const std::string& holder = provider.empty() ? text : provider;
+    EXPECT_NE(d.find("holds a NUL character at position " + std::to_string(holder.find('\0') + 1)),
+              std::string::npos)
+        << d;
+    EXPECT_EQ(d.find("Secret"), std::string::npos) << d;
+  }
 }
 
 }  // namespace

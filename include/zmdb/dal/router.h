@@ -10,6 +10,7 @@
 // settings it needs but lacks.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -66,5 +67,31 @@ std::string OdbcConnectionString(const Route& route, std::string_view dsnDriver 
 
 // `text` with every password value (PWD=, Password=) replaced by "***".
 std::string RedactPasswords(std::string_view text);
+
+// The longest names and strings the ODBC driver manager is handed. It copies
+// a driver's name into a fixed buffer of 1,000 bytes (a longer one given
+// through the wide entry point aborts the process) and takes data source
+// names of SQL_MAX_DSN_LENGTH bytes; the whole string goes with a 16-bit
+// length, in UTF-16 units when wide. The limits stay well inside those.
+inline constexpr std::size_t kMaxDriverName = 512;
+inline constexpr std::size_t kMaxDsnName = 32;
+inline constexpr std::size_t kMaxOdbcString = 16384;
+
+// Raise 0x80004005 from ADODB.Connection, saying which limit is passed, when
+// the driver, the data source name or the ODBC string (all UTF-8 bytes) is
+// longer than the driver manager takes.
+void CheckDriverManagerLimits(std::string_view odbc, std::string_view driver, std::string_view dsn);
+
+// The C interfaces below (SQLite, the driver manager, the file system) read
+// text up to its first NUL character, so text holding one is refused whole
+// rather than run cut short. Raises `number` from `source` with "<what>
+// holds a NUL character at position <n>, which would cut it short.", n
+// counted from 1, followed with `showText` by " (in: <text>)" with each NUL
+// written as "\0". A connection string is not shown: it may hold a password.
+void RefuseNul(std::string_view text, std::int32_t number, std::string_view what,
+               const char* source, bool showText);
+
+// RefuseNul for a statement about to be run: 0x80040E14, naming the statement.
+void RefuseNulInStatement(std::string_view statement, const char* source);
 
 }  // namespace zmdb::dal

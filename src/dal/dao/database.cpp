@@ -44,6 +44,14 @@ std::int64_t RunAction(Backend& b, const std::string& statement, int options) {
   }
 }
 
+// Error 3055 for a database name that is empty or holds a NUL character
+// (the file system would read the name only up to it).
+void RefuseBadFileName(std::string_view name) {
+  if (name.empty()) rt::RaiseStandard(rt::err::kInvalidFileName);
+  RefuseNul(name, rt::err::kInvalidFileName, "Not a valid file name: the name", engerr::kSource,
+            true);
+}
+
 // A property of the CreateProperty form: name, type, value.
 rt::ObjectRef NewProperty(const std::vector<Variant>& args) {
   const Variant& v = rt::ArgAt(args, 2);
@@ -64,7 +72,7 @@ std::shared_ptr<Database> Database::Open(const OpenArgs& args) {
     // "dBase IV;", "Excel 5.0;" ...: the installable drivers of other formats.
     rt::RaiseStandard(rt::err::kInstallableIsam);
   }
-  if (args.name.empty()) rt::RaiseStandard(rt::err::kInvalidFileName);
+  RefuseBadFileName(args.name);
   StoreOptions options;
   options.readOnly = args.readOnly;
   try {
@@ -78,7 +86,7 @@ std::shared_ptr<Database> Database::Open(const OpenArgs& args) {
 // The locale text (";LANGID=...;CP=...;COUNTRY=...;pwd=...") is accepted; the
 // file store keeps no collation or password of its own.
 std::shared_ptr<Database> Database::Create(const std::string& name, const std::string&) {
-  if (name.empty()) rt::RaiseStandard(rt::err::kInvalidFileName);
+  RefuseBadFileName(name);
   std::error_code ec;
   if (std::filesystem::exists(name, ec)) {
     rt::RaiseStandard(rt::err::kDatabaseExists);

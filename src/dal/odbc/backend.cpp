@@ -265,6 +265,7 @@ class OdbcBackend : public Backend {
 
   // Run one statement, with its parameters bound when there are any.
   Result Run(const std::string& sql, ParameterBinder* params) {
+    RefuseNulInStatement(sql, kSource);
     auto st = NewStatement();
     if (params) params->Bind(*st);
     const SQLRETURN rc = ExecDirect(*st, sql);
@@ -418,6 +419,7 @@ void Drain(StatementHandle& st, const std::string& sql) {
 
 Result OdbcBackend::ExecuteCommand(std::string_view text, bool procedure,
                                    std::vector<CommandParameter>& params) {
+  RefuseNulInStatement(text, kSource);
   // The return value's marker comes first in the call escape, wherever the
   // caller appended it.
   std::vector<std::size_t> order;
@@ -478,6 +480,7 @@ std::unique_ptr<Backend> Open(const Route& route) {
     driver = DriverOfDsn(env, route.dsn);
     odbc = OdbcConnectionString(route, driver);
   }
+  CheckDriverManagerLimits(odbc, route.driver, route.dsn);
   auto link = std::make_shared<Link>();
   link->profile = ProfileFor(FamilyOfDriver(driver));
   link->secret = route.secret;

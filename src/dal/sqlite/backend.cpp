@@ -184,6 +184,7 @@ class SqliteBackend : public Backend {
   }
 
   Result Execute(std::string_view statement) override {
+    RefuseNulInStatement(statement, kSource);
     const Rewritten rewritten = RewriteJet(statement);
     Result result;
     for (std::size_t i = 0; i < rewritten.statements.size(); ++i) {
@@ -210,6 +211,7 @@ class SqliteBackend : public Backend {
           "The file store has no stored procedures: '" + std::string(text) + "' cannot be called.",
           kSource);
     }
+    RefuseNulInStatement(text, kSource);
     std::vector<rt::Variant> values;
     for (const CommandParameter& p : params) {
       if (p.direction != 1) {
@@ -334,6 +336,7 @@ class SqliteBackend : public Backend {
   sqlite3_stmt* Cached(std::string_view sql) {
     const auto it = cache_.find(sql);
     if (it != cache_.end()) return it->second;
+    RefuseNulInStatement(sql, kSource);
     if (cache_.size() >= 64) {
       for (auto& [text, st] : cache_) sqlite3_finalize(st);
       cache_.clear();

@@ -7,7 +7,9 @@
 #include "dal/sqlite/backend_p.h"
 #include "dal/sqlite/sysprops_p.h"
 #include "dao_fixture.h"
+#include "zmdb/dal/adox/adox.h"
 #include "zmdb/dal/engine_errors.h"
+#include "zmdb/dal/store_registry.h"
 #include "zmdb/frame/state.h"
 
 namespace zmdb::dal::testing {
@@ -168,6 +170,42 @@ TEST_F(DaoTest, QueryTypesFollowTheStatement) {
       {"SELECTED", schema::kQDDL},
   };
   for (const auto& [sql, type] : cases) EXPECT_EQ(schema::QueryTypeOf(sql), type) << sql;
+}
+
+TEST_F(DaoTest, NamesAndStatementsHoldingANulAreRefusedNotCutShort) {
+  // Cut short at the NUL, each name would be the test's database (or a new
+  // file beside it), and the statement would empty the table.
+  db_->Execute("CREATE TABLE T (ID LONG)");
+  db_->Execute("INSERT INTO T (ID) VALUES (1)");
+  const std::string fresh = (dir_ / "fresh.mdb").string();
+  const std::string tail("\0.evil", 6);
+  const std::pair<std::int32_t, std::function<void()>> cases[] = {
+      {rt::err::kInvalidFileName,
+       [&] {
+         engine_.OpenDatabase({path_ + tail, false, ""});
+       }},
+      {rt::err::kInvalidFileName, [&] { engine_.CreateDatabase(path_ + tail, ""); }},
+      {rt::err::kInvalidFileName, [&] { engine_.CreateDatabase(fresh + tail, ""); }},
+      {rt::err::kUnspecified, [&] { OpenStore(FileRoute(path_ + tail)); }},
+      {rt::err::kSyntaxError, [&] { db_->Execute("DELETE FROM T" + tail); }},
+      {rt::err::kUnspecified,
+       [&] {
+         adox::Catalog::Make()->Create("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + fresh +
+                                       tail);
+       }},
+  };
+  for (const auto& [number, open] : cases) {
+    try {
+      open();
+      ADD_FAILURE() << "no error for case " << number;
+    } catch (const rt::PlatformError& e) {
+      EXPECT_EQ(e.number(), number) << e.info().Description;
+      EXPECT_NE(e.info().Description.find("NUL character"), std::string::npos)
+          << e.info().Description;
+    }
+  }
+  EXPECT_FALSE(std::filesystem::exists(fresh));
+  EXPECT_EQ(Rows("SELECT COUNT(*) FROM T")[0][0], "1");
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
 // What only server stores do: column types per driver, procedures with
 // output parameters, every diagnostic record of a failure, refused
 // connections that say why without the password, a server that goes away
-// mid-session, and the automation interface on a server connection.
+// mid-session, names and strings too long for the driver manager, and the
+// automation interface on a server connection.
 #include <fstream>
 #include <sstream>
 
@@ -9,11 +10,14 @@
 #include "zmdb/automation/session.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/command.h"
+#include "zmdb/dal/router.h"
 
 namespace zmdb::dal::testing {
 namespace {
 
 using rt::Variant;
+
+constexpr const char* kServerSource = "ZMDB Server Store";
 
 // `s` without blanks and tabs at either end.
 std::string Trimmed(std::string s) {
@@ -251,6 +255,37 @@ TEST(ServerConnection, RefusedConnectionsSayWhyAndNeverShowThePassword) {
     EXPECT_NE(cn->errors()->items()[0].Description.find(c.says), std::string::npos)
         << cn->errors()->items()[0].Description;
     EXPECT_EQ(Mentioning(*cn, wrong), 0);
+    EXPECT_EQ(cn->State(), 0);
+  }
+}
+
+TEST(ServerConnection, NamesTheDriverManagerCannotTakeAreRefusedBeforeItIsCalled) {
+  // A driver name past the manager's buffer aborted the process; just inside
+  // each limit the manager answers for itself (nothing listens on port 1).
+  const std::string pg = "DRIVER={PostgreSQL Unicode};SERVER=127.0.0.1;PORT=1;X=";
+  const std::size_t overhead = RouteConnection(pg).odbc.size();
+  struct Case {
+    std::string text;
+    const char* source;
+    const char* says;
+  };
+  const Case cases[] = {
+      {"DRIVER=" + std::string(1001, 'x'), "ADODB.Connection", "driver name is 1001 bytes"},
+      {"DRIVER=" + std::string(kMaxDriverName + 1, 'x'), "ADODB.Connection", "is 513 bytes"},
+      {"DRIVER=" + std::string(kMaxDriverName, 'x'), kServerSource, "no driver or data source"},
+      {"DSN=" + std::string(kMaxDsnName + 1, 'x'), "ADODB.Connection", "source name is 33 bytes"},
+      {"DSN=" + std::string(kMaxDsnName, 'x'), kServerSource, "no driver or data source"},
+      {pg + std::string(kMaxOdbcString - overhead + 1, 'v'), "ADODB.Connection",
+       "connection string is 16385 bytes"},
+      {pg + std::string(kMaxOdbcString - overhead, 'v'), kServerSource, "could not be reached"},
+  };
+  for (const Case& c : cases) {
+    auto cn = Connection::Create();
+    EXPECT_EQ(RaisedNumber([&] { cn->Open(c.text); }), rt::err::kUnspecified);
+    ASSERT_FALSE(cn->errors()->items().empty());
+    const rt::ErrorInfo& e = cn->errors()->items()[0];
+    EXPECT_EQ(e.Source, c.source) << e.Description;
+    EXPECT_NE(e.Description.find(c.says), std::string::npos) << e.Description;
     EXPECT_EQ(cn->State(), 0);
   }
 }

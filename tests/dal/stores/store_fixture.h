@@ -25,6 +25,14 @@ enum class Store { File, Postgres, Sqlite, SqlServer };
 // The name a store goes by in test names and messages.
 std::string StoreName(Store store);
 
+// Every store, and its name as a test's, for INSTANTIATE_TEST_SUITE_P.
+inline auto EveryStore() {
+  return ::testing::Values(Store::File, Store::Postgres, Store::Sqlite, Store::SqlServer);
+}
+inline std::string StoreParamName(const ::testing::TestParamInfo<Store>& param) {
+  return StoreName(param.param);
+}
+
 // Column types written the way each store's DDL spells them.
 enum class Ddl { Int, Short, Double, Money, Date, Bool, Memo, Blob, AutoKey };
 

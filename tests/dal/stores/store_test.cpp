@@ -472,12 +472,7 @@ TEST_P(StoreTest, IntegerParametersRoundHalfToEvenAndTakeDigitsExactly) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Stores, StoreTest,
-                         ::testing::Values(Store::File, Store::Postgres, Store::Sqlite,
-                                           Store::SqlServer),
-                         [](const ::testing::TestParamInfo<Store>& param) {
-                           return StoreName(param.param);
-                         });
+INSTANTIATE_TEST_SUITE_P(Stores, StoreTest, EveryStore(), StoreParamName);
 
 }  // namespace
 }  // namespace zmdb::dal::testing
