@@ -338,10 +338,13 @@ SQL_TIMESTAMP_STRUCT OdbcCursor::DateCell(std::size_t c) const {
   std::string shown;
   SQL_TIMESTAMP_STRUCT ts{};
   if (col.cType == SQL_C_CHAR) {
+    // Parsed in place: this runs for every date of every row read.
     const SQLLEN ind = col.ind[col.bound ? pos_ : 0];
-    shown.assign(reinterpret_cast<const char*>(p),
-                 std::min(static_cast<std::size_t>(std::max<SQLLEN>(ind, 0)), col.width - 1));
-    if (const auto parsed = ParseServerTimestamp(shown)) return *parsed;
+    const std::string_view text(
+        reinterpret_cast<const char*>(p),
+        std::min(static_cast<std::size_t>(std::max<SQLLEN>(ind, 0)), col.width - 1));
+    if (const auto parsed = ParseServerTimestamp(text)) return *parsed;
+    shown = text;
   } else {
     if (col.kind == Kind::Stamp) {
       std::memcpy(&ts, p, sizeof ts);
