@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "component_fixture.h"
+#include "field_rec_rows.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/frame/methods.h"
@@ -12,26 +13,6 @@ namespace zmdb::testing {
 namespace {
 
 using rt::Variant;
-
-// One row's description: (table, field, value) triples from index `lbound`.
-rt::SafeArray Row(std::vector<std::tuple<std::string, std::string, Variant>> fields,
-                  std::int32_t lbound = 0) {
-  std::vector<Variant> items;
-  for (auto& [table, field, value] : fields) {
-    FieldRec r;
-    r.TableName = table;
-    r.FieldName = field;
-    r.FieldVal = value;
-    items.emplace_back(r.ToRecord());
-  }
-  return rt::SafeArray(rt::VarType::Record, lbound, std::move(items));
-}
-
-std::vector<std::string> Texts(const rt::SafeArray& a) {
-  std::vector<std::string> out;
-  for (const auto& v : a.items()) out.push_back(rt::CStr(v));
-  return out;
-}
 
 class WorkingRecordsetTest : public ComponentTest {
  protected:
@@ -66,8 +47,8 @@ class WorkingRecordsetTest : public ComponentTest {
 
 TEST_F(WorkingRecordsetTest, CreateRecordOpensFromTheArrayAndAddsARowPerCall) {
   const std::size_t start = cn_->statementLog().size();
-  ASSERT_TRUE(
-      obj_->dbCreateRecord(Row({{"T", "A", Variant(1)}, {"T", "B", Variant("x")}}), conn()));
+  ASSERT_TRUE(obj_->dbCreateRecord(FieldRecRow({{"T", "A", Variant(1)}, {"T", "B", Variant("x")}}),
+                                   conn()));
   EXPECT_EQ(
       StatementsSince(start),
       (std::vector<std::string>{"SELECT A,B FROM T", "INSERT INTO [T] ([A], [B]) VALUES (?, ?)"}));
@@ -77,13 +58,13 @@ TEST_F(WorkingRecordsetTest, CreateRecordOpensFromTheArrayAndAddsARowPerCall) {
 
   // The recordset stays: names matched without regard to case, unknown names
   // ignored, a later element overwriting an earlier one, other tables ignored.
-  EXPECT_TRUE(obj_->dbCreateRecord(Row({{"U", "b", Variant("first")},
-                                        {"", "NoSuch", Variant(7)},
-                                        {"", "a", Variant(2)},
-                                        {"", "B", Variant("李明")}},
-                                       1),
+  EXPECT_TRUE(obj_->dbCreateRecord(FieldRecRow({{"U", "b", Variant("first")},
+                                                {"", "NoSuch", Variant(7)},
+                                                {"", "a", Variant(2)},
+                                                {"", "B", Variant("李明")}},
+                                               1),
                                    conn()));
-  EXPECT_TRUE(obj_->dbCreateRecord(Row({{"U", "A", Variant(3)}}), conn()));
+  EXPECT_TRUE(obj_->dbCreateRecord(FieldRecRow({{"U", "A", Variant(3)}}), conn()));
   EXPECT_EQ(StatementsSince(mark).size(), 2u);  // two INSERTs, no new SELECT
   EXPECT_EQ(Rows("SELECT A, B, C FROM T"),
             (std::vector<std::string>{"1|x|<null>", "2|李明|<null>", "3|<null>|<null>"}));
@@ -94,8 +75,8 @@ TEST_F(WorkingRecordsetTest, CreateRecordOpensFromTheArrayAndAddsARowPerCall) {
   EXPECT_TRUE(obj_->dbCloseRecordset());
   EXPECT_FALSE(obj_->workingRecordset());
   const std::size_t reopen = cn_->statementLog().size();
-  EXPECT_TRUE(
-      obj_->dbCreateRecord(Row({{"T", "B", Variant("y")}, {"U", "A", Variant(9)}}), conn()));
+  EXPECT_TRUE(obj_->dbCreateRecord(FieldRecRow({{"T", "B", Variant("y")}, {"U", "A", Variant(9)}}),
+                                   conn()));
   EXPECT_EQ(cn_->statementLog().at(reopen), "SELECT B,A FROM U");
   EXPECT_EQ(Rows("SELECT * FROM U"), (std::vector<std::string>{"9|y"}));
   EXPECT_EQ(obj_->dbGetLastError().Number, 0);
@@ -111,12 +92,12 @@ TEST_F(WorkingRecordsetTest, CreateRecordFailuresAreRecorded) {
   const Case cases[] = {
       {"no Conn, no default connection",
        [&] {
-         return obj_->dbCreateRecord(Row({{"T", "A", Variant(1)}}));
+         return obj_->dbCreateRecord(FieldRecRow({{"T", "A", Variant(1)}}));
        },
        0},
       {"a Conn that is no connection",
        [&] {
-         return obj_->dbCreateRecord(Row({{"T", "A", Variant(1)}}), recordset);
+         return obj_->dbCreateRecord(FieldRecRow({{"T", "A", Variant(1)}}), recordset);
        },
        13},
       {"an unallocated array",
@@ -130,12 +111,12 @@ TEST_F(WorkingRecordsetTest, CreateRecordFailuresAreRecorded) {
        [&] { return obj_->dbCreateRecord(rt::SafeArray(rt::VarType::Record, 0, {}), conn()); }, 5},
       {"a table that does not exist",
        [&] {
-         return obj_->dbCreateRecord(Row({{"Nowhere", "A", Variant(1)}}), conn());
+         return obj_->dbCreateRecord(FieldRecRow({{"Nowhere", "A", Variant(1)}}), conn());
        },
        -1},
       {"a value the column cannot hold",
        [&] {
-         return obj_->dbCreateRecord(Row({{"T", "A", Variant("abc")}}), conn());
+         return obj_->dbCreateRecord(FieldRecRow({{"T", "A", Variant("abc")}}), conn());
        },
        -1},
   };
@@ -166,7 +147,7 @@ TEST_F(WorkingRecordsetTest, SetRecordsetIsStaticAndReadOnlyWhateverItIsAsked) {
   EXPECT_EQ(Working()->LockType(), dal::ado::adLockReadOnly);
 
   // So dbCreateRecord, which uses it as it is, cannot add to it.
-  EXPECT_FALSE(obj_->dbCreateRecord(Row({{"T", "A", Variant(1)}})));
+  EXPECT_FALSE(obj_->dbCreateRecord(FieldRecRow({{"T", "A", Variant(1)}})));
   EXPECT_EQ(obj_->dbGetLastError().Number, rt::err::kAdoNotSupported);
   EXPECT_TRUE(Rows("SELECT * FROM T").empty());
 
@@ -180,7 +161,7 @@ TEST_F(WorkingRecordsetTest, SetRecordsetIsStaticAndReadOnlyWhateverItIsAsked) {
 
   EXPECT_TRUE(obj_->dbCloseRecordset());
   EXPECT_TRUE(obj_->dbCloseRecordset());
-  EXPECT_TRUE(obj_->dbCreateRecord(Row({{"T", "A", Variant(4)}})));
+  EXPECT_TRUE(obj_->dbCreateRecord(FieldRecRow({{"T", "A", Variant(4)}})));
   EXPECT_EQ(Rows("SELECT A FROM T"), (std::vector<std::string>{"4"}));
 }
 
@@ -261,8 +242,8 @@ TEST_F(WorkingRecordsetTest, LateBoundCallsTakeFieldRecRecordsAndWriteTheCountBa
   using frame::FindMethod;
   cn_->SetCursorLocation(dal::ado::adUseClient);
   ASSERT_TRUE(obj_->dbSetConnect("", false, 0, conn()));
-  std::vector<Variant> args = {Variant(Row({{"T", "A", Variant(5)}, {"T", "C", Variant("z")}})),
-                               Variant::Missing()};
+  std::vector<Variant> args = {
+      Variant(FieldRecRow({{"T", "A", Variant(5)}, {"T", "C", Variant("z")}})), Variant::Missing()};
   EXPECT_TRUE(rt::CBool(frame::Invoke(*obj_, *FindMethod("dbCreateRecord"), args)));
   EXPECT_EQ(Rows("SELECT A, C FROM T"), (std::vector<std::string>{"5|z"}));
 
