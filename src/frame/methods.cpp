@@ -138,6 +138,7 @@ constexpr Home kConnStrings{"connect", "src/connect/methods.cpp"};
 constexpr Home kProbes{"schema", "src/schema/probes.cpp"};
 constexpr Home kSingle{"records", "src/records/single.cpp"};
 constexpr Home kMaxId{"records", "src/records/maxid.cpp"};
+constexpr Home kWorking{"records", "src/records/working.cpp"};
 constexpr Home kTypes{"types", "src/types/methods.cpp"};
 constexpr Home kSqlconv{"sqlconv", "src/sqlconv/methods.cpp"};
 // Not built yet.
@@ -153,7 +154,6 @@ constexpr Home kQueries{"schema", "src/schema/queries.cpp",
                         "saved queries and views on both stores"};
 constexpr Home kListings{"schema", "src/schema/listings.cpp", "the catalogue listings"};
 constexpr Home kStructure{"schema", "src/schema/structure.cpp", "table-structure copying"};
-constexpr Home kWorking{"records", "src/records/working.cpp", "the working recordset"};
 constexpr Home kCopying{"records", "src/records/copying.cpp", "recordset copying"};
 constexpr Home kNulls{"records", "src/records/nulls.cpp", "null normalisation and field lists"};
 constexpr Home kFabricated{"records", "src/records/fabricated.cpp", "fabricated recordsets"};
@@ -224,13 +224,16 @@ std::vector<MethodSpec> BuildTable() {
   t.push_back(M(kStructure, 19, "dbGetTblStruct", Array, G::Recording,
                 {In("fsTblName", String), OptRef("Conn", Variant)}));
   t.push_back(M(kWorking, 21, "dbCreateRecord", Boolean, G::Recording,
-                {Ref("TFieldRec", Array), OptRef("Conn", Variant)}));
+                {Ref("TFieldRec", Array), OptRef("Conn", Variant)}, Bind(&C::dbCreateRecord)));
   t.push_back(M(kWorking, 22, "dbSetRecordset", Boolean, G::Silent,
-                {In("sSource", String), Opt("CursorType", Long), Opt("LockType", Long)}));
-  t.push_back(M(kWorking, 23, "dbCloseRecordset", Boolean, G::Silent, {}));
+                {In("sSource", String), Opt("CursorType", Long), Opt("LockType", Long)},
+                Bind(&C::dbSetRecordset)));
+  t.push_back(
+      M(kWorking, 23, "dbCloseRecordset", Boolean, G::Silent, {}, Bind(&C::dbCloseRecordset)));
   t.push_back(M(kWorking, 24, "dbGetRecord", Array, G::Recording,
                 {In("fsTblName", String), In("fsFldName", String), Ref("flCount", Long),
-                 Opt("sSQL", String), OptRef("Conn", Variant)}));
+                 Opt("sSQL", String), OptRef("Conn", Variant)},
+                Bind(&C::dbGetRecord)));
   t.push_back(M(kSingle, 25, "dbIsExist", Boolean, G::Silent,
                 {In("fsTblName", String), In("fsFldName", String), In("fItemData", String),
                  Opt("fType", Long), Opt("fsCondition", String), OptRef("Conn", Variant)},

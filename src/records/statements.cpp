@@ -1,4 +1,5 @@
-// Statement builders of the single-value record operations and next-ID generation.
+// Statement builders of the single-value record operations, next-ID generation
+// and the working recordset.
 #include "zmdb/records/statements.h"
 
 #include <fmt/format.h>
@@ -60,6 +61,20 @@ std::string MaxIdStatement(std::string_view table, std::string_view idField, boo
   const std::string column =
       isText ? fmt::format("FORMAT({},'{}')", idField, ZeroMask(width)) : std::string(idField);
   return fmt::format("SELECT MAX({}) AS MaxID FROM {}{}", column, table, WhereClause(condition));
+}
+
+std::string WorkingRecordsetStatement(const std::vector<std::string>& fields,
+                                      std::string_view table) {
+  std::string list;
+  for (const auto& f : fields) list += f + ",";
+  // Dropping the last character of an empty list is an invalid argument.
+  if (list.empty()) rt::Raise(rt::err::kInvalidProcCall);
+  list.pop_back();
+  return fmt::format("SELECT {} FROM {}", list, table);
+}
+
+std::string ColumnStatement(std::string_view table, std::string_view field) {
+  return fmt::format("SELECT {} FROM {}", field, table);
 }
 
 }  // namespace zmdb::records

@@ -1,9 +1,10 @@
-// The statements the record, next-ID and probe methods build, checked as text
+// The statements the record, next-ID, working-recordset and probe methods build, checked as text
 // without a store, and the one SQL Server test with its dialect adapter.
 #include "zmdb/records/statements.h"
 
 #include <gtest/gtest.h>
 
+#include "raised.h"
 #include "zmdb/connect/dialect.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/schema/statements.h"
@@ -45,6 +46,11 @@ TEST(BuiltStatements, AreExactlyAsWritten) {
       {MaxIdStatement("T", "ID", true, 6, ""), "SELECT MAX(FORMAT(ID,'000000')) AS MaxID FROM T"},
       {MaxIdStatement("T", "No", false, 8, "Kind=2"),
        "SELECT MAX(No) AS MaxID FROM T WHERE Kind=2"},
+      // The working recordset: names in the order given, nothing quoted.
+      {WorkingRecordsetStatement({"A", "B"}, "T"), "SELECT A,B FROM T"},
+      {WorkingRecordsetStatement({"[My F]"}, "[My T]"), "SELECT [My F] FROM [My T]"},
+      {WorkingRecordsetStatement({"A", ""}, ""), "SELECT A, FROM "},
+      {ColumnStatement("Staff", "Name"), "SELECT Name FROM Staff"},
       // Probes: only the table probe brackets its name.
       {schema::PrimaryKeyName("Orders"), "pk_Orders"},
       {schema::ViewProbeStatement("v1"),
@@ -56,6 +62,9 @@ TEST(BuiltStatements, AreExactlyAsWritten) {
        "SELECT name FROM sysindexes WHERE name = 'pk_Orders'"},
   };
   for (const auto& c : cases) EXPECT_EQ(c.built, c.expected);
+  // No field at all leaves no last character to drop.
+  EXPECT_EQ(dal::testing::RaisedNumber([] { records::WorkingRecordsetStatement({}, "T"); }),
+            rt::err::kInvalidProcCall);
 }
 
 TEST(SqlServerTest, OnlyTheOdbcDriverClauseCounts) {

@@ -25,6 +25,23 @@ struct ErrStruct {
   bool operator==(const ErrStruct&) const = default;
 };
 
+// One field of one row, as the working recordset methods take it (members in
+// this order). Late-bound callers pass it as a record named "FieldRec".
+struct FieldRec {
+  std::string TableName;
+  std::string TabelDesc;  // spelled so in the interface, kept on purpose
+  std::string FieldName;
+  std::string FieldDesc;
+  std::int32_t FieldSize = 0;
+  std::int32_t FieldType = 0;
+  rt::Variant FieldVal;
+
+  rt::Record ToRecord() const;
+  // From a record: the members it has, by name without regard to case (a
+  // member it lacks stays empty); error 13 when `v` holds no record.
+  static FieldRec FromVariant(const rt::Variant& v);
+};
+
 // The store a two-store method works on, as resolved from its Conn argument.
 enum class StorePath {
   None,     // Conn missing and no default database: do nothing
@@ -103,6 +120,18 @@ class clsZMDBFunc {
                          const rt::Variant& Conn = rt::Variant::Missing(), bool fbIsStr = false,
                          std::int32_t flLen = 8, bool bIsSQL = false,
                          const std::string& fsConditionSQL = "");
+
+  // ---- Working recordset ----
+  // The optional cursor and lock types count as given when not 0.
+  bool dbSetRecordset(const std::string& sSource, std::int32_t CursorType = 0,
+                      std::int32_t LockType = 0);
+  bool dbCloseRecordset();
+  // TFieldRec: an array of FieldRec records describing one row.
+  bool dbCreateRecord(const rt::SafeArray& TFieldRec,
+                      const rt::Variant& Conn = rt::Variant::Missing());
+  rt::SafeArray dbGetRecord(const std::string& fsTblName, const std::string& fsFldName,
+                            std::int32_t& flCount, const std::string& sSQL = "",
+                            const rt::Variant& Conn = rt::Variant::Missing());
 
   // ---- Field type vocabulary ----
   std::string dbGetFldTypeDesc(std::int32_t iType, bool bIsADO = true);

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace zmdb::records {
 
@@ -35,5 +36,13 @@ std::string ZeroMask(std::int32_t width);
 // identifiers, with " WHERE cond" when a condition is given.
 std::string MaxIdStatement(std::string_view table, std::string_view idField, bool isText,
                            std::int32_t width, std::string_view condition);
+
+// The working recordset opened for new rows: "SELECT f1,f2,... FROM t", the
+// fields in the order given. With no field the list has no last character to
+// drop, which raises error 5.
+std::string WorkingRecordsetStatement(const std::vector<std::string>& fields,
+                                      std::string_view table);
+// "SELECT f FROM t": one column of a table for dbGetRecord.
+std::string ColumnStatement(std::string_view table, std::string_view field);
 
 }  // namespace zmdb::records

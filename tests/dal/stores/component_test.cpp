@@ -1,14 +1,15 @@
-// The component object's connection, probe, single-value and next-ID methods
-// on server stores: what runs on PostgreSQL, what runs on SQL Server (when a
-// server is given), and the statements the library writes for SQL Server,
-// run for real by the SQLite ODBC driver registered under a name the SQL
-// Server test recognises.
+// The component object's connection, probe, single-value, next-ID and
+// working-recordset methods on server stores: what runs on PostgreSQL, what runs on SQL Server
+// (when a server is given), and the statements the library writes for SQL Server, run for real by
+// the SQLite ODBC driver registered under a name the SQL Server test recognises.
 #include "zmdb/frame/component.h"
 
 #include <filesystem>
 
+#include "field_rec_rows.h"
 #include "store_fixture.h"
 #include "zmdb/connect/dialect.h"
+#include "zmdb/dal/ado.h"
 #include "zmdb/frame/state.h"
 #include "zmdb/runtime/host.h"
 
@@ -94,6 +95,52 @@ INSTANTIATE_TEST_SUITE_P(Servers, ComponentOnServerTest, ::testing::Values(Store
                            return StoreName(p.param);
                          });
 
+// The working recordset through ODBC: rows appended on the default
+// connection, one column read back through a client-side cursor.
+class WorkingRecordsetOnServerTest : public ComponentOnServerTest {};
+
+TEST_P(WorkingRecordsetOnServerTest, RowsGoInAndOneColumnComesOut) {
+  using zmdb::testing::FieldRecRow;
+  using zmdb::testing::Texts;
+  const std::size_t start = own_->statementLog().size();
+  EXPECT_TRUE(obj_.dbCreateRecord(FieldRecRow({{"staff", "ID", Variant(100)},
+                                               {"staff", "Name", Variant("王五")},
+                                               {"staff", "NOTE", Variant::Null()}})));
+  EXPECT_EQ(own_->statementLog().at(start), "SELECT ID,Name,NOTE FROM staff");
+  EXPECT_TRUE(
+      obj_.dbCreateRecord(FieldRecRow({{"", "id", Variant(101)}, {"", "name", Variant("x")}})));
+  EXPECT_EQ(Rows("id>=100"), 2);
+  EXPECT_EQ(rt::CStr(Scalar(Connect(), "SELECT name FROM staff WHERE id=100")), "王五");
+  EXPECT_EQ(obj_.dbGetLastError().Number, 0);
+
+  const Variant client{rt::ObjectRef(Connect(ado::adUseClient))};
+  std::int32_t count = 0;
+  EXPECT_EQ(Texts(obj_.dbGetRecord("", "name", count,
+                                   "SELECT name FROM staff WHERE id<100 ORDER BY id", client)),
+            (std::vector<std::string>{"Li", "张三", "Wang"}));
+  EXPECT_EQ(count, 3);
+  // The Null of the last row stops the copy and is recorded.
+  EXPECT_EQ(Texts(obj_.dbGetRecord("", "note", count,
+                                   "SELECT note FROM staff WHERE id<100 ORDER BY id", client)),
+            (std::vector<std::string>{"first", "third", ""}));
+  EXPECT_EQ(obj_.dbGetLastError().Number, rt::err::kInvalidUseOfNull);
+  // The default connection's forward-only cursor has no count.
+  EXPECT_EQ(Texts(obj_.dbGetRecord("staff", "name", count)), (std::vector<std::string>{""}));
+  EXPECT_EQ(count, -1);
+
+  // A working recordset from dbSetRecordset is read-only.
+  EXPECT_TRUE(obj_.dbCloseRecordset());
+  EXPECT_TRUE(
+      obj_.dbSetRecordset("SELECT * FROM staff", ado::adOpenDynamic, ado::adLockOptimistic));
+  EXPECT_FALSE(obj_.dbCreateRecord(FieldRecRow({{"staff", "id", Variant(102)}})));
+  EXPECT_EQ(obj_.dbGetLastError().Number, rt::err::kAdoNotSupported);
+  EXPECT_EQ(Rows("id>=100"), 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, WorkingRecordsetOnServerTest,
+                         ::testing::Values(Store::Postgres, Store::Sqlite, Store::SqlServer),
+                         StoreParamName);
+
 // On SQL Server every statement of these methods is valid.
 using ComponentOnSqlServerTest = ComponentOnServerTest;
 
@@ -150,6 +197,23 @@ TEST(SqlServerStatements, AreTranslatedAndRun) {
     EXPECT_EQ(cn->statementLog().back(), "SELECT MAX(ID) AS MaxID FROM Staff");
     obj.dbGetMaxID("Staff", "ID", Variant::Missing(), false, 8, true);
     EXPECT_EQ(cn->statementLog().back(), obj.dbCSql("SELECT MAX(ID) AS MaxID FROM Staff"));
+
+    // The working recordset's statements are sent as written, and its rows
+    // are written back on a connection that counts as SQL Server.
+    const std::size_t start = cn->statementLog().size();
+    EXPECT_TRUE(obj.dbCreateRecord(zmdb::testing::FieldRecRow(
+        {{"Staff", "ID", Variant(7)}, {"Staff", "Name", Variant("李四")}})));
+    EXPECT_EQ(cn->statementLog().at(start), "SELECT ID,Name FROM Staff");
+    EXPECT_TRUE(obj.dbCloseRecordset());
+    auto client = Connection::Create();
+    client->SetCursorLocation(ado::adUseClient);
+    client->Open(text);
+    std::int32_t count = 0;
+    EXPECT_EQ(zmdb::testing::Texts(
+                  obj.dbGetRecord("Staff", "Name", count, "", Variant(rt::ObjectRef(client)))),
+              (std::vector<std::string>{"Li", "李四"}));
+    EXPECT_EQ(count, 2);
+    client->Close();
 
     // The server's catalogue views, stood in for by a view and an attached
     // file, so that the probes' own statements answer for real.
