@@ -1,5 +1,6 @@
-# Records: single-value operations and next-ID generation.
+# Records: single-value operations, next-ID generation, copying rows.
 zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/statements.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/open.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/single.cpp
-                            ${CMAKE_CURRENT_LIST_DIR}/maxid.cpp)
+                            ${CMAKE_CURRENT_LIST_DIR}/maxid.cpp
+                            ${CMAKE_CURRENT_LIST_DIR}/copying.cpp)

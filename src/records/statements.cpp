@@ -62,4 +62,12 @@ std::string MaxIdStatement(std::string_view table, std::string_view idField, boo
   return fmt::format("SELECT MAX({}) AS MaxID FROM {}{}", column, table, WhereClause(condition));
 }
 
+std::string CopySourceStatement(std::string_view table, std::string_view condition) {
+  return fmt::format("SELECT * FROM {}{}", table, WhereClause(condition));
+}
+
+std::string CopyTargetStatement(std::string_view table) {
+  return fmt::format("SELECT * FROM {} WHERE 1=0", table);
+}
+
 }  // namespace zmdb::records

@@ -45,6 +45,10 @@ TEST(BuiltStatements, AreExactlyAsWritten) {
       {MaxIdStatement("T", "ID", true, 6, ""), "SELECT MAX(FORMAT(ID,'000000')) AS MaxID FROM T"},
       {MaxIdStatement("T", "No", false, 8, "Kind=2"),
        "SELECT MAX(No) AS MaxID FROM T WHERE Kind=2"},
+      // Copying rows: the rows to copy, and the target's fields without rows.
+      {CopySourceStatement("T", ""), "SELECT * FROM T"},
+      {CopySourceStatement("T", "Kind=2"), "SELECT * FROM T WHERE Kind=2"},
+      {CopyTargetStatement("[My T]"), "SELECT * FROM [My T] WHERE 1=0"},
       // Probes: only the table probe brackets its name.
       {schema::PrimaryKeyName("Orders"), "pk_Orders"},
       {schema::ViewProbeStatement("v1"),

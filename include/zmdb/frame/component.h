@@ -104,6 +104,15 @@ class clsZMDBFunc {
                          std::int32_t flLen = 8, bool bIsSQL = false,
                          const std::string& fsConditionSQL = "");
 
+  // ---- Copying rows and recordsets ----
+  rt::ObjectRef dbCloneRecord(const rt::ObjectRef& rs);
+  bool dbCopyRecordset(const rt::ObjectRef& rs, const std::string& fsTblName,
+                       const rt::Variant& Conn = rt::Variant::Missing());
+  bool dbCopyRows(const std::string& fsSrcTblName, const std::string& fsDstTblName,
+                  const std::string& fsCondition = "",
+                  const rt::Variant& SrcConn = rt::Variant::Missing(),
+                  const rt::Variant& DstConn = rt::Variant::Missing());
+
   // ---- Field type vocabulary ----
   std::string dbGetFldTypeDesc(std::int32_t iType, bool bIsADO = true);
   std::int32_t dbAdo2DaoType(std::int32_t flType);

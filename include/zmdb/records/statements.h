@@ -36,4 +36,10 @@ std::string ZeroMask(std::int32_t width);
 std::string MaxIdStatement(std::string_view table, std::string_view idField, bool isText,
                            std::int32_t width, std::string_view condition);
 
+// Copying rows: "SELECT * FROM src", with " WHERE cond" when a condition is
+// given, reads the rows to copy; "SELECT * FROM dst WHERE 1=0" opens the
+// target's fields with no rows, to which the copies are added.
+std::string CopySourceStatement(std::string_view table, std::string_view condition);
+std::string CopyTargetStatement(std::string_view table);
+
 }  // namespace zmdb::records

@@ -1,0 +1,176 @@
+// Copying rows and recordsets on the file store: a disconnected copy that
+// shares nothing with its original, a recordset's rows appended to a table,
+// rows copied between two databases, and copies that fail part-way leaving
+// the target as it was.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "component_fixture.h"
+#include "zmdb/dal/recordset.h"
+
+namespace zmdb::testing {
+namespace {
+
+using rt::Variant;
+using Rows = std::vector<std::vector<Variant>>;
+
+class CopyingTest : public ComponentTest {
+ protected:
+  void SetUp() override {
+    ComponentTest::SetUp();
+    cn_->Execute(
+        "CREATE TABLE Archive (ID LONG PRIMARY KEY, Name TEXT(20), Extra TEXT(10), "
+        "Serial COUNTER)");
+    // A second database, the target of copies between connections.
+    const std::string other = (dir_ / "other.mdb").string();
+    dal::sqlite::OpenDatabase({other, true, false, 5000})->Close();
+    other_ = dal::Connection::Create();
+    other_->Open("PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + other +
+                 ";Jet OLEDB:Database Password =;");
+    other_->Execute(
+        "CREATE TABLE Staff (ID LONG PRIMARY KEY, Code TEXT(6), Name TEXT(20), "
+        "Kind INTEGER, Note TEXT(40))");
+  }
+
+  static Variant Of(const std::shared_ptr<dal::Connection>& cn) {
+    return Variant(rt::ObjectRef(cn));
+  }
+  Rows Table(const std::shared_ptr<dal::Connection>& cn, const std::string& sql) {
+    return Open(cn, sql)->VisibleRows();
+  }
+
+  std::shared_ptr<dal::Connection> other_;
+};
+
+TEST_F(CopyingTest, CloneIsADisconnectedUpdatableCopyOfTheVisibleRows) {
+  auto rs = Open(cn_, "SELECT * FROM Staff ORDER BY ID");
+  rs->SetFilter(Variant("Kind = 2"));
+  const auto cloned = std::dynamic_pointer_cast<dal::Recordset>(obj_->dbCloneRecord(rs));
+  ASSERT_TRUE(cloned);
+  EXPECT_EQ(cloned->RecordCount(), 2);
+  EXPECT_EQ(cloned->VisibleRows(), rs->VisibleRows());
+  ASSERT_EQ(cloned->columns().size(), rs->columns().size());
+  for (std::size_t i = 0; i < rs->columns().size(); ++i) {
+    EXPECT_EQ(cloned->columns()[i].name, rs->columns()[i].name);
+    EXPECT_EQ(cloned->columns()[i].adoType, rs->columns()[i].adoType);
+    EXPECT_EQ(cloned->columns()[i].definedSize, rs->columns()[i].definedSize);
+  }
+  EXPECT_EQ(rt::CStr(cloned->fields()->Item(Variant("Name"))->Value()), "Zhao");  // first row
+
+  // Changing the copy leaves the original and its table; changing the
+  // original leaves the copy.
+  const Rows before = rs->VisibleRows();
+  cloned->fields()->Item(Variant("Name"))->SetValue(Variant("Sun"));
+  cloned->Update();
+  cloned->AddNew();
+  cloned->fields()->Item(Variant("ID"))->SetValue(Variant(100));
+  cloned->Update();
+  EXPECT_EQ(cloned->RecordCount(), 3);
+  EXPECT_EQ(rs->VisibleRows(), before);
+  EXPECT_EQ(Count(), 3);
+  EXPECT_EQ(Count("Name='Sun'"), 0);
+  rs->MoveFirst();
+  rs->Delete();
+  EXPECT_EQ(cloned->RecordCount(), 3);
+
+  // An empty recordset gives an empty copy; no recordset, another object or
+  // a closed one gives Nothing and records why.
+  const auto empty = obj_->dbCloneRecord(Open(cn_, "SELECT * FROM Staff WHERE ID=0"));
+  ASSERT_TRUE(empty);
+  EXPECT_EQ(std::dynamic_pointer_cast<dal::Recordset>(empty)->RecordCount(), 0);
+  auto closed = Open(cn_, "SELECT * FROM Staff");
+  closed->Close();
+  for (const auto& [arg, number] : {std::pair<rt::ObjectRef, std::int32_t>{nullptr, 424},
+                                    {cn_, 13},
+                                    {closed, rt::err::kObjectClosed}}) {
+    obj_->dbClearError();
+    EXPECT_FALSE(obj_->dbCloneRecord(arg));
+    EXPECT_EQ(obj_->dbGetLastError().Number, number);
+  }
+}
+
+TEST_F(CopyingTest, CopyRecordsetAppendsTheSharedFieldsOfEveryRow) {
+  auto rs = Open(cn_, "SELECT ID, Name, Kind FROM Staff ORDER BY ID");
+  rs->SetFilter(Variant("ID > 3"));
+  // Fields match without regard to case; Kind has no place in Archive, Extra
+  // is left Null and the counter numbers the rows.
+  EXPECT_TRUE(obj_->dbCopyRecordset(rs, "Archive", conn()));
+  EXPECT_EQ(Table(cn_, "SELECT ID, Name, Extra FROM Archive ORDER BY ID"),
+            (Rows{{Variant(9), Variant("Zhao"), Variant::Null()},
+                  {Variant(57), Variant("Wang"), Variant::Null()}}));
+  EXPECT_EQ(rt::CLng(Table(cn_, "SELECT COUNT(Serial) FROM Archive")[0][0]), 2);
+
+  // Without Conn the default connection is used; there is none: False, nothing recorded.
+  EXPECT_FALSE(obj_->dbCopyRecordset(rs, "Archive"));
+  EXPECT_EQ(obj_->dbGetLastError().Number, 0);
+
+  // The third row collides with a key copied above: the first two are rolled
+  // back with it, and the error is recorded.
+  rs->SetFilter(Variant(std::string()));
+  obj_->dbClearError();
+  const Rows before = Table(cn_, "SELECT * FROM Archive ORDER BY ID");
+  EXPECT_FALSE(obj_->dbCopyRecordset(rs, "Archive", conn()));
+  EXPECT_NE(obj_->dbGetLastError().Number, 0);
+  EXPECT_EQ(Table(cn_, "SELECT * FROM Archive ORDER BY ID"), before);
+  EXPECT_FALSE(obj_->dbCopyRecordset(rs, "Nowhere", conn()));
+  EXPECT_NE(obj_->dbGetLastError().Number, 0);
+}
+
+TEST_F(CopyingTest, CopyRowsBetweenTwoDatabases) {
+  // Each case copies Staff into the other database's Staff, emptied first.
+  struct Case {
+    std::string condition;
+    std::vector<std::int32_t> ids;
+  };
+  for (const Case& c : {Case{"", {3, 9, 57}}, Case{"Kind=2", {9, 57}}, Case{"ID>1000", {}}}) {
+    other_->Execute("DELETE FROM Staff");
+    EXPECT_TRUE(obj_->dbCopyRows("Staff", "Staff", c.condition, conn(), Of(other_))) << c.condition;
+    EXPECT_EQ(
+        LastStatement(*cn_),
+        "SELECT * FROM Staff" + std::string(c.condition.empty() ? "" : " WHERE ") + c.condition);
+    const auto& log = other_->statementLog();
+    EXPECT_NE(std::find(log.begin(), log.end(), "SELECT * FROM Staff WHERE 1=0"), log.end());
+    EXPECT_EQ(Table(other_, "SELECT * FROM Staff ORDER BY ID"),
+              Table(cn_, "SELECT * FROM Staff" +
+                             std::string(c.condition.empty() ? "" : " WHERE " + c.condition) +
+                             " ORDER BY ID"))
+        << c.condition;
+    std::vector<std::int32_t> ids;
+    for (const auto& row : Table(other_, "SELECT ID FROM Staff ORDER BY ID")) {
+      ids.push_back(rt::CLng(row[0]));
+    }
+    EXPECT_EQ(ids, c.ids);
+  }
+
+  // A key already in the target stops the copy at that row: the rows copied
+  // before it are rolled back.
+  other_->Execute("DELETE FROM Staff");
+  other_->Execute("INSERT INTO Staff (ID, Name) VALUES (57, 'there')");
+  const Rows before = Table(other_, "SELECT * FROM Staff");
+  EXPECT_FALSE(obj_->dbCopyRows("Staff", "Staff", "", conn(), Of(other_)));
+  EXPECT_NE(obj_->dbGetLastError().Number, 0);
+  EXPECT_EQ(Table(other_, "SELECT * FROM Staff"), before);
+
+  // A bad condition, a missing table, no default connection: False.
+  for (const auto& [src, dst, condition] :
+       {std::tuple{"Staff", "Staff", "ID=="}, {"Nowhere", "Staff", ""}, {"Staff", "Nowhere", ""}}) {
+    EXPECT_FALSE(obj_->dbCopyRows(src, dst, condition, conn(), Of(other_))) << src << dst;
+  }
+  obj_->dbClearError();
+  EXPECT_FALSE(obj_->dbCopyRows("Staff", "Staff", "", conn()));
+  EXPECT_EQ(obj_->dbGetLastError().Number, 0);
+  EXPECT_EQ(Table(other_, "SELECT * FROM Staff"), before);
+}
+
+TEST_F(CopyingTest, CopyRowsIntoTheTableItReadsCopiesEachRowOnce) {
+  ASSERT_TRUE(obj_->dbSetConnect(cn_->ConnectionString(), false));
+  EXPECT_TRUE(obj_->dbCopyRows("Staff", "Staff", "Kind=2"));
+  EXPECT_EQ(Count(), 5);
+  EXPECT_EQ(Count("ID=57"), 2);
+  EXPECT_TRUE(obj_->dbCopyRows("Staff", "Archive", "ID=3"));
+  EXPECT_EQ(Table(cn_, "SELECT ID, Name FROM Archive"), (Rows{{Variant(3), Variant("Li")}}));
+}
+
+}  // namespace
+}  // namespace zmdb::testing
