@@ -193,6 +193,9 @@ std::vector<MethodSpec> BuildTable() {
                 {In("fsFile", String), Opt("fsSeparator", String, S(",")),
                  Opt("fbNote", Boolean, B(false)), Opt("fsFieldNames", String),
                  Opt("fsFieldTypes", String), Opt("fsFieldLen", String), OptRef("Ctrl", Variant)}));
+  // Copying: dbCloneRecord gives a disconnected, updatable copy of rs's fields
+  // and visible rows; dbCopyRecordset and dbCopyRows append rows to a table
+  // (fields matched by name), all rows in one transaction on the target.
   t.push_back(M(kCopying, 7, "dbCloneRecord", Object, G::Recording, {Ref("rs", Object)},
                 Bind(&C::dbCloneRecord)));
   t.push_back(M(kCopying, 8, "dbCopyRecordset", Boolean, G::Recording,

@@ -8,6 +8,7 @@
 
 #include "component_fixture.h"
 #include "zmdb/dal/recordset.h"
+#include "zmdb/frame/methods.h"
 
 namespace zmdb::testing {
 namespace {
@@ -168,8 +169,20 @@ TEST_F(CopyingTest, CopyRowsIntoTheTableItReadsCopiesEachRowOnce) {
   EXPECT_TRUE(obj_->dbCopyRows("Staff", "Staff", "Kind=2"));
   EXPECT_EQ(Count(), 5);
   EXPECT_EQ(Count("ID=57"), 2);
-  EXPECT_TRUE(obj_->dbCopyRows("Staff", "Archive", "ID=3"));
+
+  // The late-bound call a script makes: left-out arguments take their
+  // defaults, and the clone comes back as an object.
+  const frame::MethodSpec& copy = *frame::FindMethod("dbCopyRows");
+  auto args =
+      frame::PrepareArguments(copy, {Variant("Staff"), Variant("Archive"), Variant("ID=3")});
+  EXPECT_EQ(frame::Invoke(*obj_, copy, args), Variant(true));
   EXPECT_EQ(Table(cn_, "SELECT ID, Name FROM Archive"), (Rows{{Variant(3), Variant("Li")}}));
+  const frame::MethodSpec& clone = *frame::FindMethod("dbCloneRecord");
+  args =
+      frame::PrepareArguments(clone, {Variant(rt::ObjectRef(Open(cn_, "SELECT * FROM Archive")))});
+  const Variant cloned = frame::Invoke(*obj_, clone, args);
+  ASSERT_TRUE(cloned.IsObject());
+  EXPECT_EQ(std::dynamic_pointer_cast<dal::Recordset>(cloned.AsObject())->RecordCount(), 1);
 }
 
 }  // namespace

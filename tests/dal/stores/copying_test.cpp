@@ -3,11 +3,14 @@
 // part-way leaves the store's table as it was.
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "dal/sqlite/backend_p.h"
 #include "store_fixture.h"
+#include "zmdb/connect/dialect.h"
 #include "zmdb/frame/component.h"
+#include "zmdb/records/statements.h"
 #include "zmdb/runtime/host.h"
 
 namespace zmdb::dal::testing {
@@ -103,6 +106,44 @@ TEST_P(CopyRowsTest, AFailurePartWayLeavesTheTargetAsItWas) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, CopyRowsTest, EveryStore(), StoreParamName);
+
+// On a connection that counts as SQL Server both statements are translated
+// before they run; the stand-in driver runs them on a SQLite file.
+TEST(CopyRowsOnSqlServer, StatementsGoThroughTheDialectAdapter) {
+  const auto dir =
+      std::filesystem::temp_directory_path() / ("zmdb_copy_standin_" + std::to_string(::getpid()));
+  std::filesystem::create_directories(dir);
+  {
+    auto host = std::make_shared<rt::HeadlessHost>();
+    rt::ScopedHost scope(host);
+    clsZMDBFunc obj;
+    ASSERT_TRUE(obj.dbSetConnect(
+        "DRIVER=SQL Server SQLite stand-in;Database=" + (dir / "t.db").string() + ";", false));
+    auto cn = std::dynamic_pointer_cast<Connection>(obj.dbGetConnect(false));
+    cn->EnableStatementLog(true);
+    const Variant conn{rt::ObjectRef(cn)};
+    cn->Execute("CREATE TABLE STAFF (ID INT, NAME VARCHAR(20))");
+    cn->Execute("CREATE TABLE ARCHIVE (ID INT PRIMARY KEY, NAME VARCHAR(20))");
+    cn->Execute("INSERT INTO STAFF VALUES (1, '张三')");
+    cn->Execute("INSERT INTO STAFF VALUES (2, 'Wang')");
+
+    EXPECT_TRUE(obj.dbCopyRows("staff", "archive", "id > 1"));
+    const auto& log = cn->statementLog();
+    for (const std::string& jet : {records::CopySourceStatement("staff", "id > 1"),
+                                   records::CopyTargetStatement("archive")}) {
+      const std::string sent = connect::AdaptDialect(jet, conn);
+      EXPECT_NE(sent, jet);
+      EXPECT_NE(std::find(log.begin(), log.end(), sent), log.end()) << sent;
+    }
+    EXPECT_TRUE(obj.dbCopyRows("staff", "archive", "id = 1"));
+    EXPECT_EQ(Scalar(cn, "SELECT NAME FROM ARCHIVE WHERE ID = 1"), Variant("张三"));
+    // Copying every row now collides at row 1: row 2 stays the only copy of it.
+    EXPECT_FALSE(obj.dbCopyRows("staff", "archive"));
+    EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT COUNT(*) FROM ARCHIVE")), 2);
+    EXPECT_TRUE(obj.dbCloseConnect(false));
+  }
+  std::filesystem::remove_all(dir);
+}
 
 }  // namespace
 }  // namespace zmdb::dal::testing
