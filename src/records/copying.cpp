@@ -87,7 +87,7 @@ void AppendRows(dal::Recordset& target, const std::vector<dal::ColumnInfo>& from
 
 // Run `copy(target)` with `target` an empty, updatable recordset over `table`
 // on `conn`, in a transaction of its own: committed when `copy` returns,
-// rolled back when it fails (the failure goes on to the caller).
+// rolled back when it or the commit fails (the failure goes on to the caller).
 template <class Copy>
 void CopyIntoTable(const std::string& table, const Variant& conn, Copy&& copy) {
   const auto connection = ConnectionOf(conn);
@@ -98,6 +98,7 @@ void CopyIntoTable(const std::string& table, const Variant& conn, Copy&& copy) {
                  dal::ado::adOpenStatic, dal::ado::adLockOptimistic, -1);
     copy(*target);
     records::CloseAndRelease(target);
+    connection->CommitTrans();
   } catch (...) {
     try {
       records::CloseAndRelease(target);
@@ -106,7 +107,6 @@ void CopyIntoTable(const std::string& table, const Variant& conn, Copy&& copy) {
     }
     throw;
   }
-  connection->CommitTrans();
 }
 
 }  // namespace
