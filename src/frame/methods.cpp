@@ -139,6 +139,7 @@ constexpr Home kProbes{"schema", "src/schema/probes.cpp"};
 constexpr Home kSingle{"records", "src/records/single.cpp"};
 constexpr Home kMaxId{"records", "src/records/maxid.cpp"};
 constexpr Home kWorking{"records", "src/records/working.cpp"};
+constexpr Home kCopying{"records", "src/records/copying.cpp"};
 constexpr Home kTypes{"types", "src/types/methods.cpp"};
 constexpr Home kSqlconv{"sqlconv", "src/sqlconv/methods.cpp"};
 // Not built yet.
@@ -154,7 +155,6 @@ constexpr Home kQueries{"schema", "src/schema/queries.cpp",
                         "saved queries and views on both stores"};
 constexpr Home kListings{"schema", "src/schema/listings.cpp", "the catalogue listings"};
 constexpr Home kStructure{"schema", "src/schema/structure.cpp", "table-structure copying"};
-constexpr Home kCopying{"records", "src/records/copying.cpp", "recordset copying"};
 constexpr Home kNulls{"records", "src/records/nulls.cpp", "null normalisation and field lists"};
 constexpr Home kFabricated{"records", "src/records/fabricated.cpp", "fabricated recordsets"};
 constexpr Home kBackup{"files", "src/files/backup.cpp", "the recordset text backup format"};
@@ -193,12 +193,18 @@ std::vector<MethodSpec> BuildTable() {
                 {In("fsFile", String), Opt("fsSeparator", String, S(",")),
                  Opt("fbNote", Boolean, B(false)), Opt("fsFieldNames", String),
                  Opt("fsFieldTypes", String), Opt("fsFieldLen", String), OptRef("Ctrl", Variant)}));
-  t.push_back(M(kCopying, 7, "dbCloneRecord", Object, G::Recording, {Ref("rs", Object)}));
+  // Copying: dbCloneRecord gives a disconnected, updatable copy of rs's fields
+  // and visible rows; dbCopyRecordset and dbCopyRows append rows to a table
+  // (fields matched by name), all rows in one transaction on the target.
+  t.push_back(M(kCopying, 7, "dbCloneRecord", Object, G::Recording, {Ref("rs", Object)},
+                Bind(&C::dbCloneRecord)));
   t.push_back(M(kCopying, 8, "dbCopyRecordset", Boolean, G::Recording,
-                {Ref("rs", Object), In("fsTblName", String), OptRef("Conn", Variant)}));
+                {Ref("rs", Object), In("fsTblName", String), OptRef("Conn", Variant)},
+                Bind(&C::dbCopyRecordset)));
   t.push_back(M(kCopying, 9, "dbCopyRows", Boolean, G::Recording,
                 {In("fsSrcTblName", String), In("fsDstTblName", String), Opt("fsCondition", String),
-                 OptRef("SrcConn", Variant), OptRef("DstConn", Variant)}));
+                 OptRef("SrcConn", Variant), OptRef("DstConn", Variant)},
+                Bind(&C::dbCopyRows)));
   t.push_back(M(kStructure, 10, "dbCopyTblData", Boolean, G::Recording,
                 {In("fsSrcTblName", String), In("fsDstTblName", String), Opt("fsCondition", String),
                  OptRef("Conn", Variant)}));

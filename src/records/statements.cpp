@@ -77,4 +77,12 @@ std::string ColumnStatement(std::string_view table, std::string_view field) {
   return fmt::format("SELECT {} FROM {}", field, table);
 }
 
+std::string CopySourceStatement(std::string_view table, std::string_view condition) {
+  return fmt::format("SELECT * FROM {}{}", table, WhereClause(condition));
+}
+
+std::string CopyTargetStatement(std::string_view table) {
+  return fmt::format("SELECT * FROM {} WHERE 1=0", table);
+}
+
 }  // namespace zmdb::records

@@ -51,6 +51,10 @@ TEST(BuiltStatements, AreExactlyAsWritten) {
       {WorkingRecordsetStatement({"[My F]"}, "[My T]"), "SELECT [My F] FROM [My T]"},
       {WorkingRecordsetStatement({"A", ""}, ""), "SELECT A, FROM "},
       {ColumnStatement("Staff", "Name"), "SELECT Name FROM Staff"},
+      // Copying rows: the rows to copy, and the target's fields without rows.
+      {CopySourceStatement("T", ""), "SELECT * FROM T"},
+      {CopySourceStatement("T", "Kind=2"), "SELECT * FROM T WHERE Kind=2"},
+      {CopyTargetStatement("[My T]"), "SELECT * FROM [My T] WHERE 1=0"},
       // Probes: only the table probe brackets its name.
       {schema::PrimaryKeyName("Orders"), "pk_Orders"},
       {schema::ViewProbeStatement("v1"),

@@ -132,6 +132,14 @@ class clsZMDBFunc {
   rt::SafeArray dbGetRecord(const std::string& fsTblName, const std::string& fsFldName,
                             std::int32_t& flCount, const std::string& sSQL = "",
                             const rt::Variant& Conn = rt::Variant::Missing());
+  // ---- Copying rows and recordsets ----
+  rt::ObjectRef dbCloneRecord(const rt::ObjectRef& rs);
+  bool dbCopyRecordset(const rt::ObjectRef& rs, const std::string& fsTblName,
+                       const rt::Variant& Conn = rt::Variant::Missing());
+  bool dbCopyRows(const std::string& fsSrcTblName, const std::string& fsDstTblName,
+                  const std::string& fsCondition = "",
+                  const rt::Variant& SrcConn = rt::Variant::Missing(),
+                  const rt::Variant& DstConn = rt::Variant::Missing());
 
   // ---- Field type vocabulary ----
   std::string dbGetFldTypeDesc(std::int32_t iType, bool bIsADO = true);

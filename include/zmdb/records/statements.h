@@ -44,5 +44,10 @@ std::string WorkingRecordsetStatement(const std::vector<std::string>& fields,
                                       std::string_view table);
 // "SELECT f FROM t": one column of a table for dbGetRecord.
 std::string ColumnStatement(std::string_view table, std::string_view field);
+// Copying rows: "SELECT * FROM src", with " WHERE cond" when a condition is
+// given, reads the rows to copy; "SELECT * FROM dst WHERE 1=0" opens the
+// target's fields with no rows, to which the copies are added.
+std::string CopySourceStatement(std::string_view table, std::string_view condition);
+std::string CopyTargetStatement(std::string_view table);
 
 }  // namespace zmdb::records

@@ -1,0 +1,152 @@
+// Copying rows and recordsets on the file store: a disconnected copy that
+// shares nothing with its original, a recordset's rows appended to a table,
+// rows copied on one connection, and copies that fail part-way leaving the
+// target as it was.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "component_fixture.h"
+#include "zmdb/dal/recordset.h"
+#include "zmdb/frame/methods.h"
+
+namespace zmdb::testing {
+namespace {
+
+using rt::Variant;
+using Rows = std::vector<std::vector<Variant>>;
+
+class CopyingTest : public ComponentTest {
+ protected:
+  void SetUp() override {
+    ComponentTest::SetUp();
+    cn_->Execute(
+        "CREATE TABLE Archive (ID LONG PRIMARY KEY, Name TEXT(20), Extra TEXT(10), "
+        "Serial COUNTER)");
+  }
+
+  Rows Table(const std::shared_ptr<dal::Connection>& cn, const std::string& sql) {
+    return Open(cn, sql)->VisibleRows();
+  }
+};
+
+TEST_F(CopyingTest, CloneIsADisconnectedUpdatableCopyOfTheVisibleRows) {
+  auto rs = Open(cn_, "SELECT * FROM Staff ORDER BY ID");
+  rs->SetFilter(Variant("Kind = 2"));
+  const auto cloned = std::dynamic_pointer_cast<dal::Recordset>(obj_->dbCloneRecord(rs));
+  ASSERT_TRUE(cloned);
+  EXPECT_EQ(cloned->RecordCount(), 2);
+  EXPECT_EQ(cloned->VisibleRows(), rs->VisibleRows());
+  ASSERT_EQ(cloned->columns().size(), rs->columns().size());
+  for (std::size_t i = 0; i < rs->columns().size(); ++i) {
+    EXPECT_EQ(cloned->columns()[i].name, rs->columns()[i].name);
+    EXPECT_EQ(cloned->columns()[i].adoType, rs->columns()[i].adoType);
+    EXPECT_EQ(cloned->columns()[i].definedSize, rs->columns()[i].definedSize);
+  }
+  EXPECT_EQ(rt::CStr(cloned->fields()->Item(Variant("Name"))->Value()), "Zhao");  // first row
+
+  // Changing the copy leaves the original and its table; changing the
+  // original leaves the copy.
+  const Rows before = rs->VisibleRows();
+  cloned->fields()->Item(Variant("Name"))->SetValue(Variant("Sun"));
+  cloned->Update();
+  cloned->AddNew();
+  cloned->fields()->Item(Variant("ID"))->SetValue(Variant(100));
+  cloned->Update();
+  EXPECT_EQ(cloned->RecordCount(), 3);
+  EXPECT_EQ(rs->VisibleRows(), before);
+  EXPECT_EQ(Count(), 3);
+  EXPECT_EQ(Count("Name='Sun'"), 0);
+  rs->MoveFirst();
+  rs->Delete();
+  EXPECT_EQ(cloned->RecordCount(), 3);
+
+  // An empty recordset gives an empty copy; no recordset, another object or
+  // a closed one gives Nothing and records why.
+  const auto empty = obj_->dbCloneRecord(Open(cn_, "SELECT * FROM Staff WHERE ID=0"));
+  ASSERT_TRUE(empty);
+  EXPECT_EQ(std::dynamic_pointer_cast<dal::Recordset>(empty)->RecordCount(), 0);
+  auto closed = Open(cn_, "SELECT * FROM Staff");
+  closed->Close();
+  for (const auto& [arg, number] : {std::pair<rt::ObjectRef, std::int32_t>{nullptr, 424},
+                                    {cn_, 13},
+                                    {closed, rt::err::kObjectClosed}}) {
+    obj_->dbClearError();
+    EXPECT_FALSE(obj_->dbCloneRecord(arg));
+    EXPECT_EQ(obj_->dbGetLastError().Number, number);
+  }
+}
+
+TEST_F(CopyingTest, CopyRecordsetAppendsTheSharedFieldsOfEveryRow) {
+  auto rs = Open(cn_, "SELECT ID, Name, Kind FROM Staff ORDER BY ID");
+  rs->SetFilter(Variant("ID > 3"));
+  // Fields match without regard to case; Kind has no place in Archive, Extra
+  // is left Null and the counter numbers the rows.
+  EXPECT_TRUE(obj_->dbCopyRecordset(rs, "Archive", conn()));
+  EXPECT_EQ(Table(cn_, "SELECT ID, Name, Extra FROM Archive ORDER BY ID"),
+            (Rows{{Variant(9), Variant("Zhao"), Variant::Null()},
+                  {Variant(57), Variant("Wang"), Variant::Null()}}));
+  EXPECT_EQ(rt::CLng(Table(cn_, "SELECT COUNT(Serial) FROM Archive")[0][0]), 2);
+
+  // Without Conn the default connection is used; there is none: False, nothing recorded.
+  EXPECT_FALSE(obj_->dbCopyRecordset(rs, "Archive"));
+  EXPECT_EQ(obj_->dbGetLastError().Number, 0);
+
+  // The third row collides with a key copied above: the first two are rolled
+  // back with it, and the error is recorded.
+  rs->SetFilter(Variant(std::string()));
+  obj_->dbClearError();
+  const Rows before = Table(cn_, "SELECT * FROM Archive ORDER BY ID");
+  EXPECT_FALSE(obj_->dbCopyRecordset(rs, "Archive", conn()));
+  EXPECT_NE(obj_->dbGetLastError().Number, 0);
+  EXPECT_EQ(Table(cn_, "SELECT * FROM Archive ORDER BY ID"), before);
+  EXPECT_FALSE(obj_->dbCopyRecordset(rs, "Nowhere", conn()));
+  EXPECT_NE(obj_->dbGetLastError().Number, 0);
+}
+
+TEST_F(CopyingTest, CopyRowsOnOneConnection) {
+  // Without a default connection: False, nothing recorded.
+  EXPECT_FALSE(obj_->dbCopyRows("Staff", "Archive", "", conn()));
+  EXPECT_EQ(obj_->dbGetLastError().Number, 0);
+
+  ASSERT_TRUE(obj_->dbSetConnect(cn_->ConnectionString(), false));
+  const auto own = std::dynamic_pointer_cast<dal::Connection>(obj_->dbGetConnect(false));
+  // Into the table it reads: each matching row is copied once.
+  EXPECT_TRUE(obj_->dbCopyRows("Staff", "Staff", "Kind=2"));
+  EXPECT_EQ(Count(), 5);
+  EXPECT_EQ(Count("ID=57"), 2);
+  const auto& log = own->statementLog();
+  for (const char* statement :
+       {"SELECT * FROM Staff WHERE Kind=2", "SELECT * FROM Staff WHERE 1=0"}) {
+    EXPECT_NE(std::find(log.begin(), log.end(), statement), log.end()) << statement;
+  }
+
+  // A bad condition, a missing table, and the second ID 57 meeting the key
+  // of Archive part-way: False, recorded, Archive still empty.
+  for (const auto& [src, dst, condition] : {std::tuple{"Staff", "Archive", "ID=="},
+                                            {"Nowhere", "Archive", ""},
+                                            {"Staff", "Nowhere", ""},
+                                            {"Staff", "Archive", ""}}) {
+    obj_->dbClearError();
+    EXPECT_FALSE(obj_->dbCopyRows(src, dst, condition)) << src << " " << dst;
+    EXPECT_NE(obj_->dbGetLastError().Number, 0);
+  }
+  EXPECT_TRUE(Table(cn_, "SELECT * FROM Archive").empty());
+
+  // The late-bound call a script makes: left-out arguments take their
+  // defaults, and the clone comes back as an object.
+  const frame::MethodSpec& copy = *frame::FindMethod("dbCopyRows");
+  auto args =
+      frame::PrepareArguments(copy, {Variant("Staff"), Variant("Archive"), Variant("ID=3")});
+  EXPECT_EQ(frame::Invoke(*obj_, copy, args), Variant(true));
+  EXPECT_EQ(Table(cn_, "SELECT ID, Name FROM Archive"), (Rows{{Variant(3), Variant("Li")}}));
+  const frame::MethodSpec& clone = *frame::FindMethod("dbCloneRecord");
+  args =
+      frame::PrepareArguments(clone, {Variant(rt::ObjectRef(Open(cn_, "SELECT * FROM Archive")))});
+  const Variant cloned = frame::Invoke(*obj_, clone, args);
+  ASSERT_TRUE(cloned.IsObject());
+  EXPECT_EQ(std::dynamic_pointer_cast<dal::Recordset>(cloned.AsObject())->RecordCount(), 1);
+}
+
+}  // namespace
+}  // namespace zmdb::testing
