@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "zmdb/dal/command.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/dao/dao.h"
 #include "zmdb/dal/recordset.h"
@@ -164,6 +165,27 @@ rt::ObjectRef OpenDatabase(const Json& args) {
   return dal::dao::Database::Open(open);
 }
 
+// The object a get, set or invoke reaches: the request's "on".
+rt::Variant TargetOf(const Json& request, const HandleTable& handles) {
+  if (!request.contains("on")) Malformed("the object is named by \"on\": {\"handle\": ...}");
+  return FromJson(request.at("on"), handles);
+}
+
+// The arguments of a late-bound access, by position: a property's index or a
+// method's arguments.
+std::vector<rt::Variant> PositionalArgs(const Json& request, const HandleTable& handles) {
+  std::vector<rt::Variant> args;
+  if (!request.contains("args")) return args;
+  const Json& given = request.at("args");
+  if (!given.is_array()) Malformed("\"args\" must be an array of arguments by position");
+  for (const Json& value : given) args.push_back(FromJson(value, handles));
+  return args;
+}
+
+// The arguments a new Parameter takes, by name, in the order a command's
+// CreateParameter takes them.
+constexpr std::string_view kParameterArgs[] = {"Name", "Type", "Direction", "Size", "Value"};
+
 }  // namespace
 
 Session::Session() : host_(std::make_shared<rt::HeadlessHost>()), scope_(host_) {
@@ -225,6 +247,12 @@ Json Session::Handle(const Json& request) {
     }
     if (request.contains("call")) {
       response["result"] = Call(request, response);
+    } else if (request.contains("get")) {
+      response["result"] = GetMember(request);
+    } else if (request.contains("set")) {
+      response["result"] = SetMember(request);
+    } else if (request.contains("invoke")) {
+      response["result"] = Invoke(request, response);
     } else if (request.contains("new")) {
       response["result"] = New(request);
     } else if (request.contains("release")) {
@@ -237,7 +265,7 @@ Json Session::Handle(const Json& request) {
     } else if (request.contains("inspect")) {
       response["result"] = Inspect(request);
     } else {
-      Malformed("expected one of call, new, release, exec, inspect");
+      Malformed("expected one of call, get, set, invoke, new, release, exec, inspect");
     }
   } catch (const Json::exception& e) {
     response["raised"] = ErrorJson(
@@ -312,6 +340,66 @@ Json Session::Call(const Json& request, Json& response) {
   return result;
 }
 
+// A property read late-bound, as a host's script reads it; an object comes
+// back as a handle.
+Json Session::GetMember(const Json& request) {
+  const rt::Variant target = TargetOf(request, handles_);
+  const std::string name = request.at("get").get<std::string>();
+  return ToJson(rt::GetProp(target, name, PositionalArgs(request, handles_)), handles_);
+}
+
+// A property written late-bound; "args" index it, as in ItemData(i) = v.
+Json Session::SetMember(const Json& request) {
+  const rt::Variant target = TargetOf(request, handles_);
+  const std::string name = request.at("set").get<std::string>();
+  if (!request.contains("value")) Malformed("\"set\" needs \"value\"");
+  const rt::Variant value = FromJson(request.at("value"), handles_);
+  rt::SetProp(target, name, value, PositionalArgs(request, handles_));
+  return nullptr;
+}
+
+// A method called late-bound. Every argument comes back in "byref" after the
+// call, as the method left it (Execute's rows affected, say), also when the
+// call failed.
+Json Session::Invoke(const Json& request, Json& response) {
+  const rt::Variant target = TargetOf(request, handles_);
+  const std::string name = request.at("invoke").get<std::string>();
+  std::vector<rt::Variant> args = PositionalArgs(request, handles_);
+  auto byref = [&] {
+    Json out = Json::array();
+    for (const rt::Variant& v : args) out.push_back(ToJson(v, handles_));
+    return out;
+  };
+  Json result;
+  try {
+    result = ToJson(rt::LateBoundTarget(target).Call(name, args), handles_);
+  } catch (...) {
+    response["byref"] = byref();
+    throw;
+  }
+  response["result"] = result;  // keeps "result" first
+  response["byref"] = byref();
+  return result;
+}
+
+// A parameter for a command or a stored procedure, made as a command makes
+// one: arguments by name (any case), the ones left out at their defaults.
+Json Session::NewParameter(const Json& request) {
+  std::vector<rt::Variant> create(std::size(kParameterArgs), rt::Variant::Missing());
+  const Json args = request.value("args", Json::object());
+  if (!args.is_object()) Malformed("\"args\" must be an object of named arguments");
+  for (const auto& [key, value] : args.items()) {
+    std::size_t i = 0;
+    while (i < create.size() && !rt::NameEquals(kParameterArgs[i], key)) ++i;
+    if (i == create.size()) {
+      rt::Raise(rt::err::kNotSupported, "Parameter has no argument named '" + key + "'", kSource);
+    }
+    create[i] = FromJson(value, handles_);
+  }
+  const rt::Variant command(rt::ObjectRef(dal::Command::Create()));
+  return ToJson(rt::CallMethod(command, "CreateParameter", std::move(create)), handles_);
+}
+
 Json Session::New(const Json& request) {
   const std::string type = request.at("new").get<std::string>();
   if (type == "clsZMDBFunc") {
@@ -342,6 +430,7 @@ Json Session::New(const Json& request) {
   if (type == "Database") {
     return ToJson(rt::Variant(OpenDatabase(request.value("args", Json::object()))), handles_);
   }
+  if (type == "Parameter") return NewParameter(request);
   rt::Raise(rt::err::kNotSupported, "Objects of type '" + type + "' cannot be made yet", kSource);
 }
 

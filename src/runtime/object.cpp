@@ -34,24 +34,20 @@ bool NameEquals(std::string_view a, std::string_view b) {
   return true;
 }
 
-namespace {
-// The object behind a Variant for a late-bound call: 424 when there is none,
-// 91 when the reference is Nothing.
-Object& Target(const Variant& v) {
+Object& LateBoundTarget(const Variant& v) {
   if (!v.IsObject()) Raise(err::kObjectRequired);
   const ObjectRef& o = v.AsObject();
   if (!o) Raise(err::kObjectNotSet);
   return *o;
 }
-}  // namespace
 
 Variant GetProp(const Variant& v, std::string_view name, const std::vector<Variant>& index) {
-  return Target(v).GetProperty(name, index);
+  return LateBoundTarget(v).GetProperty(name, index);
 }
 
 void SetProp(const Variant& v, std::string_view name, const Variant& value,
              const std::vector<Variant>& index) {
-  Target(v).SetProperty(name, value, index);
+  LateBoundTarget(v).SetProperty(name, value, index);
 }
 
 const Variant& ArgAt(const std::vector<Variant>& args, std::size_t i) {
@@ -65,11 +61,11 @@ std::int32_t OptLongArg(const std::vector<Variant>& args, std::size_t i, std::in
 }
 
 Variant CallMethod(const Variant& v, std::string_view name, std::vector<Variant> args) {
-  return Target(v).Call(name, args);
+  return LateBoundTarget(v).Call(name, args);
 }
 
 Variant ItemOf(const Variant& collection, const Variant& key) {
-  return Target(collection).GetProperty("Item", {key});
+  return LateBoundTarget(collection).GetProperty("Item", {key});
 }
 
 }  // namespace zmdb::rt

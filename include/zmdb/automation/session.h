@@ -13,6 +13,10 @@
 //   {"release": "b"}                      the object runs its teardown
 //   {"exec": "SQL", "conn": {"handle": "h1"}}   raw SQL, for test set-up
 //   {"inspect": {"handle": "h2"}}
+//   {"get": "RecordCount", "on": {"handle": "h2"}, "args": []}   late-bound, as a host's
+//   {"set": "Filter", "on": {"handle": "h2"}, "value": "ID > 1", "args": []}   script reaches
+//   {"invoke": "MoveNext", "on": {"handle": "h2"}, "args": []}   any object; args by position
+//   {"new": "Parameter", "args": {"Name": "@id", "Type": 3, "Direction": 1, "Size": 4, "Value": 7}}
 // Response: {"result", "byref", "lastError", "shown", "pointer"} and "raised"
 // when the call itself failed or the request was malformed.
 #pragma once
@@ -42,7 +46,11 @@ class Session {
 
  private:
   Json Call(const Json& request, Json& response);
+  Json GetMember(const Json& request);
+  Json SetMember(const Json& request);
+  Json Invoke(const Json& request, Json& response);
   Json New(const Json& request);
+  Json NewParameter(const Json& request);
   Json Inspect(const Json& request);
   Json Exec(const Json& request);
   clsZMDBFunc& ObjectNamed(const std::string& name);

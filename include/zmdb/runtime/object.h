@@ -42,6 +42,10 @@ class Object : public std::enable_shared_from_this<Object> {
 // Case-insensitive comparison of member and item names (ASCII letters only).
 bool NameEquals(std::string_view a, std::string_view b);
 
+// The object a late-bound access reaches: error 424 ("Object required") when
+// `v` holds no object, 91 when it holds Nothing.
+Object& LateBoundTarget(const Variant& v);
+
 // Late-bound helpers: raise error 424 ("Object required") when `v` holds no object.
 Variant GetProp(const Variant& v, std::string_view name, const std::vector<Variant>& index = {});
 void SetProp(const Variant& v, std::string_view name, const Variant& value,
