@@ -214,20 +214,18 @@ TEST_F(NullsTest, CreateVRecordLetsErrorsOut) {
   const std::pair<rt::SafeArray, std::int32_t> cases[] = {
       {rt::SafeArray(rt::VarType::Record), rt::err::kSubscriptOutOfRange},
       {rt::SafeArray(rt::VarType::Variant, 0, {Variant("Code")}), rt::err::kTypeMismatch},
+      // A record without a type member.
+      {rt::SafeArray(rt::VarType::Record, 0, {Variant(rt::Record("R", {{"Name", Variant("A")}}))}),
+       rt::err::kNotSupported},
       {FieldStructs(
            F{{Variant("A"), Variant(3), Variant(0)}, {Variant("a"), Variant(3), Variant(0)}}),
-       0},
-      {FieldStructs(F{{Variant(""), Variant(3), Variant(0)}}), 0},
-      {FieldStructs(F{{Variant("A"), Variant(9999), Variant(0)}}), 0},
-      {FieldStructs(F{{Variant("A"), Variant(202), Variant(-1)}}), 0},
+       rt::err::kBadArguments},
+      {FieldStructs(F{{Variant(""), Variant(3), Variant(0)}}), rt::err::kBadArguments},
+      {FieldStructs(F{{Variant("A"), Variant(9999), Variant(0)}}), rt::err::kBadArguments},
+      {FieldStructs(F{{Variant("A"), Variant(202), Variant(-1)}}), rt::err::kBadArguments},
   };
   for (const auto& [fields, number] : cases) {
-    const std::int32_t raised = RaisedNumber([&] { obj_->dbCreateVRecord(fields); });
-    if (number != 0) {
-      EXPECT_EQ(raised, number);
-    } else {
-      EXPECT_NE(raised, 0);
-    }
+    EXPECT_EQ(RaisedNumber([&] { obj_->dbCreateVRecord(fields); }), number);
   }
   EXPECT_EQ(obj_->dbGetLastError().Number, 0);
 }
