@@ -140,6 +140,8 @@ constexpr Home kSingle{"records", "src/records/single.cpp"};
 constexpr Home kMaxId{"records", "src/records/maxid.cpp"};
 constexpr Home kWorking{"records", "src/records/working.cpp"};
 constexpr Home kCopying{"records", "src/records/copying.cpp"};
+constexpr Home kNulls{"records", "src/records/nulls.cpp"};
+constexpr Home kFabricated{"records", "src/records/fabricated.cpp"};
 constexpr Home kTypes{"types", "src/types/methods.cpp"};
 constexpr Home kSqlconv{"sqlconv", "src/sqlconv/methods.cpp"};
 // Not built yet.
@@ -155,8 +157,6 @@ constexpr Home kQueries{"schema", "src/schema/queries.cpp",
                         "saved queries and views on both stores"};
 constexpr Home kListings{"schema", "src/schema/listings.cpp", "the catalogue listings"};
 constexpr Home kStructure{"schema", "src/schema/structure.cpp", "table-structure copying"};
-constexpr Home kNulls{"records", "src/records/nulls.cpp", "null normalisation and field lists"};
-constexpr Home kFabricated{"records", "src/records/fabricated.cpp", "fabricated recordsets"};
 constexpr Home kBackup{"files", "src/files/backup.cpp", "the recordset text backup format"};
 constexpr Home kExport{"files", "src/files/export.cpp",
                        "the foreign-format writers and the export-type dialog"};
@@ -213,16 +213,20 @@ std::vector<MethodSpec> BuildTable() {
                  OptRef("DstConn", Variant)}));
   t.push_back(M(kStructure, 12, "dbCreateTblStruct", Boolean, G::Recording,
                 {In("fsTblName", String), Ref("fTFieldStruct", Array), OptRef("Conn", Variant)}));
-  t.push_back(
-      M(kFabricated, 13, "dbCreateVRecord", Object, G::Unguarded, {Ref("fTFieldStruct", Array)}));
+  t.push_back(M(kFabricated, 13, "dbCreateVRecord", Object, G::Unguarded,
+                {Ref("fTFieldStruct", Array)}, Bind(&C::dbCreateVRecord)));
   t.push_back(M(kStructure, 14, "dbGetFieldSQLStr", String, G::Recording,
                 {In("fsTblName", String), In("fsFldName", String), OptRef("Conn", Variant)}));
   t.push_back(M(kNulls, 15, "dbGetFieldsName", String, G::Unguarded,
                 {Ref("fsTblName", String), Ref("Conn", Variant), OptRef("fsFields", String, S("*")),
-                 OptRef("fsRetType", String)}));
+                 OptRef("fsRetType", String)},
+                Bind(static_cast<std::string (C::*)(const std::string&, const rt::Variant&,
+                                                    const std::string&, std::string&)>(
+                    &C::dbGetFieldsName))));
   t.push_back(M(kNulls, 16, "dbSetNullToZero", Boolean, G::Silent,
                 {Ref("fsTblName", String), Ref("Conn", Variant), OptRef("fsFields", String, S("*")),
-                 OptRef("fsCondition", String), OptRef("fbOnlyNumeric", Boolean, B(false))}));
+                 OptRef("fsCondition", String), OptRef("fbOnlyNumeric", Boolean, B(false))},
+                Bind(&C::dbSetNullToZero)));
   t.push_back(M(kForms, 17, "dbGetFormCtlInfo", Array, G::Recording,
                 {In("fsFormFile", String), Opt("fsCtlType", String)}));
   t.push_back(M(kForms, 18, "LoSplitVBLineInfo", Boolean, G::Silent,

@@ -85,4 +85,35 @@ std::string CopyTargetStatement(std::string_view table) {
   return fmt::format("SELECT * FROM {} WHERE 1=0", table);
 }
 
+std::string FieldsNameStatement(std::string_view table, std::string_view fields) {
+  return fmt::format("SELECT TOP 1 {} FROM [{}]", fields, table);
+}
+
+NullFill NullFillOfType(std::string_view typeText) {
+  static constexpr std::string_view kNothing[] = {"DBTimeStamp", "Date", "DBDate", "DBTime",
+                                                  "LongVarChar"};
+  static constexpr std::string_view kNumbers[] = {
+      "Single",           "Integer",     "SmallInt",       "BigInt",  "UnsignedTinyInt",
+      "UnsignedSmallInt", "UnsignedInt", "UnsignedBigInt", "TinyInt", "Double",
+      "Currency",         "Decimal",     "Numeric"};
+  for (std::string_view name : kNothing) {
+    if (typeText == name) return NullFill::None;
+  }
+  for (std::string_view name : kNumbers) {
+    if (typeText == name) return NullFill::Number;
+  }
+  return NullFill::Text;
+}
+
+std::string NullToZeroStatement(std::string_view table, std::string_view field, NullFill fill,
+                                std::string_view condition) {
+  std::string statement =
+      fill == NullFill::Number
+          ? fmt::format("UPDATE {} SET {} = 0 WHERE {} IS NULL ", table, field, field)
+          : fmt::format("UPDATE {} SET {} = '0' WHERE {} IS NULL OR {} ='' ", table, field, field,
+                        field);
+  if (!condition.empty()) statement += fmt::format("AND {}", condition);
+  return statement;
+}
+
 }  // namespace zmdb::records

@@ -141,6 +141,22 @@ class clsZMDBFunc {
                   const rt::Variant& SrcConn = rt::Variant::Missing(),
                   const rt::Variant& DstConn = rt::Variant::Missing());
 
+  // ---- Field lists, null normalisation and fabricated recordsets ----
+  // Column names of a one-row query on the table, comma-separated; their ADO
+  // type numbers are appended to fsRetType (not cleared first). Unguarded.
+  std::string dbGetFieldsName(const std::string& fsTblName, const rt::Variant& Conn,
+                              const std::string& fsFields, std::string& fsRetType);
+  std::string dbGetFieldsName(const std::string& fsTblName, const rt::Variant& Conn,
+                              const std::string& fsFields = "*");
+  // Replaces Nulls with a zero, one column and one transaction at a time.
+  // Always False.
+  bool dbSetNullToZero(const std::string& fsTblName, const rt::Variant& Conn,
+                       const std::string& fsFields = "*", const std::string& fsCondition = "",
+                       bool fbOnlyNumeric = false);
+  // An open, empty, updatable recordset with the described fields and no
+  // connection. Unguarded.
+  rt::ObjectRef dbCreateVRecord(const rt::SafeArray& fTFieldStruct);
+
   // ---- Field type vocabulary ----
   std::string dbGetFldTypeDesc(std::int32_t iType, bool bIsADO = true);
   std::int32_t dbAdo2DaoType(std::int32_t flType);

@@ -50,4 +50,20 @@ std::string ColumnStatement(std::string_view table, std::string_view field);
 std::string CopySourceStatement(std::string_view table, std::string_view condition);
 std::string CopyTargetStatement(std::string_view table);
 
+// ---- Field lists and null normalisation ----
+
+// "SELECT TOP 1 fields FROM [t]": one row whose columns list a table's fields.
+std::string FieldsNameStatement(std::string_view table, std::string_view fields);
+
+// What null normalisation writes into a column, judged by its type text.
+enum class NullFill { None, Number, Text };
+// The date, time and long-text type names get nothing, the numeric type names
+// the number 0, anything else (the decimal type numbers included) the text '0'.
+NullFill NullFillOfType(std::string_view typeText);
+// Number: "UPDATE t SET f = 0 WHERE f IS NULL ", text: "UPDATE t SET f = '0'
+// WHERE f IS NULL OR f ='' "; then "AND cond" for a non-empty condition, which
+// is not parenthesised, so beside OR it restricts only the "=''" alternative.
+std::string NullToZeroStatement(std::string_view table, std::string_view field, NullFill fill,
+                                std::string_view condition);
+
 }  // namespace zmdb::records

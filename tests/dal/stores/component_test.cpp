@@ -1,7 +1,9 @@
-// The component object's connection, probe, single-value, next-ID and
-// working-recordset methods on server stores: what runs on PostgreSQL, what runs on SQL Server
-// (when a server is given), and the statements the library writes for SQL Server, run for real by
-// the SQLite ODBC driver registered under a name the SQL Server test recognises.
+// The component object's connection, probe, single-value, next-ID,
+// working-recordset, field-list and null-normalisation methods on server
+// stores: what runs on PostgreSQL, what runs on SQL Server (when a server is
+// given), and the statements the library writes for SQL Server, run for real
+// by the SQLite ODBC driver registered under a name the SQL Server test
+// recognises.
 #include "zmdb/frame/component.h"
 
 #include <filesystem>
@@ -88,6 +90,18 @@ TEST_P(ComponentOnServerTest, JetOnlyStatementsFailByTheirGuardKinds) {
   EXPECT_EQ(obj_.dbGetLastError().Number, 0);  // only refusals are recorded
   EXPECT_NE(RaisedNumber([&] { obj_.dbRecordCounts("staff", cn); }), 0);
   EXPECT_EQ(Last(), "SELECT COUNT(*) as Counts FROM [staff]");
+
+  // The field list is read with the same one-row query: the unguarded
+  // method lets the error out, null normalisation stops before any UPDATE.
+  std::string types;
+  EXPECT_NE(RaisedNumber([&] { obj_.dbGetFieldsName("staff", cn, "*", types); }), 0);
+  EXPECT_EQ(Last(), "SELECT TOP 1 * FROM [staff]");
+  EXPECT_EQ(types, "");
+  EXPECT_FALSE(obj_.dbSetNullToZero("staff", cn));
+  EXPECT_EQ(Last(), "SELECT TOP 1 * FROM [staff]");
+  EXPECT_EQ(Rows("note IS NULL"), 1);
+  EXPECT_EQ(host_->MousePointer(), rt::kPointerDefault);
+  EXPECT_EQ(obj_.dbGetLastError().Number, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, ComponentOnServerTest, ::testing::Values(Store::Postgres),
@@ -157,6 +171,11 @@ TEST_P(ComponentOnSqlServerTest, EveryMethodRuns) {
   EXPECT_EQ(Rows("id=9"), 0);
   EXPECT_FALSE(obj_.dbQueryExists("no_such_view", Variant::Missing(), true));
   EXPECT_FALSE(obj_.dbIndexExists("staff", "", true));
+
+  EXPECT_EQ(obj_.dbGetFieldsName("staff", cn), "id,code,name,note");
+  EXPECT_FALSE(obj_.dbSetNullToZero("staff", cn, "note"));
+  EXPECT_EQ(Last(), "UPDATE staff SET note = '0' WHERE note IS NULL OR note ='' ");
+  EXPECT_EQ(Rows("note='0'"), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, ComponentOnSqlServerTest, ::testing::Values(Store::SqlServer),
