@@ -286,11 +286,14 @@ Route RouteConnection(std::string_view connectionString, std::string_view provid
     case ProviderKind::File:
       route.kind = StoreKind::File;
       route.dataSource = TrimBlanks(First(route.keys, {"DATA SOURCE", "DBQ"}));
-      // The password key is written with a blank before "=" by the library.
+      // Keys are matched without their blanks: the library writes the
+      // password key with a blank before "=".
       for (const auto& [key, value] : route.keys) {
         std::string k = key;
         k.erase(std::remove(k.begin(), k.end(), ' '), k.end());
         if (k == "JETOLEDB:DATABASEPASSWORD") route.password = value;
+        if (k == "JETOLEDB:SYNCHRONOUS")
+          route.fullSync = rt::AsciiUpper(TrimBlanks(value)) == "FULL";
       }
       return route;
     case ProviderKind::Unknown:

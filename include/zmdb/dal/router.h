@@ -33,6 +33,9 @@ struct Route {
   std::string provider;    // the OLE DB provider named (or implied)
   std::string dataSource;  // the database file, or the server (or DSN) named
   std::string password;    // file store: the database password, if any
+  // File store: "Jet OLEDB:Synchronous=Full" asks that every commit reach the
+  // disk before it returns, not only the operating system's cache.
+  bool fullSync = false;
   // Every key=value pair after the provider, keys upper-cased, in order of
   // appearance kept by the text itself (`rest`).
   std::map<std::string, std::string> keys;

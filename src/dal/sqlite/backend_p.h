@@ -15,6 +15,7 @@ struct OpenOptions {
   bool create = false;  // create the file when it does not exist
   bool readOnly = false;
   int busyTimeoutMs = 5000;
+  bool fullSync = false;  // write every commit through to the disk
 };
 
 // Open a file-store database. A missing file (without `create`) raises

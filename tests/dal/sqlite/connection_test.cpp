@@ -108,6 +108,35 @@ TEST_F(ConnectionTest, OpensThroughEveryFileStoreForm) {
   }
 }
 
+// Commits go to the write-ahead log and reach the disk at checkpoints,
+// unless the connection string asks for every commit to reach it.
+TEST_F(ConnectionTest, CommitsAreWrittenThroughToTheDiskOnlyWhenAsked) {
+  const std::string jet = "PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + path_ + ";";
+  const struct {
+    std::string text;
+    std::int64_t synchronous;  // 1 normal, 2 full
+  } cases[] = {
+      {path_, 1},
+      {jet, 1},
+      {jet + "Jet OLEDB:Synchronous=Full;", 2},
+      {jet + "jet oledb:synchronous = full ", 2},
+      {jet + "Jet OLEDB:Synchronous=Normal", 1},
+      {jet + "Jet OLEDB:Synchronous=Yes", 1},
+  };
+  const auto pragma = [](Connection& cn, const char* name) {
+    auto result = cn.backend().ExecuteNative(std::string("PRAGMA ") + name, {});
+    EXPECT_TRUE(result.cursor && result.cursor->Step()) << name;
+    return std::string(result.cursor->Text(0));
+  };
+  for (const auto& c : cases) {
+    auto cn = Connection::Create();
+    cn->Open(c.text);
+    EXPECT_EQ(pragma(*cn, "journal_mode"), "wal") << c.text;
+    EXPECT_EQ(pragma(*cn, "synchronous"), std::to_string(c.synchronous)) << c.text;
+    cn->Close();
+  }
+}
+
 TEST_F(ConnectionTest, AMissingFileIsAClearErrorInTheErrorsCollection) {
   auto cn = Connection::Create();
   try {
