@@ -127,8 +127,8 @@ std::vector<zmdb::rt::SafeArray> RowArrays(int rows) {
 
 // Prepared INSERTs into T of the rows of `names` from `from` up to `to` on
 // `db`, each row committed on its own unless `oneTransaction`. The file keeps
-// the journal mode it was made with and the library's default synchronous
-// setting, as the file store leaves it.
+// the journal mode it was made with; the caller sets synchronous=NORMAL, as
+// the file store does.
 double RawInserts(sqlite3* db, const std::vector<std::string>& names, std::size_t from,
                   std::size_t to, bool oneTransaction) {
   const auto start = Clock::now();
@@ -163,9 +163,11 @@ void BM_CreateRecordVsPerRowCommits(benchmark::State& state) {
     for (const auto& p : {ourPath, rowPath, txPath}) MakeFile(p, kAddTable);
     sqlite3* db = nullptr;
     sqlite3_open(txPath.c_str(), &db);
+    Exec(db, "PRAGMA synchronous=NORMAL");
     oneTx += RawInserts(db, names, 0, names.size(), true);
     sqlite3_close(db);
     sqlite3_open(rowPath.c_str(), &db);
+    Exec(db, "PRAGMA synchronous=NORMAL");
     auto cn = Connect(ourPath);
     double t = 0;
     {
