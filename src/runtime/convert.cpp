@@ -39,7 +39,6 @@ bool DefaultPasses(const Variant& v, bool (*test)(const Variant&)) {
 namespace {
 
 using conv::DefaultOf;
-using conv::EqualsNoCase;
 using conv::Number;
 using conv::ParseCurrencyText;
 using conv::ParseStatus;
@@ -232,8 +231,8 @@ std::uint8_t CByte(const Variant& v) {
 bool CBool(const Variant& v) {
   if (v.IsString()) {
     const std::string_view s = Trim(v.AsString());
-    if (EqualsNoCase(s, "true")) return true;
-    if (EqualsNoCase(s, "false")) return false;
+    if (NameEquals(s, "true")) return true;
+    if (NameEquals(s, "false")) return false;
   }
   if (v.IsObject()) return CBool(DefaultOf(v));
   const Number n = ToNumber(v);

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string_view>
 
+#include "zmdb/runtime/object.h"
 #include "zmdb/runtime/variant.h"
 
 namespace zmdb::rt::conv {
@@ -28,15 +29,6 @@ inline std::string_view Trim(std::string_view text) {
 // ASCII lower case of one character.
 inline char Lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-// ASCII case-insensitive equality.
-inline bool EqualsNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (Lower(a[i]) != Lower(b[i])) return false;
-  }
-  return true;
 }
 
 // The outcome of reading number text.

@@ -8,7 +8,6 @@
 namespace zmdb::rt {
 namespace {
 
-using conv::EqualsNoCase;
 using conv::IsBlank;
 using conv::IsDigit;
 using conv::Lower;
@@ -58,7 +57,7 @@ bool ParseTime(Cursor& c, int& seconds) {
   c.SkipBlanks();
   const std::string_view rest = c.s.substr(c.i);
   if (rest.size() >= 2 &&
-      (EqualsNoCase(rest.substr(0, 2), "am") || EqualsNoCase(rest.substr(0, 2), "pm"))) {
+      (NameEquals(rest.substr(0, 2), "am") || NameEquals(rest.substr(0, 2), "pm"))) {
     const bool pm = Lower(rest[0]) == 'p';
     if (hour < 1 || hour > 12) return false;
     hour = hour % 12 + (pm ? 12 : 0);

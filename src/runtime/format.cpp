@@ -24,20 +24,6 @@ bool IsUpper(char c) {
   return c >= 'A' && c <= 'Z';
 }
 
-// ASCII case-insensitive equality.
-bool EqualsNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (Lower(a[i]) != Lower(b[i])) return false;
-  }
-  return true;
-}
-
-// True when `s` starts with `prefix`, ignoring case.
-bool StartsNoCase(std::string_view s, std::string_view prefix) {
-  return s.size() >= prefix.size() && EqualsNoCase(s.substr(0, prefix.size()), prefix);
-}
-
 constexpr const char* kMonthNames[] = {"January",   "February", "March",    "April",
                                        "May",       "June",     "July",     "August",
                                        "September", "October",  "November", "December"};
@@ -498,11 +484,11 @@ std::vector<DateItem> ParseDatePattern(std::string_view s) {
       continue;
     }
     const std::string_view rest = s.substr(i);
-    if (StartsNoCase(rest, "am/pm") || StartsNoCase(rest, "a/p")) {
+    if (StartsWithNoCase(rest, "am/pm") || StartsWithNoCase(rest, "a/p")) {
       DateItem item;
       item.kind = DateItem::AmPm;
       item.upper = IsUpper(c);
-      item.singleLetter = !StartsNoCase(rest, "am/pm");
+      item.singleLetter = !StartsWithNoCase(rest, "am/pm");
       i += item.singleLetter ? 2 : 4;
       items.push_back(item);
       continue;
@@ -681,7 +667,7 @@ bool IsDatePattern(std::string_view s) {
           dateLetter = true;
           break;
         case 'a':
-          if (StartsNoCase(s.substr(i), "am/pm") || StartsNoCase(s.substr(i), "a/p"))
+          if (StartsWithNoCase(s.substr(i), "am/pm") || StartsWithNoCase(s.substr(i), "a/p"))
             dateLetter = true;
           break;
         default:
@@ -728,14 +714,14 @@ std::optional<std::string> FormatNamed(const Variant& v, std::string_view name) 
       {"Scientific", "0.00E+00", false},
   };
   for (const Alias& a : kAliases) {
-    if (!EqualsNoCase(name, a.name)) continue;
+    if (!NameEquals(name, a.name)) continue;
     return a.date ? FormatWithDatePattern(v, a.pattern) : FormatWithNumberPattern(v, a.pattern);
   }
-  if (EqualsNoCase(name, "General Date")) {
+  if (NameEquals(name, "General Date")) {
     const std::optional<Date> d = DateOf(v);
     return d ? DateToText(*d) : v.AsString();
   }
-  if (EqualsNoCase(name, "General Number")) {
+  if (NameEquals(name, "General Number")) {
     if (v.IsString()) {
       const auto d = ParseNumber(v.AsString());
       return d ? DoubleToText(*d) : v.AsString();
@@ -746,7 +732,7 @@ std::optional<std::string> FormatNamed(const Variant& v, std::string_view name) 
   static constexpr std::pair<const char*, const char*> kTwoWay[] = {
       {"Yes", "No"}, {"True", "False"}, {"On", "Off"}};
   for (const auto& [yes, no] : kTwoWay) {
-    if (!EqualsNoCase(name, fmt::format("{}/{}", yes, no))) continue;
+    if (!NameEquals(name, fmt::format("{}/{}", yes, no))) continue;
     const std::optional<SignedDecimal> n = NumberOf(v);
     if (!n) return v.AsString();
     return n->magnitude.IsZero() ? no : yes;

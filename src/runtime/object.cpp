@@ -26,10 +26,9 @@ Variant Object::DefaultValue() {
 // ASCII case-insensitive equality, as member and collection look-ups use.
 bool NameEquals(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
+  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
   for (std::size_t i = 0; i < a.size(); ++i) {
-    if (std::tolower(static_cast<unsigned char>(a[i])) !=
-        std::tolower(static_cast<unsigned char>(b[i])))
-      return false;
+    if (lower(a[i]) != lower(b[i])) return false;
   }
   return true;
 }

@@ -7,6 +7,7 @@
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/rows_cursor.h"
 #include "zmdb/runtime/convert.h"
+#include "zmdb/runtime/object.h"
 
 namespace zmdb::dal::odbc {
 
@@ -18,14 +19,6 @@ constexpr std::size_t kBlockBytes = 256 * 1024;
 constexpr SQLULEN kMaxBlock = 512;
 // Room for a date or timestamp read as text, era and zone included.
 constexpr std::size_t kDateTextBytes = 64;
-
-// Whether two names are equal without regard to ASCII case.
-bool NameEqualsNoCase(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           return std::tolower(static_cast<unsigned char>(x)) ==
-                  std::tolower(static_cast<unsigned char>(y));
-         });
-}
 
 }  // namespace
 
@@ -96,7 +89,7 @@ OdbcCursor::OdbcCursor(std::shared_ptr<StatementHandle> st, std::string statemen
     if (!known && !link.oneActiveStatement) known = &keys_->Get(c.baseTable);
     if (known) {
       c.key = std::any_of(known->begin(), known->end(),
-                          [&](const std::string& k) { return NameEqualsNoCase(k, c.baseColumn); });
+                          [&](const std::string& k) { return rt::NameEquals(k, c.baseColumn); });
     }
   }
   Plan();
