@@ -145,6 +145,9 @@ constexpr Home kFabricated{"records", "src/records/fabricated.cpp"};
 constexpr Home kTypes{"types", "src/types/methods.cpp"};
 constexpr Home kSqlconv{"sqlconv", "src/sqlconv/methods.cpp"};
 constexpr Home kTables{"schema", "src/schema/tables.cpp"};
+// Built methods of files whose other methods are not built yet.
+constexpr Home kFieldRename{"schema", "src/schema/fields.cpp"};
+constexpr Home kProcedures{"connect", "src/connect/server.cpp"};
 // Not built yet.
 constexpr Home kCreate{"connect", "src/connect/create.cpp", "database creation"};
 constexpr Home kServer{"connect", "src/connect/server.cpp",
@@ -350,7 +353,7 @@ std::vector<MethodSpec> BuildTable() {
                  Opt("fbRequired", Boolean, B(false))}));
   t.push_back(M(kFields, 64, "dbRemoveFieldItem", Boolean, G::Recording,
                 {In("fsTblName", String), In("fsFldName", String), OptRef("bIsAdodb", Boolean)}));
-  t.push_back(M(kFields, 65, "dbModifyFieldName", Boolean, G::Recording,
+  t.push_back(M(kFieldRename, 65, "dbModifyFieldName", Boolean, G::Recording,
                 {In("fsTblName", String), In("fsOldName", Variant), In("fsNewName", String),
                  OptRef("Conn", Variant)},
                 Bind(&C::dbModifyFieldName)));
@@ -381,10 +384,10 @@ std::vector<MethodSpec> BuildTable() {
   t.push_back(M(kServer, 73, "dbSQLTblExists", Boolean, G::Silent,
                 {Ref("fsTbl", String), Ref("fsServer", String), Ref("fsUser", String),
                  Ref("fsPwd", String), OptRef("fsProvider", String, S("SQLOLEDB"))}));
-  t.push_back(M(kServer, 74, "dbExecProc", Boolean, G::OwnHandler,
-                {In("cn", Variant), Ref("ProcName", String), Ref("InputParm", Array),
-                 Opt("RetParm", Object)},
-                Bind(&C::dbExecProc)));
+  t.push_back(M(
+      kProcedures, 74, "dbExecProc", Boolean, G::OwnHandler,
+      {In("cn", Variant), Ref("ProcName", String), Ref("InputParm", Array), Opt("RetParm", Object)},
+      Bind(&C::dbExecProc)));
   t.push_back(M(kServer, 75, "dbListSQLTables", Array, G::Recording,
                 {Ref("fsVal", Variant), In("Conn", Variant), Opt("bIsAll", Boolean, B(false))}));
   t.push_back(M(kServer, 76, "dbGetServerDate", Date, G::Unguarded, {In("fConn", Variant)}));

@@ -17,8 +17,7 @@ bool clsZMDBFunc::dbModifyFieldName(const std::string& fsTblName, const rt::Vari
     const rt::Variant target = Conn.IsMissing() ? db : Conn;
     if (dbIsSQLConnect(target)) {
       result = schema::RenameOnServer(
-          *this, target,
-          schema::ColumnRenameArguments(fsTblName, rt::CStr(fsOldName), fsNewName));
+          *this, target, schema::ColumnRenameArguments(fsTblName, rt::CStr(fsOldName), fsNewName));
       return;
     }
     const rt::Variant def = rt::ItemOf(rt::GetProp(db, "TableDefs"), rt::Variant(fsTblName));

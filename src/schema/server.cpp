@@ -1,6 +1,5 @@
 // What the schema methods say only to SQL Server: the rename procedure.
 #include "server_p.h"
-
 #include "zmdb/dal/command.h"
 
 namespace zmdb::schema {

@@ -155,8 +155,8 @@ bool clsZMDBFunc::dbModifyTableName(const rt::Variant& fsOldName, const std::str
     // Without Conn the server test is asked about the default database, the store renamed.
     const Variant target = Conn.IsMissing() ? db : Conn;
     if (dbIsSQLConnect(target)) {
-      result = schema::RenameOnServer(
-          *this, target, schema::TableRenameArguments(rt::CStr(fsOldName), fsNewName));
+      result = schema::RenameOnServer(*this, target,
+                                      schema::TableRenameArguments(rt::CStr(fsOldName), fsNewName));
       return;
     }
     const Variant def = rt::ItemOf(rt::GetProp(db, "TableDefs"), fsOldName);

@@ -85,15 +85,14 @@ class TablesTest : public ComponentTest {
   // A field appended to a definition through the DAO objects.
   static void AddField(const Variant& def, const std::string& name, std::int32_t type,
                        std::int32_t size = 0) {
-    const Variant f = rt::CallMethod(def, "CreateField",
-                                     {Variant(name), Variant(type), Variant(size)});
+    const Variant f =
+        rt::CallMethod(def, "CreateField", {Variant(name), Variant(type), Variant(size)});
     rt::CallMethod(rt::GetProp(def, "Fields"), "Append", {f});
   }
   static std::string Description(const Variant& object) {
     try {
-      return rt::TextOf(
-          rt::GetProp(rt::ItemOf(rt::GetProp(object, "Properties"), Variant("Description")),
-                      "Value"));
+      return rt::TextOf(rt::GetProp(
+          rt::ItemOf(rt::GetProp(object, "Properties"), Variant("Description")), "Value"));
     } catch (const rt::PlatformError&) {
       return "(none)";
     }
