@@ -143,6 +143,13 @@ TEST_F(ProceduresOnStandInTest, ParametersAreTypedAndAppendedInOrderWithTheOutpu
     EXPECT_EQ(e.p->data().direction, e.direction);
   }
   ExpectShownErrors();
+  // A closed connection, or no parameter array: False, and the pointer reset.
+  host_->ClearRecord();
+  EXPECT_FALSE(obj_.dbExecProc(Variant(rt::ObjectRef(Connection::Create())), "p",
+                               Params({Param(Variant("a"))})));
+  EXPECT_FALSE(obj_.dbExecProc(conn(), "p", rt::SafeArray()));
+  EXPECT_EQ(host_->pointerHistory(), (std::vector<int>{11, 0, 11, 0}));
+  EXPECT_EQ(obj_.dbGetLastError().Number, 0);
 }
 
 TEST_F(ProceduresOnStandInTest, RenamesGoToTheRenameProcedure) {
@@ -158,15 +165,6 @@ TEST_F(ProceduresOnStandInTest, RenamesGoToTheRenameProcedure) {
     EXPECT_NE(host_->shown().back().prompt.find("sp_rename"), std::string::npos) << what;
     ExpectShownErrors();
   }
-}
-
-TEST_F(ProceduresOnStandInTest, AClosedConnectionOrNoParameterArrayAnswersFalse) {
-  auto closed = Connection::Create();
-  EXPECT_FALSE(obj_.dbExecProc(Variant(rt::ObjectRef(closed)), "p", Params({Param(Variant("a"))})));
-  EXPECT_FALSE(obj_.dbExecProc(conn(), "p", rt::SafeArray()));
-  EXPECT_EQ(host_->pointerHistory(),
-            (std::vector<int>{rt::kPointerHourglass, 0, rt::kPointerHourglass, 0}));
-  EXPECT_EQ(obj_.dbGetLastError().Number, 0);
 }
 
 }  // namespace
