@@ -1,5 +1,7 @@
-# Connection strings, the SQL Server test and the default connections.
+# Connection strings, the SQL Server test, the default connections and
+# stored procedures.
 zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/connstr.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/methods.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/dialect.cpp
-                            ${CMAKE_CURRENT_LIST_DIR}/connections.cpp)
+                            ${CMAKE_CURRENT_LIST_DIR}/connections.cpp
+                            ${CMAKE_CURRENT_LIST_DIR}/server.cpp)

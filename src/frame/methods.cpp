@@ -144,12 +144,14 @@ constexpr Home kNulls{"records", "src/records/nulls.cpp"};
 constexpr Home kFabricated{"records", "src/records/fabricated.cpp"};
 constexpr Home kTypes{"types", "src/types/methods.cpp"};
 constexpr Home kSqlconv{"sqlconv", "src/sqlconv/methods.cpp"};
+constexpr Home kTables{"schema", "src/schema/tables.cpp"};
+// Built methods of files whose other methods are not built yet.
+constexpr Home kFieldRename{"schema", "src/schema/fields.cpp"};
+constexpr Home kProcedures{"connect", "src/connect/server.cpp"};
 // Not built yet.
 constexpr Home kCreate{"connect", "src/connect/create.cpp", "database creation"};
 constexpr Home kServer{"connect", "src/connect/server.cpp",
                        "the server catalogue, rights and procedures"};
-constexpr Home kTables{"schema", "src/schema/tables.cpp",
-                       "table definitions on both stores, with linked tables"};
 constexpr Home kFields{"schema", "src/schema/fields.cpp", "field changes on both stores"};
 constexpr Home kIndexes{"schema", "src/schema/indexes.cpp", "index changes on both stores"};
 constexpr Home kRelations{"schema", "src/schema/relations.cpp", "relations on both stores"};
@@ -322,15 +324,20 @@ std::vector<MethodSpec> BuildTable() {
   // "VirturlIndex" keeps the interface's spelling on purpose.
   t.push_back(M(kTables, 50, "dbCreateTableItem", Boolean, G::Recording,
                 {In("fsTblName", String), Opt("TblConn", String), Opt("bSavePasswd", Boolean),
-                 Opt("VirturlIndex", String), OptRef("Conn", Variant)}));
-  t.push_back(
-      M(kTables, 51, "dbCreateTableOver", Boolean, G::Recording, {In("fsTblName", String)}));
-  t.push_back(M(kTables, 52, "dbSetTableItem", Boolean, G::Recording, {In("fsTblName", String)}));
-  t.push_back(M(kTables, 53, "dbCloseTable", Boolean, G::Recording, {In("fsTblName", String)}));
+                 Opt("VirturlIndex", String), OptRef("Conn", Variant)},
+                Bind(&C::dbCreateTableItem)));
+  t.push_back(M(kTables, 51, "dbCreateTableOver", Boolean, G::Recording, {In("fsTblName", String)},
+                Bind(&C::dbCreateTableOver)));
+  t.push_back(M(kTables, 52, "dbSetTableItem", Boolean, G::Recording, {In("fsTblName", String)},
+                Bind(&C::dbSetTableItem)));
+  t.push_back(M(kTables, 53, "dbCloseTable", Boolean, G::Recording, {In("fsTblName", String)},
+                Bind(&C::dbCloseTable)));
   t.push_back(M(kTables, 54, "dbRemoveTableItem", Boolean, G::Recording,
-                {In("fsTblName", String), Opt("fbIsSQLServer", Boolean), OptRef("Conn", Variant)}));
+                {In("fsTblName", String), Opt("fbIsSQLServer", Boolean), OptRef("Conn", Variant)},
+                Bind(&C::dbRemoveTableItem)));
   t.push_back(M(kTables, 55, "dbModifyTableName", Boolean, G::Recording,
-                {In("fsOldName", Variant), In("fsNewName", String), OptRef("Conn", Variant)}));
+                {In("fsOldName", Variant), In("fsNewName", String), OptRef("Conn", Variant)},
+                Bind(&C::dbModifyTableName)));
   t.push_back(M(kErrors, 58, "dbGetLastError", Record, G::Unguarded, {}, Bind(&C::dbGetLastError)));
   t.push_back(M(kErrors, 59, "dbClearError", Void, G::Unguarded, {}, Bind(&C::dbClearError)));
   t.push_back(M(kErrors, 60, "dbSetDebug", Variant, G::Unguarded, {In("fbDebug", Boolean)},
@@ -346,9 +353,10 @@ std::vector<MethodSpec> BuildTable() {
                  Opt("fbRequired", Boolean, B(false))}));
   t.push_back(M(kFields, 64, "dbRemoveFieldItem", Boolean, G::Recording,
                 {In("fsTblName", String), In("fsFldName", String), OptRef("bIsAdodb", Boolean)}));
-  t.push_back(M(kFields, 65, "dbModifyFieldName", Boolean, G::Recording,
+  t.push_back(M(kFieldRename, 65, "dbModifyFieldName", Boolean, G::Recording,
                 {In("fsTblName", String), In("fsOldName", Variant), In("fsNewName", String),
-                 OptRef("Conn", Variant)}));
+                 OptRef("Conn", Variant)},
+                Bind(&C::dbModifyFieldName)));
   t.push_back(M(kIndexes, 66, "dbIndexDefs", Array, G::Recording,
                 {In("fsTblName", String), OptRef("Conn", Variant)}));
   t.push_back(
@@ -376,9 +384,10 @@ std::vector<MethodSpec> BuildTable() {
   t.push_back(M(kServer, 73, "dbSQLTblExists", Boolean, G::Silent,
                 {Ref("fsTbl", String), Ref("fsServer", String), Ref("fsUser", String),
                  Ref("fsPwd", String), OptRef("fsProvider", String, S("SQLOLEDB"))}));
-  t.push_back(M(kServer, 74, "dbExecProc", Boolean, G::OwnHandler,
-                {In("cn", Variant), Ref("ProcName", String), Ref("InputParm", Array),
-                 Opt("RetParm", Object)}));
+  t.push_back(M(
+      kProcedures, 74, "dbExecProc", Boolean, G::OwnHandler,
+      {In("cn", Variant), Ref("ProcName", String), Ref("InputParm", Array), Opt("RetParm", Object)},
+      Bind(&C::dbExecProc)));
   t.push_back(M(kServer, 75, "dbListSQLTables", Array, G::Recording,
                 {Ref("fsVal", Variant), In("Conn", Variant), Opt("bIsAll", Boolean, B(false))}));
   t.push_back(M(kServer, 76, "dbGetServerDate", Date, G::Unguarded, {In("fConn", Variant)}));

@@ -1,4 +1,4 @@
-// Probe statements of the existence tests.
+// Statements of the existence probes and of the table and field methods.
 #include "zmdb/schema/statements.h"
 
 #include <fmt/format.h>
@@ -28,6 +28,28 @@ std::string FieldProbeStatement(std::string_view table, std::string_view field) 
 
 std::string IndexProbeStatement(std::string_view index) {
   return fmt::format("SELECT name FROM sysindexes WHERE name = '{}'", index);
+}
+
+std::string LinkSourceName(std::string_view table) {
+  return fmt::format("dbo.{}", table);
+}
+
+std::string VirtualIndexStatement(std::string_view table, std::string_view columns) {
+  return fmt::format("CREATE UNIQUE INDEX __uniqueindex ON {}({}) WITH DISALLOW NULL;", table,
+                     columns);
+}
+
+std::string DropTableStatement(std::string_view table, bool sqlServer) {
+  return fmt::format("DROP TABLE {}[{}]", sqlServer ? "dbo." : "", table);
+}
+
+RenameArguments TableRenameArguments(std::string_view oldName, std::string_view newName) {
+  return {fmt::format("dbo.{}", oldName), std::string(newName), "object"};
+}
+
+RenameArguments ColumnRenameArguments(std::string_view table, std::string_view oldName,
+                                      std::string_view newName) {
+  return {fmt::format("dbo.{}.[{}]", table, oldName), std::string(newName), "column"};
 }
 
 }  // namespace zmdb::schema

@@ -101,6 +101,29 @@ class clsZMDBFunc {
   bool dbIndexExists(const std::string& fsTblName, const std::string& fsIndexName = "",
                      bool fbIsSQLServer = false);
 
+  // ---- Tables ----
+  // "VirturlIndex" keeps the interface's spelling on purpose.
+  bool dbCreateTableItem(const std::string& fsTblName, const std::string& TblConn = "",
+                         bool bSavePasswd = false, const std::string& VirturlIndex = "",
+                         const rt::Variant& Conn = rt::Variant::Missing());
+  bool dbCreateTableOver(const std::string& fsTblName);
+  bool dbSetTableItem(const std::string& fsTblName);
+  bool dbCloseTable(const std::string& fsTblName);
+  bool dbRemoveTableItem(const std::string& fsTblName, bool fbIsSQLServer = false,
+                         const rt::Variant& Conn = rt::Variant::Missing());
+  bool dbModifyTableName(const rt::Variant& fsOldName, const std::string& fsNewName,
+                         const rt::Variant& Conn = rt::Variant::Missing());
+  // ---- Field renames ----
+  bool dbModifyFieldName(const std::string& fsTblName, const rt::Variant& fsOldName,
+                         const std::string& fsNewName,
+                         const rt::Variant& Conn = rt::Variant::Missing());
+  // ---- Stored procedures ----
+  // Runs ProcName on cn with InputParm (indexes 0 to the upper bound) as input
+  // parameters and RetParm, when given, as an output parameter appended last.
+  // On failure shows the connection's errors and answers False.
+  bool dbExecProc(const rt::Variant& cn, const std::string& ProcName,
+                  const rt::SafeArray& InputParm, const rt::ObjectRef& RetParm = nullptr);
+
   // ---- Single-value record operations and next-ID generation ----
   bool dbIsExist(const std::string& fsTblName, const std::string& fsFldName,
                  const std::string& fItemData, std::int32_t fType = 0,

@@ -1,8 +1,9 @@
-// The probe statements of the existence tests, built apart from running them.
-// Which names are bracketed differs between probes on purpose: only the
-// table probe brackets its name.
+// The statements the schema methods run, built apart from running them.
+// Which names are bracketed differs between statements on purpose: only the
+// table probe and the table drops bracket their names.
 #pragma once
 
+#include <array>
 #include <string>
 #include <string_view>
 
@@ -20,5 +21,25 @@ std::string TableProbeStatement(std::string_view table);
 std::string FieldProbeStatement(std::string_view table, std::string_view field);
 // An index on SQL Server, by name over the whole database (sysindexes).
 std::string IndexProbeStatement(std::string_view index);
+
+// ---- Tables and renames ----
+
+// The source name of a linked table: "dbo." + table.
+std::string LinkSourceName(std::string_view table);
+// The unique index that makes a keyless link updatable: "CREATE UNIQUE INDEX
+// __uniqueindex ON t(cols) WITH DISALLOW NULL;" (the table name unbracketed,
+// the column list as given).
+std::string VirtualIndexStatement(std::string_view table, std::string_view columns);
+// "DROP TABLE dbo.[t]" on SQL Server, else "DROP TABLE [t]".
+std::string DropTableStatement(std::string_view table, bool sqlServer);
+
+// The server's rename procedure and its three argument values, in order.
+inline constexpr std::string_view kRenameProcedure = "sp_rename";
+using RenameArguments = std::array<std::string, 3>;
+// A table: "dbo." + old, new, "object".
+RenameArguments TableRenameArguments(std::string_view oldName, std::string_view newName);
+// A column: "dbo." + table + ".[" + old + "]", new, "column".
+RenameArguments ColumnRenameArguments(std::string_view table, std::string_view oldName,
+                                      std::string_view newName);
 
 }  // namespace zmdb::schema

@@ -1,0 +1,239 @@
+// Tables on the file store: the creation protocol on the DAO and ADO paths,
+// linked-table definitions, removal, and renames of tables and fields, each
+// checked after closing and reopening the file.
+#include <gtest/gtest.h>
+
+#include "component_fixture.h"
+#include "zmdb/dal/dao/dao.h"
+#include "zmdb/schema/statements.h"
+
+namespace zmdb::testing {
+namespace {
+
+using rt::Variant;
+using Lines = std::vector<std::string>;
+
+TEST(TableStatements, AreWrittenAsTheStoresExpect) {
+  EXPECT_EQ(schema::VirtualIndexStatement("Pay Roll", "ID, Code"),
+            "CREATE UNIQUE INDEX __uniqueindex ON Pay Roll(ID, Code) WITH DISALLOW NULL;");
+  EXPECT_EQ(schema::DropTableStatement("T", true), "DROP TABLE dbo.[T]");
+  EXPECT_EQ(schema::ColumnRenameArguments("T", "Old Name", "New"),
+            (schema::RenameArguments{"dbo.T.[Old Name]", "New", "column"}));
+}
+
+// Shows the state kept between dbCreateTableItem and dbCreateTableOver.
+class TableState : public clsZMDBFunc {
+ public:
+  using clsZMDBFunc::pendingTable_;
+  using clsZMDBFunc::virtualIndexText_;
+};
+
+class TablesTest : public ComponentTest {
+ protected:
+  void SetUp() override {
+    ComponentTest::SetUp();
+    obj_ = std::make_unique<TableState>();
+    cn_->Execute("CREATE VIEW Cheap AS SELECT * FROM Staff WHERE Kind=1");
+  }
+  TableState& state() { return static_cast<TableState&>(*obj_); }
+  void OpenDefault() {
+    cn_->Close();
+    ASSERT_TRUE(obj_->dbOpenDateBase(path_, ""));
+  }
+  void Reopen() {
+    ASSERT_TRUE(obj_->dbCloseConnect(true));
+    ASSERT_TRUE(obj_->dbOpenDateBase(path_, ""));
+  }
+  Variant Db() { return Variant(obj_->dbGetConnect(true)); }
+  void Run(const std::string& sql) { rt::CallMethod(Db(), "Execute", {Variant(sql)}); }
+  Variant Def(const std::string& table) {
+    return rt::ItemOf(rt::GetProp(Db(), "TableDefs"), Variant(table));
+  }
+  static Lines Names(const Variant& collection) {
+    return rt::ObjectAs<dal::dao::Collection>(collection)->Names();
+  }
+  bool HasTable(const std::string& table) {
+    const Lines names = Names(rt::GetProp(Db(), "TableDefs"));
+    return std::find(names.begin(), names.end(), table) != names.end();
+  }
+  static std::string Props(const Variant& object, std::initializer_list<const char*> names) {
+    std::string out;
+    for (const char* p : names)
+      out += std::string(" ") + p + "=" + rt::TextOf(rt::GetProp(object, p));
+    try {
+      out += " " +
+             rt::TextOf(rt::GetProp(
+                 rt::ItemOf(rt::GetProp(object, "Properties"), Variant("Description")), "Value"));
+    } catch (const rt::PlatformError&) {
+    }
+    return out;
+  }
+  // Everything a table is besides its name: description, fields, indexes, rows.
+  Lines Fingerprint(const std::string& table) {
+    const Variant def = Def(table);
+    Lines out{Props(def, {})};
+    const Variant fields = rt::GetProp(def, "Fields");
+    for (const auto& name : Names(fields)) {
+      out.push_back(name + Props(rt::ItemOf(fields, Variant(name)),
+                                 {"Type", "Size", "Attributes", "Required", "AllowZeroLength",
+                                  "DefaultValue", "OrdinalPosition"}));
+    }
+    const Variant indexes = rt::GetProp(def, "Indexes");
+    for (const auto& name : Names(indexes)) {
+      const Variant i = rt::ItemOf(indexes, Variant(name));
+      out.push_back(name + Props(i, {"Primary", "Unique", "Required", "IgnoreNulls"}));
+      for (const auto& f : Names(rt::GetProp(i, "Fields"))) out.back() += " " + f;
+    }
+    auto rs = Open(Connect(), "SELECT * FROM [" + table + "] ORDER BY 1");
+    for (const auto& row : rs->VisibleRows()) {
+      out.emplace_back("row");
+      for (const auto& v : row) out.back() += " " + rt::TextOf(v);
+    }
+    return out;
+  }
+  // An AutoNumber key whose next number is 4, an index, a default, a
+  // Required field and descriptions.
+  void MakePerson() {
+    for (const char* sql :
+         {"CREATE TABLE Person (ID COUNTER CONSTRAINT pk_Person PRIMARY KEY, "
+          "Name TEXT(20) NOT NULL, Age SHORT DEFAULT 18, Note MEMO)",
+          "CREATE INDEX ByName ON Person (Name)",
+          "INSERT INTO Person (Name, Note) VALUES ('Li', 'first')",
+          "INSERT INTO Person (Name, Age) VALUES ('Wang', 40)",
+          "INSERT INTO Person (Name) VALUES ('Zhao')", "DELETE FROM Person WHERE ID = 3"}) {
+      Run(sql);
+    }
+    for (const Variant& o :
+         {Def("Person"), rt::ItemOf(rt::GetProp(Def("Person"), "Fields"), Variant("Name"))}) {
+      const Variant p = rt::CallMethod(o, "CreateProperty",
+                                       {Variant("Description"), Variant(10), Variant("described")});
+      rt::CallMethod(rt::GetProp(o, "Properties"), "Append", {p});
+    }
+  }
+  std::int32_t LastNumber() { return obj_->dbGetLastError().Number; }
+};
+
+TEST_F(TablesTest, WithoutADefaultDatabaseFalseAndWithAnotherConnTrueBothDoingNothing) {
+  const std::pair<const char*, std::function<bool()>> cases[] = {
+      {"create", [&] { return obj_->dbCreateTableItem("T"); }},
+      {"over", [&] { return obj_->dbCreateTableOver("Staff"); }},
+      {"set", [&] { return obj_->dbSetTableItem("Staff"); }},
+      {"remove", [&] { return obj_->dbRemoveTableItem("Staff"); }},
+      {"remove on the server", [&] { return obj_->dbRemoveTableItem("Staff", true); }},
+      {"rename", [&] { return obj_->dbModifyTableName(Variant("Staff"), "Crew"); }},
+      {"rename field", [&] { return obj_->dbModifyFieldName("Staff", Variant("Name"), "N"); }},
+  };
+  for (const auto& [what, call] : cases) EXPECT_FALSE(call()) << what;
+  const Variant recordset(rt::ObjectRef(dal::Recordset::Create()));
+  EXPECT_TRUE(obj_->dbCreateTableItem("T", "", false, "", recordset));
+  EXPECT_TRUE(obj_->dbRemoveTableItem("Staff", true, recordset));
+  EXPECT_EQ(state().pendingTable_, nullptr);
+  EXPECT_EQ(LastNumber(), 0);
+  EXPECT_EQ(Count(), 3);
+}
+
+TEST_F(TablesTest, ADaoDefinitionIsAppendedOnlyUnderItsExactNameAndAnExistingOneNever) {
+  OpenDefault();
+  EXPECT_TRUE(obj_->dbCreateTableItem("Dept"));
+  const Variant def(obj_->currentTableDef());
+  rt::CallMethod(rt::GetProp(def, "Fields"), "Append",
+                 {rt::CallMethod(def, "CreateField", {Variant("Code"), Variant(10), Variant(8)})});
+  EXPECT_FALSE(obj_->dbCreateTableOver("dept"));
+  EXPECT_FALSE(HasTable("Dept"));
+  EXPECT_EQ(LastNumber(), 0);
+  EXPECT_TRUE(obj_->dbCreateTableOver("Dept"));
+  // An existing table becomes the definition: a field added alters it at
+  // once, and appending it again is an error.
+  EXPECT_TRUE(obj_->dbCreateTableItem("Staff"));
+  const Variant staff(obj_->currentTableDef());
+  rt::CallMethod(rt::GetProp(staff, "Fields"), "Append",
+                 {rt::CallMethod(staff, "CreateField", {Variant("Age"), Variant(3)})});
+  EXPECT_FALSE(obj_->dbCreateTableOver("Staff"));
+  EXPECT_NE(LastNumber(), 0);
+  Reopen();
+  EXPECT_EQ(Names(rt::GetProp(Def("Dept"), "Fields")), Lines{"Code"});
+  EXPECT_EQ(Names(rt::GetProp(Def("Staff"), "Fields")).back(), "Age");
+  EXPECT_EQ(Open(Connect(), "SELECT * FROM Staff")->VisibleRows().size(), 3u);
+}
+
+TEST_F(TablesTest, ALinkIsDefinedOnDboAndAFailingVirtualIndexLeavesItAppended) {
+  OpenDefault();
+  const std::string connect = "ODBC;DRIVER=SQL Server;SERVER=nowhere;DATABASE=hr;";
+  EXPECT_TRUE(obj_->dbCreateTableItem("Roster", connect));
+  EXPECT_EQ(rt::CLng(rt::GetProp(Variant(obj_->currentTableDef()), "Attributes")), 0);
+  EXPECT_EQ(state().virtualIndexText_, "");
+  EXPECT_TRUE(obj_->dbCreateTableItem("Crew", connect, true, "ID"));
+  EXPECT_EQ(state().virtualIndexText_, "ID");
+  // The source cannot be reached, so the index on the link cannot be made.
+  EXPECT_FALSE(obj_->dbCreateTableOver("Crew"));
+  EXPECT_NE(LastNumber(), 0);
+  Reopen();
+  const Variant crew = Def("Crew");
+  EXPECT_EQ(rt::CStr(rt::GetProp(crew, "Connect")), connect);
+  EXPECT_EQ(rt::CStr(rt::GetProp(crew, "SourceTableName")), "dbo.Crew");
+  EXPECT_EQ(rt::CLng(rt::GetProp(crew, "Attributes")) & 131072, 131072);
+}
+
+TEST_F(TablesTest, OnAConnectionACatalogueTableWaitsWithItsDescriptionAndStaysPending) {
+  EXPECT_TRUE(obj_->dbCreateTableItem("Dept", "ignored", true, "ignored", conn()));
+  EXPECT_TRUE(state().virtualIndexText_.empty());
+  rt::CallMethod(rt::GetProp(Variant(state().pendingTable_), "Columns"), "Append",
+                 {Variant("Code"), Variant(202), Variant(8)});
+  EXPECT_TRUE(obj_->dbCreateTableOver("Dept"));
+  OpenDefault();
+  EXPECT_EQ(Fingerprint("Dept").front(), " Dept");
+  EXPECT_EQ(Names(rt::GetProp(Def("Dept"), "Fields")), Lines{"Code"});
+  EXPECT_FALSE(obj_->dbCreateTableOver("Dept"));  // appended again
+  EXPECT_NE(LastNumber(), 0);
+}
+
+TEST_F(TablesTest, RemoveDropsByPathAndADatabaseConnDeletesTheSavedQuery) {
+  cn_->Execute("CREATE TABLE A (X INTEGER)");
+  cn_->Execute("CREATE TABLE B (X INTEGER)");
+  EXPECT_TRUE(obj_->dbRemoveTableItem("A", false, conn()));
+  EXPECT_EQ(LastStatement(*cn_), "DROP TABLE [A]");
+  EXPECT_FALSE(obj_->dbRemoveTableItem("B", true, conn()));  // no dbo schema in a file
+  EXPECT_EQ(LastStatement(*cn_), "DROP TABLE dbo.[B]");
+  EXPECT_NE(LastNumber(), 0);
+  OpenDefault();
+  EXPECT_TRUE(obj_->dbRemoveTableItem("Cheap", false, Db()));
+  EXPECT_FALSE(obj_->dbRemoveTableItem("Staff", false, Db()));  // not a saved query
+  EXPECT_TRUE(obj_->dbRemoveTableItem("B"));
+  EXPECT_FALSE(obj_->dbRemoveTableItem("B"));
+  Reopen();
+  EXPECT_EQ(Names(rt::GetProp(Db(), "QueryDefs")), Lines{});
+  EXPECT_TRUE(HasTable("Staff"));
+  EXPECT_FALSE(HasTable("A") || HasTable("B"));
+}
+
+TEST_F(TablesTest, RenamesKeepEveryRowAndPropertyAndReplaceATableOfTheNewName) {
+  OpenDefault();
+  MakePerson();
+  Run("CREATE TABLE Crew (X INTEGER)");
+  Lines before = Fingerprint("Person");
+  ASSERT_EQ(before.front(), " described");
+  EXPECT_TRUE(obj_->dbModifyTableName(Variant("Person"), "Crew"));
+  EXPECT_EQ(rt::CStr(rt::GetProp(Variant(obj_->currentTableDef()), "Name")), "Crew");
+  EXPECT_TRUE(obj_->dbModifyFieldName("Crew", Variant("Name"), "FullName"));
+  Reopen();
+  EXPECT_FALSE(HasTable("Person"));
+  for (auto& line : before) {
+    if (line.rfind("Name ", 0) == 0) line.replace(0, 4, "FullName");
+    if (line.rfind("ByName ", 0) == 0) line.replace(line.rfind(" Name"), 5, " FullName");
+  }
+  EXPECT_EQ(Fingerprint("Crew"), before);
+  Run("INSERT INTO Crew (FullName) VALUES ('Sun')");  // the AutoNumber goes on
+  EXPECT_EQ(Fingerprint("Crew").back(), "row 4 Sun 18 ");
+  EXPECT_EQ(LastNumber(), 0);
+  // A missing table or field is an error; a table of the target name is dropped all the same.
+  Run("CREATE TABLE Gone (X INTEGER)");
+  EXPECT_FALSE(obj_->dbModifyTableName(Variant("Nowhere"), "Gone"));
+  EXPECT_NE(LastNumber(), 0);
+  EXPECT_FALSE(HasTable("Gone"));
+  obj_->dbClearError();
+  EXPECT_FALSE(obj_->dbModifyFieldName("Crew", Variant("Name"), "Other", Db()));
+  EXPECT_NE(LastNumber(), 0);
+}
+
+}  // namespace
+}  // namespace zmdb::testing
