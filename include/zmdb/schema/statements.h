@@ -21,4 +21,17 @@ std::string FieldProbeStatement(std::string_view table, std::string_view field);
 // An index on SQL Server, by name over the whole database (sysindexes).
 std::string IndexProbeStatement(std::string_view index);
 
+// Field and query statements. Names are not bracketed: a name that needs
+// brackets makes the statement fail, as callers expect.
+// "ALTER TABLE t DROP COLUMN f".
+std::string DropColumnStatement(std::string_view table, std::string_view field);
+// "CREATE VIEW dbo.q AS sql" (SQL Server).
+std::string CreateViewStatement(std::string_view view, std::string_view sql);
+// "DROP VIEW dbo.q" (SQL Server).
+std::string DropViewStatement(std::string_view view);
+// "CREATE TABLE q AS sql": a query kept as a table on other connections.
+std::string CreateTableAsStatement(std::string_view table, std::string_view sql);
+// "DROP TABLE q".
+std::string DropTableStatement(std::string_view table);
+
 }  // namespace zmdb::schema
