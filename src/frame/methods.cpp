@@ -145,18 +145,16 @@ constexpr Home kFabricated{"records", "src/records/fabricated.cpp"};
 constexpr Home kTypes{"types", "src/types/methods.cpp"};
 constexpr Home kSqlconv{"sqlconv", "src/sqlconv/methods.cpp"};
 constexpr Home kTables{"schema", "src/schema/tables.cpp"};
-// Built methods of files whose other methods are not built yet.
-constexpr Home kFieldRename{"schema", "src/schema/fields.cpp"};
+// A built method of a file whose other methods are not built yet.
 constexpr Home kProcedures{"connect", "src/connect/server.cpp"};
 // Not built yet.
 constexpr Home kCreate{"connect", "src/connect/create.cpp", "database creation"};
 constexpr Home kServer{"connect", "src/connect/server.cpp",
                        "the server catalogue, rights and procedures"};
-constexpr Home kFields{"schema", "src/schema/fields.cpp", "field changes on both stores"};
+constexpr Home kFields{"schema", "src/schema/fields.cpp"};
 constexpr Home kIndexes{"schema", "src/schema/indexes.cpp", "index changes on both stores"};
 constexpr Home kRelations{"schema", "src/schema/relations.cpp", "relations on both stores"};
-constexpr Home kQueries{"schema", "src/schema/queries.cpp",
-                        "saved queries and views on both stores"};
+constexpr Home kQueries{"schema", "src/schema/queries.cpp"};
 constexpr Home kListings{"schema", "src/schema/listings.cpp", "the catalogue listings"};
 constexpr Home kStructure{"schema", "src/schema/structure.cpp", "table-structure copying"};
 constexpr Home kBackup{"files", "src/files/backup.cpp", "the recordset text backup format"};
@@ -350,10 +348,12 @@ std::vector<MethodSpec> BuildTable() {
                 {In("fsTblName", String), In("fsFldName", String), Opt("flType", Long, L(4)),
                  Opt("flSize", Long), Opt("flAttributes", Long), Opt("fsDefaultValue", String),
                  Opt("fiOrdinalPosition", Integer), Opt("fbAllowZeroLength", Boolean, B(true)),
-                 Opt("fbRequired", Boolean, B(false))}));
+                 Opt("fbRequired", Boolean, B(false))},
+                Bind(&C::dbCreateFieldItem)));
   t.push_back(M(kFields, 64, "dbRemoveFieldItem", Boolean, G::Recording,
-                {In("fsTblName", String), In("fsFldName", String), OptRef("bIsAdodb", Boolean)}));
-  t.push_back(M(kFieldRename, 65, "dbModifyFieldName", Boolean, G::Recording,
+                {In("fsTblName", String), In("fsFldName", String), OptRef("bIsAdodb", Boolean)},
+                Bind(&C::dbRemoveFieldItem)));
+  t.push_back(M(kFields, 65, "dbModifyFieldName", Boolean, G::Recording,
                 {In("fsTblName", String), In("fsOldName", Variant), In("fsNewName", String),
                  OptRef("Conn", Variant)},
                 Bind(&C::dbModifyFieldName)));
@@ -374,10 +374,11 @@ std::vector<MethodSpec> BuildTable() {
                  Opt("fAttributes", Long), Opt("fsForeignName", String), Opt("fsName", String)}));
   t.push_back(M(kQueries, 70, "dbCreateQueryItem", Boolean, G::Recording,
                 {In("fsQueryName", String), In("fSQLText", String), Opt("fbIsSQLServer", Boolean),
-                 OptRef("Conn", Variant)}));
-  t.push_back(
-      M(kQueries, 71, "dbRemoveQueryItem", Boolean, G::Recording,
-        {In("fsQueryName", String), Opt("fbIsSQLServer", Boolean), OptRef("Conn", Variant)}));
+                 OptRef("Conn", Variant)},
+                Bind(&C::dbCreateQueryItem)));
+  t.push_back(M(kQueries, 71, "dbRemoveQueryItem", Boolean, G::Recording,
+                {In("fsQueryName", String), Opt("fbIsSQLServer", Boolean), OptRef("Conn", Variant)},
+                Bind(&C::dbRemoveQueryItem)));
   t.push_back(M(kServer, 72, "dbListSQLDBase", Array, G::Recording,
                 {In("fsServer", String), Ref("fsUser", String), Ref("fsPwd", String),
                  OptRef("fsProvider", String, S("SQLOLEDB"))}));

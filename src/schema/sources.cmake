@@ -1,7 +1,8 @@
-# Schema objects: existence probes, tables, field renames, and what the
-# schema methods say only to SQL Server.
+# Schema objects: existence probes, tables, fields, saved queries, and what
+# the schema methods say only to SQL Server.
 zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/statements.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/probes.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/tables.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/fields.cpp
+                            ${CMAKE_CURRENT_LIST_DIR}/queries.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/server.cpp)

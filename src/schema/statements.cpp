@@ -52,4 +52,24 @@ RenameArguments ColumnRenameArguments(std::string_view table, std::string_view o
   return {fmt::format("dbo.{}.[{}]", table, oldName), std::string(newName), "column"};
 }
 
+std::string DropColumnStatement(std::string_view table, std::string_view field) {
+  return fmt::format("ALTER TABLE {} DROP COLUMN {}", table, field);
+}
+
+std::string CreateViewStatement(std::string_view view, std::string_view sql) {
+  return fmt::format("CREATE VIEW dbo.{} AS {}", view, sql);
+}
+
+std::string DropViewStatement(std::string_view view) {
+  return fmt::format("DROP VIEW dbo.{}", view);
+}
+
+std::string CreateTableAsStatement(std::string_view table, std::string_view sql) {
+  return fmt::format("CREATE TABLE {} AS {}", table, sql);
+}
+
+std::string DropQueryTableStatement(std::string_view table) {
+  return fmt::format("DROP TABLE {}", table);
+}
+
 }  // namespace zmdb::schema

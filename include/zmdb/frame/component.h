@@ -124,6 +124,23 @@ class clsZMDBFunc {
   bool dbExecProc(const rt::Variant& cn, const std::string& ProcName,
                   const rt::SafeArray& InputParm, const rt::ObjectRef& RetParm = nullptr);
 
+  // ---- Fields ----
+  // flType is a DAO type code; a Text field without a size is 20 wide.
+  bool dbCreateFieldItem(const std::string& fsTblName, const std::string& fsFldName,
+                         std::int32_t flType = 4, std::int32_t flSize = 0,
+                         std::int32_t flAttributes = 0, const std::string& fsDefaultValue = "",
+                         std::int16_t fiOrdinalPosition = 0, bool fbAllowZeroLength = true,
+                         bool fbRequired = false);
+  bool dbRemoveFieldItem(const std::string& fsTblName, const std::string& fsFldName,
+                         bool bIsAdodb = false);
+
+  // ---- Saved queries and views ----
+  bool dbCreateQueryItem(const std::string& fsQueryName, const std::string& fSQLText,
+                         bool fbIsSQLServer = false,
+                         const rt::Variant& Conn = rt::Variant::Missing());
+  bool dbRemoveQueryItem(const std::string& fsQueryName, bool fbIsSQLServer = false,
+                         const rt::Variant& Conn = rt::Variant::Missing());
+
   // ---- Single-value record operations and next-ID generation ----
   bool dbIsExist(const std::string& fsTblName, const std::string& fsFldName,
                  const std::string& fItemData, std::int32_t fType = 0,

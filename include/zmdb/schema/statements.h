@@ -42,4 +42,17 @@ RenameArguments TableRenameArguments(std::string_view oldName, std::string_view 
 RenameArguments ColumnRenameArguments(std::string_view table, std::string_view oldName,
                                       std::string_view newName);
 
+// Field and query statements. Names are not bracketed: a name that needs
+// brackets makes the statement fail, as callers expect.
+// "ALTER TABLE t DROP COLUMN f".
+std::string DropColumnStatement(std::string_view table, std::string_view field);
+// "CREATE VIEW dbo.q AS sql" (SQL Server).
+std::string CreateViewStatement(std::string_view view, std::string_view sql);
+// "DROP VIEW dbo.q" (SQL Server).
+std::string DropViewStatement(std::string_view view);
+// "CREATE TABLE q AS sql": a query kept as a table on other connections.
+std::string CreateTableAsStatement(std::string_view table, std::string_view sql);
+// "DROP TABLE q".
+std::string DropQueryTableStatement(std::string_view table);
+
 }  // namespace zmdb::schema

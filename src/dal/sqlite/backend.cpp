@@ -413,7 +413,10 @@ class SqliteBackend : public Backend {
     if (!st) return Result{nullptr, 0, nullptr};  // only blanks or a comment
     for (std::size_t i = 0; i < params.size(); ++i) Bind(st, static_cast<int>(i + 1), params[i]);
     Result result;
-    if (sqlite3_column_count(st) > 0) {
+    // ALTER TABLE ADD of a column with a CHECK reports the columns of the
+    // check it runs inside; it is still a statement without rows, and
+    // stepping it again through a cursor would add the column twice.
+    if (sqlite3_column_count(st) > 0 && !ChangesSchema(sql)) {
       result.cursor = std::make_unique<StatementCursor>(db_, st, std::string(shown));
       return result;
     }
@@ -426,16 +429,27 @@ class SqliteBackend : public Backend {
     return result;
   }
 
-  static bool ChangesRows(std::string_view sql) {
+  // The statement's first word, in capitals.
+  static std::string HeadWord(std::string_view sql) {
     const auto b = sql.find_first_not_of(" \t\r\n(");
-    if (b == std::string_view::npos) return false;
+    if (b == std::string_view::npos) return {};
     std::string head;
     for (std::size_t i = b; i < sql.size() && std::isalpha(static_cast<unsigned char>(sql[i]));
          ++i) {
       head += static_cast<char>(std::toupper(static_cast<unsigned char>(sql[i])));
     }
+    return head;
+  }
+
+  static bool ChangesRows(std::string_view sql) {
+    const std::string head = HeadWord(sql);
     return head == "INSERT" || head == "UPDATE" || head == "DELETE" || head == "REPLACE" ||
            head == "WITH";
+  }
+
+  static bool ChangesSchema(std::string_view sql) {
+    const std::string head = HeadWord(sql);
+    return head == "ALTER" || head == "CREATE" || head == "DROP";
   }
 
   static ColumnInfo Col(std::string name, std::int32_t type, std::int32_t size) {
@@ -547,6 +561,26 @@ void LinkError(sqlite3_context* context, int, sqlite3_value** argv) {
   sqlite3_result_error(context, text ? text : "The linked table cannot be read.", -1);
 }
 
+// True when `tableDotColumn` ("T.C", as a NOT NULL failure names it) is a
+// column of its table's primary key: a Null there is refused as the engine
+// refuses a Null in a key.
+bool KeyColumn(sqlite3* db, const std::string& tableDotColumn) {
+  const auto dot = tableDotColumn.find('.');
+  if (!db || dot == std::string::npos) return false;
+  sqlite3_stmt* st = nullptr;
+  if (sqlite3_prepare_v2(db, "SELECT pk FROM pragma_table_info(?) WHERE name = ?", -1, &st,
+                         nullptr) != SQLITE_OK) {
+    return false;
+  }
+  const std::string table = tableDotColumn.substr(0, dot);
+  const std::string column = tableDotColumn.substr(dot + 1);
+  sqlite3_bind_text(st, 1, table.c_str(), -1, SQLITE_TRANSIENT);
+  sqlite3_bind_text(st, 2, column.c_str(), -1, SQLITE_TRANSIENT);
+  const bool key = sqlite3_step(st) == SQLITE_ROW && sqlite3_column_int(st, 0) > 0;
+  sqlite3_finalize(st);
+  return key;
+}
+
 }  // namespace
 
 void RaiseSqliteError(sqlite3* db, int code, std::string_view statement) {
@@ -573,6 +607,10 @@ void RaiseSqliteError(sqlite3* db, int code, std::string_view statement) {
   } else if (primary == SQLITE_READONLY || primary == SQLITE_PERM || primary == SQLITE_AUTH) {
     number = rt::err::kPermissionDenied;
     text = "Permission denied: " + msg + ".";
+  } else if (primary == SQLITE_CONSTRAINT && Contains(msg, "NOT NULL constraint failed: ") &&
+             KeyColumn(db, NameAfterColon(msg))) {
+    number = rt::err::kNullInIndex;
+    text = rt::ErrorText(rt::err::kNullInIndex);
   } else if (primary == SQLITE_CONSTRAINT) {
     number = rt::err::kIntegrityViolation;
     text = Contains(msg, "CHECK constraint failed: length(")

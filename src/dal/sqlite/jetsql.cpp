@@ -14,6 +14,7 @@
 // Nothing inside a literal, a name or a comment is ever looked at by a rewrite.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 #include <optional>
@@ -829,10 +830,40 @@ std::vector<std::string> CreateTable(Nodes& v) {
     constraints.push_back(std::move(item));
   }
 
+  // The key columns of the primary key, declared inline or as a constraint.
+  std::vector<std::string> pkColumns;
+  for (const Column& c : columns) {
+    if (c.primaryKey) pkColumns.push_back(BareName(c.name));
+  }
+  for (const Nodes& item : constraints) {
+    const std::size_t k = IsWord(item[0], "CONSTRAINT") ? 2 : 0;
+    if (IsWord(item[k], "PRIMARY") && k + 2 < item.size() && item[k + 2].kind == Kind::Group) {
+      for (std::string& key : KeyColumns(item[k + 2])) pkColumns.push_back(std::move(key));
+    }
+  }
+  const auto inPrimaryKey = [&](const Column& c) {
+    return std::ranges::any_of(pkColumns,
+                               [&](const std::string& k) { return SameName(k, BareName(c.name)); });
+  };
+
   std::vector<std::string> extra;
   bool dropTablePk = false;
   for (Column& c : columns) {
-    if (!c.counter) continue;
+    if (!c.counter) {
+      if (!inPrimaryKey(c)) continue;
+      // A key that is not an AutoNumber refuses a Null, as SQLite's keys do
+      // not; and a lone INTEGER key would become SQLite's rowid, which numbers
+      // a row inserted without a key, so it is declared INT (still a Long).
+      if (c.declared == "INTEGER" && pkColumns.size() == 1) c.declared = "INT";
+      bool notNull = false;
+      for (std::size_t k = 0; k + 1 < c.rest.size(); ++k) {
+        notNull = notNull || (IsWord(c.rest[k], "NOT") && IsWord(c.rest[k + 1], "NULL"));
+      }
+      if (!notNull) {
+        for (Node& n : Snippet(" NOT NULL")) c.rest.push_back(std::move(n));
+      }
+      continue;
+    }
     const bool pkByTable = tablePk && SameName(tablePkColumn, BareName(c.name));
     const bool onlyKey = (c.primaryKey && !tablePk) || pkByTable;
     if (onlyKey && c.step == 1) {
