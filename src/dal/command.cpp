@@ -26,6 +26,11 @@ Result Backend::ExecuteCommand(std::string_view, bool, std::vector<CommandParame
   rt::RaiseStandard(rt::err::kAdoNotSupported, kCommandSource);
 }
 
+// A store copies row by row unless it says otherwise.
+std::optional<std::int64_t> Backend::CopyRowsFrom(Backend&, const BulkCopy&) {
+  return std::nullopt;
+}
+
 // ---- Parameter ----
 
 void Parameter::SetDirection(int direction) {

@@ -161,10 +161,21 @@ bool clsZMDBFunc::dbCopyRows(const std::string& fsSrcTblName, const std::string&
     const auto srcConn = ResolveAdoOnly(SrcConn);
     const auto dstConn = ResolveAdoOnly(DstConn);
     if (!srcConn || !dstConn) return;
+    // A store that reads the source table itself copies in one statement
+    // when no value needs converting (the file store, from its own file or
+    // another one); otherwise the rows go one by one.
+    const auto srcConnection = ConnectionOf(*srcConn);
+    const auto dstConnection = ConnectionOf(*dstConn);
+    const auto trace = [&](std::string_view statement) { dstConnection->Trace(statement); };
+    if (dstConnection->backend().CopyRowsFrom(srcConnection->backend(),
+                                              {fsSrcTblName, fsCondition, fsDstTblName, trace})) {
+      result = true;
+      return;
+    }
     // Between two connections the source rows stream; on one connection they
     // are read first, so that rows copied into the table being read (or a
     // table its rows depend on) are not read again.
-    const bool sameConnection = ConnectionOf(*srcConn) == ConnectionOf(*dstConn);
+    const bool sameConnection = srcConnection == dstConnection;
     auto source = records::OpenReadOnly(
         connect::AdaptDialect(records::CopySourceStatement(fsSrcTblName, fsCondition), *srcConn),
         *srcConn, sameConnection ? dal::ado::adOpenStatic : dal::ado::adOpenForwardOnly);

@@ -4,7 +4,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -83,6 +85,17 @@ struct CommandParameter {
   rt::Variant value;
 };
 
+// Rows of one table appended to another table in one statement: the fields
+// the two share by name (without regard to case), the target's counters
+// left to number the rows.
+struct BulkCopy {
+  std::string sourceTable;
+  std::string condition;  // in the caller dialect; "" for every row
+  std::string targetTable;
+  // Told the statement before it runs (the connection's statement log).
+  std::function<void(std::string_view)> trace;
+};
+
 // How a store differs, declared in one place rather than tested in `if`s.
 struct Quirks {
   // Quotes around an identifier in statements the layer builds itself.
@@ -118,6 +131,15 @@ class Backend {
   // or procedures raise 0x800A0CB3.
   virtual Result ExecuteCommand(std::string_view text, bool procedure,
                                 std::vector<CommandParameter>& params);
+  // Append the rows of `copy.sourceTable` on `source` matching its condition
+  // to `copy.targetTable` on this store in one statement of its own, when
+  // this store reads the source's tables itself and every shared field has
+  // the same type on both sides, so that no value needs converting. It runs
+  // in a transaction of its own (a savepoint inside an open one) and
+  // answers the number of rows copied; a failure changes nothing and goes on
+  // to the caller. No value when the store cannot copy that way (the
+  // default): the caller then copies row by row.
+  virtual std::optional<std::int64_t> CopyRowsFrom(Backend& source, const BulkCopy& copy);
   virtual void Close() = 0;
   // The store's schema store (tables, fields, indexes, relations, queries
   // for the DAO and ADOX objects), owned by the backend. A store without one

@@ -15,6 +15,7 @@
 #endif
 
 #include "backend_p.h"
+#include "bulk_copy_p.h"
 #include "coltypes_p.h"
 #include "functions_p.h"
 #include "jetsql_p.h"
@@ -307,6 +308,50 @@ class SqliteBackend : public Backend {
     if (sqlite3_step(st) == SQLITE_ROW) v = ValueOf(sqlite3_column_value(st, 0));
     sqlite3_reset(st);
     return v;
+  }
+
+  // Another file is attached for the one statement, under a name of its
+  // own, and detached again. Rows the source has not committed are seen
+  // only through its own connection, and no file can be attached inside a
+  // transaction: either way the copy goes row by row.
+  std::optional<std::int64_t> CopyRowsFrom(Backend& source, const BulkCopy& copy) override {
+    auto* from = dynamic_cast<SqliteBackend*>(&source);
+    if (!from || !db_ || !from->db_) return std::nullopt;
+    const bool same = from == this;
+    if (!same && (depth_ > 0 || from->depth_ > 0)) return std::nullopt;
+    static constexpr const char* kAlias = "zmdb_copy_source";
+    if (!same) {
+      Stmt attach;
+      Prepare(std::string("ATTACH DATABASE ? AS ") + kAlias, attach);
+      sqlite3_bind_text(attach.p, 1, from->path_.c_str(), -1, SQLITE_TRANSIENT);
+      if (sqlite3_step(attach.p) != SQLITE_DONE) return std::nullopt;
+    }
+    struct Detach {
+      sqlite3* db;
+      bool attached;
+      ~Detach() {
+        if (attached) {
+          sqlite3_exec(db, "DETACH DATABASE zmdb_copy_source", nullptr, nullptr, nullptr);
+        }
+      }
+    } detach{db_, !same};
+    const std::string alias = same ? "main" : kAlias;
+    const auto statement = BulkCopyStatement(copy, alias, BaseTableColumns(*this, alias, copy.sourceTable),
+                                             BaseTableColumns(*this, "main", copy.targetTable));
+    if (!statement) return std::nullopt;
+    if (copy.trace) copy.trace(*statement);
+    Begin();
+    try {
+      const Result done = Execute(*statement);
+      Commit();
+      return done.rowsAffected;
+    } catch (...) {
+      try {
+        Rollback();
+      } catch (...) {  // the copy's own failure is the one to report
+      }
+      throw;
+    }
   }
 
   void Close() override {
