@@ -19,6 +19,7 @@
 #include "coltypes_p.h"
 #include "functions_p.h"
 #include "jetsql_p.h"
+#include "links_p.h"
 #include "schema_p.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/recordset.h"
@@ -187,6 +188,7 @@ class SqliteBackend : public Backend {
   Result Execute(std::string_view statement) override {
     RefuseNulInStatement(statement, kSource);
     const Rewritten rewritten = RewriteJet(statement);
+    if (rewritten.index && IsLink(rewritten.index->table)) return IndexOnLink(*rewritten.index);
     Result result;
     for (std::size_t i = 0; i < rewritten.statements.size(); ++i) {
       result = Run(rewritten.statements[i], {}, statement);
@@ -365,6 +367,27 @@ class SqliteBackend : public Backend {
   }
 
  private:
+  bool IsLink(std::string_view table) {
+    for (const std::string& link : LinkNames(*this)) {
+      if (rt::NameEquals(link, table)) return true;
+    }
+    return false;
+  }
+
+  // An index cannot be made on a link's source: CREATE INDEX on a link
+  // records the link's virtual index, which the link finds rows by.
+  Result IndexOnLink(const Rewritten::Index& index) {
+    schema::IndexDef def;
+    def.name = index.name;
+    for (const std::string& k : index.keys) def.fields.push_back({k, false});
+    def.unique = index.unique;
+    def.primary = index.primary;
+    def.required = index.primary || index.disallowNull;
+    def.ignoreNulls = index.ignoreNull;
+    Schema().CreateIndex(index.table, def);
+    return Result{nullptr, 0, nullptr};
+  }
+
   static std::string Quote(std::string_view name) {
     std::string out = "\"";
     for (char c : name) {
@@ -522,7 +545,7 @@ class SqliteBackend : public Backend {
     {
       Stmt st;
       Prepare("SELECT name, type FROM sqlite_master WHERE type IN ('table','view') AND name <> '" +
-                  std::string(kSystemTable) + "'",
+                  std::string(kSystemTable) + "' AND " + std::string(kNotLinkSql),
               st);
       while (sqlite3_step(st.p) == SQLITE_ROW) {
         listed.emplace_back(reinterpret_cast<const char*>(sqlite3_column_text(st.p, 0)),
@@ -630,6 +653,7 @@ bool KeyColumn(sqlite3* db, const std::string& tableDotColumn) {
 
 void RaiseSqliteError(sqlite3* db, int code, std::string_view statement) {
   const std::string msg = db ? sqlite3_errmsg(db) : sqlite3_errstr(code);
+  if (auto linkError = LinkErrorOf(msg)) throw ProviderError({*linkError});
   const int primary = code & 0xFF;
   const std::string where = statement.empty() ? "" : " (in: " + std::string(statement) + ")";
   std::int32_t number = rt::err::kUnspecified;
@@ -719,6 +743,9 @@ std::unique_ptr<Backend> OpenDatabase(const OpenOptions& options) {
                  nullptr, nullptr, nullptr);
   }
   rc = RegisterJetFunctions(db);
+  if (rc == SQLITE_OK) {
+    rc = RegisterLinkModule(db);
+  }
   if (rc == SQLITE_OK) {
     rc = sqlite3_create_function_v2(db, "zmdb_link_error", 1, SQLITE_UTF8, nullptr, LinkError,
                                     nullptr, nullptr, nullptr);

@@ -913,7 +913,7 @@ std::vector<std::string> CreateTable(Nodes& v) {
 // PRIMARY makes a unique index that refuses Nulls (SQLite cannot add a primary
 // key to a table), DISALLOW NULL adds the not-null triggers, IGNORE NULL makes
 // a partial index of the rows whose keys are all present.
-std::vector<std::string> CreateIndex(Nodes& v) {
+std::vector<std::string> CreateIndex(Nodes& v, std::optional<Rewritten::Index>& read) {
   std::size_t i = 1;
   const bool unique = IsWord(v[i], "UNIQUE");
   if (unique) ++i;
@@ -944,6 +944,7 @@ std::vector<std::string> CreateIndex(Nodes& v) {
     if (p == i + 6) Fail("WITH without an index option");
     Cut(v, i + 5, v.size());
   }
+  read = Rewritten::Index{index, table, keys, unique || primary, primary, disallowNull, ignoreNull};
   if (primary && !unique) Splice(v, 1, {Make(Kind::Word, "UNIQUE")});
   std::string sql = Render(v);
   if (ignoreNull) {
@@ -997,7 +998,8 @@ std::vector<std::string> AlterTable(Nodes& v) {
     if (primary) {
       for (Node& n : Snippet(" WITH PRIMARY")) index.push_back(std::move(n));
     }
-    return CreateIndex(index);
+    std::optional<Rewritten::Index> unused;
+    return CreateIndex(index, unused);
   }
   if (action == "ADD") {
     for (Nodes& item : SplitCommas(std::move(rest))) {
@@ -1047,7 +1049,7 @@ void FixDelete(Nodes& v) {
 }
 
 // Rewrites one statement (already free of its trailing ";").
-std::vector<std::string> RewriteStatement(Nodes v) {
+std::vector<std::string> RewriteStatement(Nodes v, std::optional<Rewritten::Index>& index) {
   WordFixes(v);
   MakeTable(v);
   TopPass(v);
@@ -1057,7 +1059,7 @@ std::vector<std::string> RewriteStatement(Nodes v) {
   } else if (IsWord(v[0], "CREATE") && IsWordAt(v, 1, "TABLE")) {
     if (v.size() > 3 && v[3].kind == Kind::Group) return CreateTable(v);
   } else if (IsWord(v[0], "CREATE") && (IsWordAt(v, 1, "INDEX") || IsWordAt(v, 1, "UNIQUE"))) {
-    return CreateIndex(v);
+    return CreateIndex(v, index);
   } else if (IsWord(v[0], "ALTER")) {
     return AlterTable(v);
   } else if (IsWord(v[0], "DROP") && IsWordAt(v, 1, "INDEX")) {
@@ -1094,7 +1096,9 @@ Rewritten RewriteJet(std::string_view jet) {
     for (const Node& n : flat) {
       if (IsOp(n, ";")) Fail("characters found after end of SQL statement");
     }
-    return Rewritten{RewriteStatement(Nest(std::move(flat)))};
+    Rewritten out;
+    out.statements = RewriteStatement(Nest(std::move(flat)), out.index);
+    return out;
   } catch (const Fault& f) {
     rt::Raise(rt::err::kSyntaxError, fmt::format("Syntax error: {}, in: {}", f.what, jet));
   }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +17,14 @@ namespace zmdb::dal::sqlite {
 // needs the trigger that numbers its rows).
 struct Rewritten {
   std::vector<std::string> statements;
+  // A CREATE INDEX statement, read: on a linked table it records the link's
+  // virtual index instead of running.
+  struct Index {
+    std::string name, table;
+    std::vector<std::string> keys;
+    bool unique = false, primary = false, disallowNull = false, ignoreNull = false;
+  };
+  std::optional<Index> index;
 };
 
 // Rewrite one Jet statement. Raises PlatformError -2147217900 (syntax error)

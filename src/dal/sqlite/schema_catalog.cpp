@@ -154,7 +154,8 @@ std::vector<schema::TableEntry> FileSchemaStore::Tables() {
   std::vector<schema::TableEntry> out;
   Result r = b_.ExecuteNative(
       "SELECT name, type FROM sqlite_master WHERE type IN ('table', 'view') AND name NOT LIKE "
-      "'sqlite\\_%' ESCAPE '\\' AND name <> ? ORDER BY name",
+      "'sqlite\\_%' ESCAPE '\\' AND name <> ? AND " +
+          std::string(kNotLinkSql) + " ORDER BY name",
       {rt::Variant(std::string(kSystemTable))});
   while (r.cursor && r.cursor->Step()) {
     schema::TableEntry e;
@@ -215,7 +216,8 @@ std::int64_t FileSchemaStore::RecordCount(std::string_view table) {
 std::optional<std::string> FileSchemaStore::ActualTable(std::string_view name) {
   Result r = b_.ExecuteNative(
       "SELECT name FROM sqlite_master WHERE type = 'table' AND name = ? COLLATE NOCASE AND name "
-      "<> ?",
+      "<> ? AND " +
+          std::string(kNotLinkSql),
       {rt::Variant(name), rt::Variant(std::string(kSystemTable))});
   if (r.cursor && r.cursor->Step()) return Text(*r.cursor, 0);
   return std::nullopt;

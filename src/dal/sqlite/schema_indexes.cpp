@@ -12,6 +12,7 @@ namespace zmdb::dal::sqlite::detail {
 // Builds an index in place (3022/3058 for rows that break it); a primary key
 // rebuilds the table.
 void FileSchemaStore::CreateIndex(std::string_view table, const IndexDef& index) {
+  if (auto link = ReadLink(table)) return CreateLinkIndex(*link, index);
   auto shape = RequireShape(table);
   CheckIndex(shape, index);
   TableShape to = shape;
@@ -38,6 +39,7 @@ void FileSchemaStore::CreateIndex(std::string_view table, const IndexDef& index)
 
 // Drops an index in place; dropping the primary key rebuilds the table.
 void FileSchemaStore::DropIndex(std::string_view table, std::string_view name) {
+  if (auto link = ReadLink(table)) return DropLinkIndex(*link, name);
   auto shape = RequireShape(table);
   std::optional<std::size_t> at;
   for (std::size_t i = 0; i < shape.def.indexes.size(); ++i) {

@@ -22,6 +22,11 @@ namespace zmdb::dal::sqlite {
 // The hidden system table; no listing shows it.
 inline constexpr std::string_view kSystemTable = "MSysZmdbSchema";
 
+// The condition (on sqlite_master) that leaves out the virtual tables links
+// are made of: a link is listed as a link, not as a table.
+inline constexpr std::string_view kNotLinkSql =
+    "coalesce(sql, '') NOT LIKE 'CREATE VIRTUAL TABLE%'";
+
 // A foreign key of a table as SQLite holds it.
 struct ForeignKey {
   std::string refTable;

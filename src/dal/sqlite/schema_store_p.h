@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "links_p.h"
 #include "schema_p.h"
 #include "sysprops_p.h"
 #include "zmdb/dal/backend.h"
@@ -145,12 +146,17 @@ class FileSchemaStore : public schema::SchemaStore {
   void ChangeLink(std::string_view table, const std::string& connect, const std::string& source,
                   std::int32_t attributes) override;
   void AttachOne(const std::string& name, const std::string& connect, const std::string& source);
+  void AttachError(const std::string& name, const std::string& why);
+  std::string LinkTableSqlOf(const std::string& name);
 
  private:
   std::optional<TableDef> ReadLink(std::string_view name);
   void ReadLinkFields(TableDef& def);
   void CreateLink(const TableDef& def);
-  std::string AliasFor(const std::string& path);
+  void DropLinkTable(const std::string& name);
+  void MakeLinkTable(const std::string& name, const LinkShape& shape);
+  void CreateLinkIndex(const TableDef& link, const IndexDef& index);
+  void DropLinkIndex(const TableDef& link, std::string_view name);
 
   // Transactions and rebuilds.
  private:

@@ -36,7 +36,7 @@ void FileSchemaStore::CreateTable(const TableDef& def) {
 void FileSchemaStore::DropTable(std::string_view name) {
   if (auto link = ReadLink(name)) {
     Transaction([&] {
-      b_.ExecuteNative("DROP VIEW IF EXISTS temp." + SqlIdentifier(link->name), {});
+      DropLinkTable(link->name);
       props_.DeleteOwner(kTableRow, link->name);
     });
     return;
@@ -59,12 +59,13 @@ void FileSchemaStore::RenameTable(std::string_view from, std::string_view to) {
   if (rt::NameEquals(from, to) && from == to) return;
   if (!rt::NameEquals(from, to)) RequireFreeName(to, false);
   if (auto link = ReadLink(from)) {
+    const LinkShape shape = LinkShapeOfSql(LinkTableSqlOf(link->name));
     Transaction([&] {
-      b_.ExecuteNative("DROP VIEW IF EXISTS temp." + SqlIdentifier(link->name), {});
+      DropLinkTable(link->name);
       props_.RenameOwner(kTableRow, link->name, to);
       props_.Stamp(to, false);
+      MakeLinkTable(std::string(to), shape);
     });
-    AttachOne(std::string(to), link->connect, link->sourceTable);
     return;
   }
   auto shape = RequireShape(from);

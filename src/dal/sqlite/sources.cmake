@@ -17,4 +17,5 @@ zmdb_sources(
   ${CMAKE_CURRENT_LIST_DIR}/schema_relations.cpp
   ${CMAKE_CURRENT_LIST_DIR}/schema_queries.cpp
   ${CMAKE_CURRENT_LIST_DIR}/schema_links.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/links.cpp
   ${CMAKE_CURRENT_LIST_DIR}/schema_txn.cpp)
