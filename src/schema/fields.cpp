@@ -76,11 +76,10 @@ bool clsZMDBFunc::dbCreateFieldItem(const std::string& fsTblName, const std::str
     if (flAttributes > 0) rt::SetProp(field, "Attributes", Variant(flAttributes));
     if (fiOrdinalPosition > 0) rt::SetProp(field, "OrdinalPosition", Variant(fiOrdinalPosition));
     rt::SetProp(field, "Required", Variant(fbRequired));
-    std::string defaultValue = fsDefaultValue;
     // An AutoNumber keeps no default: a zero would stand in for its numbering.
-    if (DefaultsToZero(flType) && defaultValue.empty() && (flAttributes & kAutoIncrField) == 0) {
-      defaultValue = "0";
-    }
+    const bool zero =
+        DefaultsToZero(flType) && fsDefaultValue.empty() && (flAttributes & kAutoIncrField) == 0;
+    const std::string defaultValue = zero ? std::string("0") : fsDefaultValue;
     if (TakesZeroLength(flType)) rt::SetProp(field, "AllowZeroLength", Variant(fbAllowZeroLength));
     if (!defaultValue.empty()) rt::SetProp(field, "DefaultValue", Variant(defaultValue));
     rt::CallMethod(rt::GetProp(target, "Fields"), "Append", {field});
