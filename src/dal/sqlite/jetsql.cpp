@@ -879,10 +879,11 @@ std::vector<std::string> CreateTable(Nodes& v) {
 }
 
 // CREATE [UNIQUE] INDEX i ON t (keys) [WITH PRIMARY | DISALLOW NULL | IGNORE NULL].
-// PRIMARY makes a unique index that refuses Nulls (SQLite cannot add a primary
-// key to a table), DISALLOW NULL adds the not-null triggers, IGNORE NULL makes
+// PRIMARY is reported in `pk` for the file store to build as the table's key;
+// the statements make a unique index that refuses Nulls, the nearest a bare
+// SQLite handle can do in place. DISALLOW NULL adds the not-null triggers, IGNORE NULL makes
 // a partial index of the rows whose keys are all present.
-std::vector<std::string> CreateIndex(Nodes& v) {
+std::vector<std::string> CreateIndex(Nodes& v, std::optional<Rewritten::PrimaryKey>& pk) {
   std::size_t i = 1;
   const bool unique = IsWord(v[i], "UNIQUE");
   if (unique) ++i;
@@ -913,6 +914,7 @@ std::vector<std::string> CreateIndex(Nodes& v) {
     if (p == i + 6) Fail("WITH without an index option");
     Cut(v, i + 5, v.size());
   }
+  if (primary) pk = Rewritten::PrimaryKey{table, index, keys};
   if (primary && !unique) Splice(v, 1, {Make(Kind::Word, "UNIQUE")});
   std::string sql = Render(v);
   if (ignoreNull) {
@@ -933,7 +935,7 @@ std::vector<std::string> CreateIndex(Nodes& v) {
 // ALTER TABLE t ADD [COLUMN] col type ..., ALTER TABLE t ADD CONSTRAINT n
 // {PRIMARY KEY | UNIQUE} (keys), ALTER TABLE t DROP [COLUMN] col, ALTER TABLE t
 // DROP CONSTRAINT n. Changing a column in place is not supported on this store.
-std::vector<std::string> AlterTable(Nodes& v) {
+std::vector<std::string> AlterTable(Nodes& v, Rewritten& rewritten) {
   if (v.size() < 5 || !IsWord(v[1], "TABLE") || !IsNameNode(v[2])) {
     Fail("syntax error in ALTER TABLE statement");
   }
@@ -966,7 +968,7 @@ std::vector<std::string> AlterTable(Nodes& v) {
     if (primary) {
       for (Node& n : Snippet(" WITH PRIMARY")) index.push_back(std::move(n));
     }
-    return CreateIndex(index);
+    return CreateIndex(index, rewritten.primaryKey);
   }
   if (action == "ADD") {
     for (Nodes& item : SplitCommas(std::move(rest))) {
@@ -988,6 +990,7 @@ std::vector<std::string> AlterTable(Nodes& v) {
   }
   if (action == "DROP" && IsWord(rest[0], "CONSTRAINT")) {
     if (rest.size() != 2 || !IsNameNode(rest[1])) Fail("syntax error in DROP CONSTRAINT");
+    rewritten.droppedIndex = Rewritten::DroppedIndex{table, BareName(rest[1])};
     return DropIndex(rest[1]);
   }
   if (action == "DROP") {
@@ -1016,7 +1019,7 @@ void FixDelete(Nodes& v) {
 }
 
 // Rewrites one statement (already free of its trailing ";").
-std::vector<std::string> RewriteStatement(Nodes v) {
+std::vector<std::string> RewriteStatement(Nodes v, Rewritten& out) {
   WordFixes(v);
   MakeTable(v);
   TopPass(v);
@@ -1026,14 +1029,15 @@ std::vector<std::string> RewriteStatement(Nodes v) {
   } else if (IsWord(v[0], "CREATE") && IsWordAt(v, 1, "TABLE")) {
     if (v.size() > 3 && v[3].kind == Kind::Group) return CreateTable(v);
   } else if (IsWord(v[0], "CREATE") && (IsWordAt(v, 1, "INDEX") || IsWordAt(v, 1, "UNIQUE"))) {
-    return CreateIndex(v);
+    return CreateIndex(v, out.primaryKey);
   } else if (IsWord(v[0], "ALTER")) {
-    return AlterTable(v);
+    return AlterTable(v, out);
   } else if (IsWord(v[0], "DROP") && IsWordAt(v, 1, "INDEX")) {
     if (v.size() < 3 || !IsNameNode(v[2]) ||
         (v.size() != 3 && !(v.size() == 5 && IsWord(v[3], "ON")))) {
       Fail("syntax error in DROP INDEX statement");
     }
+    if (v.size() == 5) out.droppedIndex = Rewritten::DroppedIndex{BareName(v[4]), BareName(v[2])};
     return DropIndex(v[2]);
   }
   return {Render(v)};
@@ -1063,7 +1067,9 @@ Rewritten RewriteJet(std::string_view jet) {
     for (const Node& n : flat) {
       if (IsOp(n, ";")) Fail("characters found after end of SQL statement");
     }
-    return Rewritten{RewriteStatement(Nest(std::move(flat)))};
+    Rewritten out;
+    out.statements = RewriteStatement(Nest(std::move(flat)), out);
+    return out;
   } catch (const Fault& f) {
     rt::Raise(rt::err::kSyntaxError, fmt::format("Syntax error: {}, in: {}", f.what, jet));
   }
