@@ -144,6 +144,9 @@ constexpr Home kNulls{"records", "src/records/nulls.cpp"};
 constexpr Home kFabricated{"records", "src/records/fabricated.cpp"};
 constexpr Home kTypes{"types", "src/types/methods.cpp"};
 constexpr Home kSqlconv{"sqlconv", "src/sqlconv/methods.cpp"};
+constexpr Home kIndexes{"schema", "src/schema/indexes.cpp"};
+constexpr Home kRelations{"schema", "src/schema/relations.cpp"};
+constexpr Home kStructureBuilt{"schema", "src/schema/structure.cpp"};
 // Not built yet.
 constexpr Home kCreate{"connect", "src/connect/create.cpp", "database creation"};
 constexpr Home kServer{"connect", "src/connect/server.cpp",
@@ -151,8 +154,6 @@ constexpr Home kServer{"connect", "src/connect/server.cpp",
 constexpr Home kTables{"schema", "src/schema/tables.cpp",
                        "table definitions on both stores, with linked tables"};
 constexpr Home kFields{"schema", "src/schema/fields.cpp", "field changes on both stores"};
-constexpr Home kIndexes{"schema", "src/schema/indexes.cpp", "index changes on both stores"};
-constexpr Home kRelations{"schema", "src/schema/relations.cpp", "relations on both stores"};
 constexpr Home kQueries{"schema", "src/schema/queries.cpp",
                         "saved queries and views on both stores"};
 constexpr Home kListings{"schema", "src/schema/listings.cpp", "the catalogue listings"};
@@ -215,8 +216,9 @@ std::vector<MethodSpec> BuildTable() {
                 {In("fsTblName", String), Ref("fTFieldStruct", Array), OptRef("Conn", Variant)}));
   t.push_back(M(kFabricated, 13, "dbCreateVRecord", Object, G::Unguarded,
                 {Ref("fTFieldStruct", Array)}, Bind(&C::dbCreateVRecord)));
-  t.push_back(M(kStructure, 14, "dbGetFieldSQLStr", String, G::Recording,
-                {In("fsTblName", String), In("fsFldName", String), OptRef("Conn", Variant)}));
+  t.push_back(M(kStructureBuilt, 14, "dbGetFieldSQLStr", String, G::Recording,
+                {In("fsTblName", String), In("fsFldName", String), OptRef("Conn", Variant)},
+                Bind(&C::dbGetFieldSQLStr)));
   t.push_back(M(kNulls, 15, "dbGetFieldsName", String, G::Unguarded,
                 {Ref("fsTblName", String), Ref("Conn", Variant), OptRef("fsFields", String, S("*")),
                  OptRef("fsRetType", String)},
@@ -350,20 +352,22 @@ std::vector<MethodSpec> BuildTable() {
                 {In("fsTblName", String), In("fsOldName", Variant), In("fsNewName", String),
                  OptRef("Conn", Variant)}));
   t.push_back(M(kIndexes, 66, "dbIndexDefs", Array, G::Recording,
-                {In("fsTblName", String), OptRef("Conn", Variant)}));
-  t.push_back(
-      M(kIndexes, 67, "dbCreateIndexItem", Boolean, G::Recording,
-        {In("fsTblName", String), Opt("fsIndexName", String), Opt("fsIndexField", String, S("ID")),
-         Opt("fbPrimary", Boolean, B(true)), Opt("fbRequired", Boolean, B(true)),
-         Opt("fbClustered", Boolean, B(true)), Opt("fbUnique", Boolean, B(true)),
-         Opt("fbIgnoreNulls", Boolean, B(false)), Opt("fsGroupName", String, S("PRIMARY")),
-         Opt("fbIsSQLServer", Boolean, B(false))}));
+                {In("fsTblName", String), OptRef("Conn", Variant)}, Bind(&C::dbIndexDefs)));
+  t.push_back(M(kIndexes, 67, "dbCreateIndexItem", Boolean, G::Recording,
+                {In("fsTblName", String), Opt("fsIndexName", String),
+                 Opt("fsIndexField", String, S("ID")), Opt("fbPrimary", Boolean, B(true)),
+                 Opt("fbRequired", Boolean, B(true)), Opt("fbClustered", Boolean, B(true)),
+                 Opt("fbUnique", Boolean, B(true)), Opt("fbIgnoreNulls", Boolean, B(false)),
+                 Opt("fsGroupName", String, S("PRIMARY")), Opt("fbIsSQLServer", Boolean, B(false))},
+                Bind(&C::dbCreateIndexItem)));
   t.push_back(
       M(kIndexes, 68, "dbRemoveIndexItem", Boolean, G::OwnHandler,
-        {In("fsTblName", String), Opt("fsIndexName", String), Opt("fbIsSQLServer", Boolean)}));
+        {In("fsTblName", String), Opt("fsIndexName", String), Opt("fbIsSQLServer", Boolean)},
+        Bind(&C::dbRemoveIndexItem)));
   t.push_back(M(kRelations, 69, "dbCreateRelationItem", Boolean, G::Recording,
                 {In("fsFldName", String), Opt("fsTblName", String), Opt("fsForeignTable", String),
-                 Opt("fAttributes", Long), Opt("fsForeignName", String), Opt("fsName", String)}));
+                 Opt("fAttributes", Long), Opt("fsForeignName", String), Opt("fsName", String)},
+                Bind(&C::dbCreateRelationItem)));
   t.push_back(M(kQueries, 70, "dbCreateQueryItem", Boolean, G::Recording,
                 {In("fsQueryName", String), In("fSQLText", String), Opt("fbIsSQLServer", Boolean),
                  OptRef("Conn", Variant)}));

@@ -1,0 +1,530 @@
+// The index methods on the file store (DAO-style objects of the default
+// database, checked after closing and reopening the file) and on SQL Server
+// (statements as text, the help procedure's rows, and the statements sent to
+// the stand-in driver).
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "component_fixture.h"
+#include "store_fixture.h"
+#include "zmdb/dal/ado.h"
+#include "zmdb/dal/recordset.h"
+#include "zmdb/schema/server.h"
+
+namespace zmdb::testing {
+namespace {
+
+using rt::Variant;
+
+// The file store with a default database holding Items: an AutoNumber, a
+// key-to-be with rows, a default, a Required field, a description and an
+// index of its own.
+class IndexesTest : public ComponentTest {
+ protected:
+  void SetUp() override {
+    ComponentTest::SetUp();
+    for (const char* sql : {
+             "CREATE TABLE Items (Num COUNTER, ID LONG, Code TEXT(6) NOT NULL, Qty LONG DEFAULT 5)",
+             "INSERT INTO Items (ID, Code) VALUES (20, 'b')",
+             "INSERT INTO Items (ID, Code, Qty) VALUES (10, 'a', 7)",
+             "INSERT INTO Items (ID, Code) VALUES (30, 'c')",
+             "CREATE INDEX ByCode ON Items (Code)",
+         }) {
+      cn_->Execute(sql);
+    }
+    cn_->Close();
+    Reopen();
+    const Variant code = Field("Items", "Code");
+    rt::CallMethod(rt::GetProp(code, "Properties"), "Append",
+                   {rt::CallMethod(code, "CreateProperty",
+                                   {Variant("Description"), Variant(10), Variant("货号")})});
+  }
+
+  // Close the default database and open the file again.
+  void Reopen() {
+    if (obj_->dbGetConnect(true)) {
+      ASSERT_TRUE(obj_->dbCloseConnect(true));
+    }
+    ASSERT_TRUE(obj_->dbOpenDateBase(path_, ""));
+  }
+  Variant db() { return Variant(obj_->dbGetConnect(true)); }
+  Variant Table(const std::string& t) {
+    return rt::ItemOf(rt::GetProp(db(), "TableDefs"), Variant(t));
+  }
+  Variant Field(const std::string& t, const std::string& f) {
+    return rt::ItemOf(rt::GetProp(Table(t), "Fields"), Variant(f));
+  }
+
+  // Everything about a table a key change must keep: its rows, each field's
+  // type, size, Required, default and description, and the indexes named.
+  std::vector<std::string> Shape(const std::string& t, const std::vector<std::string>& indexes) {
+    std::vector<std::string> out;
+    auto cn = Connect();
+    auto rs = Open(cn, "SELECT * FROM " + t + " ORDER BY ID");
+    for (; !rs->AtEOF(); rs->MoveNext()) {
+      std::string row;
+      for (std::int32_t i = 0; i < rs->fields()->Count(); ++i) {
+        row += rt::TextOf(rs->fields()->Item(Variant(i))->Value()) + "|";
+      }
+      out.push_back(row);
+    }
+    cn->Close();
+    const Variant fields = rt::GetProp(Table(t), "Fields");
+    for (std::int32_t i = 0; i < rt::CLng(rt::GetProp(fields, "Count")); ++i) {
+      const Variant f = rt::ItemOf(fields, Variant(i));
+      std::string d;
+      try {
+        d = rt::CStr(
+            rt::GetProp(rt::ItemOf(rt::GetProp(f, "Properties"), Variant("Description")), "Value"));
+      } catch (const rt::PlatformError&) {
+      }
+      out.push_back(rt::CStr(rt::GetProp(f, "Name")) + " " + rt::CStr(rt::GetProp(f, "Type")) +
+                    " " + rt::CStr(rt::GetProp(f, "Size")) + " " +
+                    rt::CStr(rt::GetProp(f, "Required")) + " [" +
+                    rt::CStr(rt::GetProp(f, "DefaultValue")) + "] " + d);
+    }
+    const rt::SafeArray defs = obj_->dbIndexDefs(t);
+    for (const Variant& r : defs.items()) {
+      const rt::Record& rec = r.AsRecord();
+      if (std::find(indexes.begin(), indexes.end(), rt::CStr(rec["Name"])) == indexes.end())
+        continue;
+      std::string s;
+      for (const auto& [name, v] : rec.members()) s += name + "=" + rt::CStr(v) + " ";
+      out.push_back(s);
+    }
+    return out;
+  }
+
+  // The index record named `name` of table `t`, or an empty record.
+  rt::Record IndexNamed(const std::string& t, const std::string& name) {
+    const rt::SafeArray defs = obj_->dbIndexDefs(t);
+    for (const Variant& r : defs.items()) {
+      if (rt::CStr(r.AsRecord()["Name"]) == name) return r.AsRecord();
+    }
+    return {};
+  }
+
+  std::int32_t NextNumber() {
+    auto cn = Connect();
+    cn->Execute("INSERT INTO Items (ID, Code) VALUES (99, 'z')");
+    auto rs = Open(cn, "SELECT Num FROM Items WHERE ID = 99");
+    const std::int32_t n = rt::CLng(rs->fields()->Item(Variant("Num"))->Value());
+    rs->Close();
+    cn->Execute("DELETE FROM Items WHERE ID = 99");
+    cn->Close();
+    return n;
+  }
+};
+
+// Each way of making an index, read back after reopening, with the table's
+// rows and every other property as they were.
+TEST_F(IndexesTest, CreatedIndexesReadBackAfterReopeningAndKeepTheTable) {
+  struct Case {
+    const char* what;
+    std::function<bool()> create;
+    const char* name;
+    const char* expected;  // the record's members after Name, joined
+  };
+  const Case cases[] = {
+      {"defaults: a clustered primary key on ID named pk_Items",
+       [&] { return obj_->dbCreateIndexItem("Items"); }, "pk_Items",
+       "Fields=ID Group= Unique=True Primary=True Required=True Clustered=True IgnoreNulls=False"},
+      {"a unique index that is not the key",
+       [&] { return obj_->dbCreateIndexItem("Items", "ByID", "ID", false, false, false); }, "ByID",
+       "Fields=ID Group= Unique=True Primary=False Required=False Clustered=False "
+       "IgnoreNulls=False"},
+      {"two key columns, ignoring Nulls",
+       [&] {
+         return obj_->dbCreateIndexItem("Items", "ByQty", "Qty, ID", false, false, false, false,
+                                        true);
+       },
+       "ByQty",
+       "Fields=Qty,ID Group= Unique=False Primary=False Required=False Clustered=False "
+       "IgnoreNulls=True"},
+  };
+  TearDown();  // each case starts from a fresh file
+  obj_ = std::make_unique<clsZMDBFunc>();
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    SetUp();
+    const auto before = Shape("Items", {"ByCode"});
+    obj_->dbClearError();
+    ASSERT_TRUE(c.create()) << obj_->dbGetLastError().Description;
+    Reopen();
+    const rt::Record r = IndexNamed("Items", c.name);
+    ASSERT_TRUE(r.Has("Name")) << "no index " << c.name;
+    std::string got;
+    for (const auto& [name, v] : r.members()) {
+      if (name != "Name") got += (got.empty() ? "" : " ") + name + "=" + rt::CStr(v);
+    }
+    EXPECT_EQ(got, c.expected);
+    EXPECT_EQ(Shape("Items", {"ByCode"}), before);
+    EXPECT_EQ(NextNumber(), 4);  // the AutoNumber goes on where it was
+    EXPECT_EQ(obj_->dbGetLastError().Number, 0);
+    TearDown();
+    obj_ = std::make_unique<clsZMDBFunc>();
+  }
+  SetUp();
+}
+
+// The record's members, in order, reach late-bound callers by name.
+TEST_F(IndexesTest, TheIndexRecordHasItsMembersInOrder) {
+  const rt::SafeArray a = obj_->dbIndexDefs("Items", db());
+  ASSERT_EQ(a.size(), 1u);
+  EXPECT_EQ(a.LBound(), 0);
+  const rt::Record& r = a.at(0).AsRecord();
+  EXPECT_EQ(r.typeName(), "IndexRec");
+  std::vector<std::string> names;
+  for (const auto& m : r.members()) names.push_back(m.first);
+  EXPECT_EQ(names, (std::vector<std::string>{"Name", "Fields", "Group", "Unique", "Primary",
+                                             "Required", "Clustered", "IgnoreNulls"}));
+  EXPECT_EQ(rt::CStr(r["name"]), "ByCode");
+  EXPECT_EQ(rt::CStr(r["fields"]), "Code");
+}
+
+// A change that fails leaves the table exactly as it was, with the error
+// recorded; without a default database nothing is done or recorded.
+TEST_F(IndexesTest, FailuresLeaveTheTableAsItWas) {
+  auto cn = Connect();
+  cn->Execute("INSERT INTO Items (ID, Code) VALUES (10, 'd')");
+  cn->Execute("INSERT INTO Items (Code) VALUES ('e')");
+  cn->Close();
+  const auto before = Shape("Items", {"ByCode"});
+  struct Case {
+    const char* what;
+    std::function<bool()> call;
+    std::int32_t error;
+  };
+  const Case cases[] = {
+      {"primary key over duplicate values", [&] { return obj_->dbCreateIndexItem("Items"); }, 3022},
+      {"primary key over a Null key",
+       [&] { return obj_->dbCreateIndexItem("Items", "pk", "ID, Code"); }, 3058},
+      {"an index name already used",
+       [&] { return obj_->dbCreateIndexItem("Items", "ByCode", "Qty", false); }, 3284},
+      {"a key column the table lacks",
+       [&] { return obj_->dbCreateIndexItem("Items", "ByAge", "Age", false); }, 3265},
+      {"a table the database lacks", [&] { return obj_->dbCreateIndexItem("Nowhere"); }, 3265},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    obj_->dbClearError();
+    EXPECT_FALSE(c.call());
+    if (c.error != 0) {
+      EXPECT_EQ(obj_->dbGetLastError().Number, c.error) << obj_->dbGetLastError().Description;
+    } else {
+      EXPECT_NE(obj_->dbGetLastError().Number, 0);
+    }
+  }
+  Reopen();
+  EXPECT_EQ(Shape("Items", {"ByCode"}), before);
+  EXPECT_EQ(obj_->dbIndexDefs("Items").size(), 1u);
+
+  ASSERT_TRUE(obj_->dbCloseConnect(true));
+  obj_->dbClearError();
+  EXPECT_FALSE(obj_->dbCreateIndexItem("Items", "ByQty", "Qty", false));
+  EXPECT_FALSE(obj_->dbRemoveIndexItem("Items", "ByCode"));
+  EXPECT_FALSE(obj_->dbIndexDefs("Items").allocated());
+  EXPECT_EQ(obj_->dbGetLastError().Number, 0);
+}
+
+TEST_F(IndexesTest, ListingFollowsTheConnArgument) {
+  cn_ = Connect();
+  cn_->Execute("CREATE TABLE Bare (A LONG)");
+  cn_->Close();
+  Reopen();
+  // A table without indexes: an empty array, not a failure.
+  const rt::SafeArray none = obj_->dbIndexDefs("Bare");
+  EXPECT_TRUE(none.allocated());
+  EXPECT_EQ(none.size(), 0u);
+  // A Database argument lists the same as the default database.
+  EXPECT_EQ(obj_->dbIndexDefs("Items", db()).items(), obj_->dbIndexDefs("Items").items());
+  // Another kind of object: no listing, nothing recorded.
+  auto rs = dal::Recordset::Create();
+  EXPECT_FALSE(obj_->dbIndexDefs("Items", Variant(rt::ObjectRef(rs))).allocated());
+  EXPECT_EQ(obj_->dbGetLastError().Number, 0);
+  // A missing table is a recorded failure.
+  EXPECT_FALSE(obj_->dbIndexDefs("Nowhere").allocated());
+  EXPECT_EQ(obj_->dbGetLastError().Number, 3265);
+  // A Connection runs the server's help procedure, which the file store lacks.
+  obj_->dbClearError();
+  auto cn = Connect();
+  EXPECT_FALSE(obj_->dbIndexDefs("Items", Variant(rt::ObjectRef(cn))).allocated());
+  EXPECT_EQ(cn->statementLog().back(), "sp_MShelpindex 'dbo.Items', NULL, 1");
+  EXPECT_NE(obj_->dbGetLastError().Number, 0);
+}
+
+TEST_F(IndexesTest, RemovingAnIndexOnTheFileStore) {
+  ASSERT_TRUE(obj_->dbCreateIndexItem("Items"));
+  const auto before = Shape("Items", {"ByCode"});
+  EXPECT_TRUE(obj_->dbRemoveIndexItem("Items"));  // pk_Items
+  obj_->dbClearError();
+  // Missing: False, and nothing recorded or shown.
+  EXPECT_FALSE(obj_->dbRemoveIndexItem("Items", "pk_Items"));
+  EXPECT_FALSE(obj_->dbRemoveIndexItem("Nowhere", "ByCode"));
+  EXPECT_EQ(obj_->dbGetLastError().Number, 0);
+  EXPECT_TRUE(host_->shown().empty());
+  Reopen();
+  EXPECT_EQ(Shape("Items", {"ByCode"}), before);
+  EXPECT_EQ(obj_->dbIndexDefs("Items").size(), 1u);
+  EXPECT_TRUE(obj_->dbRemoveIndexItem("Items", "ByCode"));
+  Reopen();
+  EXPECT_EQ(obj_->dbIndexDefs("Items").size(), 0u);
+}
+
+// The type text of a column as its ADO type is named, read through a
+// connection (the Conn given, or the default connection).
+TEST_F(IndexesTest, FieldSqlStrNamesTheColumnType) {
+  auto cn = Connect();
+  cn->Execute("CREATE TABLE Typed (N LONG, S TEXT(12), D DATETIME, B BYTE)");
+  const Variant conn{rt::ObjectRef(cn)};
+  EXPECT_EQ(obj_->dbGetFieldSQLStr("Typed", "N", conn), " [Int] ");
+  EXPECT_EQ(obj_->dbGetFieldSQLStr("Typed", "S", conn), " [VarWChar] (12) ");
+  EXPECT_EQ(obj_->dbGetFieldSQLStr("Typed", "D", conn), " [DateTime] ");
+  EXPECT_EQ(obj_->dbGetFieldSQLStr("Typed", "B", conn), " [UnsignedTinyInt] (1) ");
+  EXPECT_EQ(cn->statementLog().back(), "SELECT TOP 1 B FROM Typed");
+  EXPECT_EQ(obj_->dbGetLastError().Number, 0);
+  EXPECT_EQ(obj_->dbGetFieldSQLStr("Typed", "Nope", conn), "");
+  EXPECT_NE(obj_->dbGetLastError().Number, 0);
+  // No Conn and no default connection: nothing done, nothing recorded.
+  obj_->dbClearError();
+  EXPECT_EQ(obj_->dbGetFieldSQLStr("Typed", "N"), "");
+  EXPECT_EQ(obj_->dbGetLastError().Number, 0);
+  ASSERT_TRUE(obj_->dbSetConnect("PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + path_, false));
+  EXPECT_EQ(obj_->dbGetFieldSQLStr("Typed", "S"), " [VarWChar] (12) ");
+  cn->Close();
+}
+
+// ---------------------------------------------------------------- SQL Server
+
+TEST(ServerIndexStatements, AreBuiltAsText) {
+  using namespace schema;
+  const std::vector<std::string> idName{"ID", "Name"};
+  const struct {
+    std::string got, expected;
+  } cases[] = {
+      {IndexHelpStatement("Orders"), "sp_MShelpindex 'dbo.Orders', NULL, 1"},
+      {KeyList(KeyColumns("ID,Name")), "[ID],[Name]"},
+      {KeyList(KeyColumns(" ID , ,Name,")), "[ID],[Name]"},
+      {ColumnTypeText("Int", 4), " [Int] "},
+      {ColumnTypeText("DateTime", 8), " [DateTime] "},
+      {ColumnTypeText("VarWChar", 20), " [VarWChar] (20) "},
+      // The vocabulary writes "TinyInt", which is not the sizeless "Tinyint".
+      {ColumnTypeText("TinyInt", 1), " [TinyInt] (1) "},
+      {AddPrimaryKeyStatement("T", "pk_T", {"ID"}, true, "PRIMARY"),
+       "ALTER TABLE [dbo].T WITH NOCHECK ADD CONSTRAINT [pk_T] PRIMARY KEY CLUSTERED([ID]) ON "
+       "[PRIMARY]"},
+      {AddPrimaryKeyStatement("T", "k", idName, false, "G2"),
+       "ALTER TABLE [dbo].T WITH NOCHECK ADD CONSTRAINT [k] PRIMARY KEY NONCLUSTERED([ID],[Name]) "
+       "ON [G2]"},
+      {CreateIndexStatement("T", "ix", idName, true, "PRIMARY"),
+       "CREATE CLUSTERED INDEX ix ON [dbo].[T] ([ID],[Name]) ON [PRIMARY]"},
+      {CreateIndexStatement("T", "ix", {"ID"}, false, "PRIMARY"),
+       "CREATE INDEX ix ON [dbo].[T] ([ID]) ON [PRIMARY]"},
+      {DropIndexStatement("T", "ix"), "DROP INDEX dbo.T.ix"},
+      {DropConstraintStatement("T", "pk_T"), "ALTER TABLE dbo.T DROP CONSTRAINT pk_T"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(c.got, c.expected);
+  EXPECT_EQ(
+      PrimaryKeyStatements("T", "pk_T", idName, {" [Int] ", " [VarChar] (20) "}, true, "PRIMARY"),
+      (std::vector<std::string>{
+          "DELETE FROM [dbo].T WHERE ID IS NULL",
+          "ALTER TABLE [dbo].T ALTER COLUMN ID [Int]  NOT NULL",
+          "DELETE FROM [dbo].T WHERE Name IS NULL",
+          "ALTER TABLE [dbo].T ALTER COLUMN Name [VarChar] (20)  NOT NULL",
+          "ALTER TABLE [dbo].T WITH NOCHECK ADD CONSTRAINT [pk_T] PRIMARY KEY "
+          "CLUSTERED([ID],[Name]) ON [PRIMARY]"}));
+}
+
+// Rows shaped as sp_MShelpindex returns them, on a recordset made here.
+TEST(ServerIndexStatements, HelpRowsBecomeIndexRecords) {
+  auto rs = dal::Recordset::Create();
+  rs->fields()->Append("Name", 202, 128);
+  rs->fields()->Append("Status", 3, 4);
+  rs->fields()->Append("SegName", 202, 128);
+  for (int n = 1; n <= 16; ++n) rs->fields()->Append("IndCol" + std::to_string(n), 202, 128);
+  rs->SetCursorType(dal::ado::adOpenStatic);
+  rs->SetLockType(dal::ado::adLockOptimistic);
+  rs->Open(Variant::Missing(), Variant::Missing(), -1, -1, -1);
+  const struct {
+    const char* name;
+    std::int32_t status;
+    std::vector<std::string> cols;  // IndCol1.. in order; "" leaves one empty
+    const char* expected;
+  } cases[] = {
+      {"pk_T", 2048 | 16 | 2, {"ID"}, "pk_T ID PRIMARY True True False True False"},
+      {"ix3", 0, {"A", "B", "C"}, "ix3 A,B,C PRIMARY False False False False False"},
+      {"ixU", 2, {"A", "", "C"}, "ixU A,C PRIMARY True False False False False"},
+      {"ixC", 16, {}, "ixC  PRIMARY False False False True False"},
+  };
+  for (const auto& c : cases) {
+    rs->AddNew();
+    rs->fields()->Item(Variant("Name"))->SetValue(Variant(c.name));
+    rs->fields()->Item(Variant("Status"))->SetValue(Variant(c.status));
+    rs->fields()->Item(Variant("SegName"))->SetValue(Variant("PRIMARY"));
+    for (std::size_t i = 0; i < c.cols.size(); ++i) {
+      rs->fields()->Item(Variant("IndCol" + std::to_string(i + 1)))->SetValue(Variant(c.cols[i]));
+    }
+    rs->Update();
+    const rt::Record r = schema::IndexRecordFromHelpRow(Variant(rt::ObjectRef(rs)));
+    std::string got;
+    for (const auto& m : r.members()) got += (got.empty() ? "" : " ") + rt::CStr(m.second);
+    EXPECT_EQ(got, c.expected);
+  }
+}
+
+// The statements sent to the default connection on the stand-in driver,
+// which runs what SQLite can and fails on the rest; the server's own answers
+// to DROP INDEX are given by the statement hook.
+class ServerIndexesTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    host_->SetEcho(false);
+    // The store fixture registers the stand-in driver for this process.
+    dir_ = std::filesystem::temp_directory_path() /
+           ("zmdb_ix_" + dal::testing::StoreName(dal::testing::Store::SqlServer) + "_" +
+            std::to_string(::getpid()));
+    std::filesystem::create_directories(dir_);
+    ASSERT_TRUE(obj_.dbSetConnect(
+        "DRIVER=SQL Server SQLite stand-in;Database=" + (dir_ / "t.db").string() + ";", false))
+        << obj_.dbGetLastError().Description;
+    cn_ = std::dynamic_pointer_cast<dal::Connection>(obj_.dbGetConnect(false));
+    cn_->EnableStatementLog(true);
+    cn_->Execute("CREATE TABLE Staff (ID INT, Name VARCHAR(20))");
+  }
+  void TearDown() override {
+    obj_.dbCloseConnect(false);
+    std::filesystem::remove_all(dir_);
+  }
+  // The log from entry `from` on.
+  std::vector<std::string> LogFrom(std::size_t from) {
+    const auto& log = cn_->statementLog();
+    return {log.begin() + static_cast<std::ptrdiff_t>(from), log.end()};
+  }
+
+  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
+  rt::ScopedHost scope_{host_};
+  std::filesystem::path dir_;
+  clsZMDBFunc obj_;
+  std::shared_ptr<dal::Connection> cn_;
+};
+
+TEST_F(ServerIndexesTest, CreatingAnIndexSendsTheServerStatements) {
+  // A plain index: the listing (which the stand-in cannot run: recorded, and
+  // creation goes on), then CREATE INDEX without UNIQUE, which it refuses.
+  std::size_t from = cn_->statementLog().size();
+  EXPECT_FALSE(obj_.dbCreateIndexItem("Staff", "ByName", "Name", false, true, true, true, false,
+                                      "PRIMARY", true));
+  EXPECT_EQ(LogFrom(from),
+            (std::vector<std::string>{
+                "sp_MShelpindex 'dbo.Staff', NULL, 1",
+                "CREATE CLUSTERED INDEX ByName ON [dbo].[Staff] ([Name]) ON [PRIMARY]"}));
+  EXPECT_NE(obj_.dbGetLastError().Number, 0);
+
+  // The primary key starts by reading the key column's type, in T-SQL.
+  from = cn_->statementLog().size();
+  EXPECT_FALSE(
+      obj_.dbCreateIndexItem("Staff", "", "ID", true, true, true, true, false, "PRIMARY", true));
+  EXPECT_EQ(LogFrom(from), (std::vector<std::string>{"sp_MShelpindex 'dbo.Staff', NULL, 1",
+                                                     "SELECT TOP 1 ID FROM Staff"}));
+  EXPECT_NE(obj_.dbGetLastError().Number, 0);
+
+  // Without a default connection nothing is sent or recorded.
+  obj_.dbClearError();
+  ASSERT_TRUE(obj_.dbCloseConnect(false));
+  EXPECT_FALSE(
+      obj_.dbCreateIndexItem("Staff", "", "ID", true, true, true, true, false, "PRIMARY", true));
+  EXPECT_FALSE(obj_.dbRemoveIndexItem("Staff", "", true));
+  EXPECT_EQ(obj_.dbGetLastError().Number, 0);
+}
+
+// What dbRemoveIndexItem does with each answer to DROP INDEX. The stand-in
+// cannot drop an index by a three-part name, so the server's answers are
+// given by the statement hook, and the stand-in's own refusal stands for any
+// other failure.
+TEST_F(ServerIndexesTest, RemovingAnIndexRetriesAsAConstraintAndToleratesAMissingOne) {
+  constexpr std::int32_t kStandInFailure = 0;  // whatever the stand-in answers
+  struct Case {
+    const char* what;
+    std::int32_t answer;  // what the server answers to DROP INDEX (kStandInFailure: its own)
+    bool expected;
+    std::vector<std::string> statements;
+    bool boxAndRecord;
+  };
+  const Case cases[] = {
+      {"a constraint: retried as one, which the stand-in refuses too",
+       -2147217900,
+       false,
+       {"DROP INDEX dbo.Staff.pk_Staff", "ALTER TABLE dbo.Staff DROP CONSTRAINT pk_Staff"},
+       false},
+      {"missing: counts as dropped", -2147217865, true, {"DROP INDEX dbo.Staff.pk_Staff"}, false},
+      {"permission denied", -2147217911, false, {"DROP INDEX dbo.Staff.pk_Staff"}, true},
+      {"the stand-in's own failure",
+       kStandInFailure,
+       false,
+       {"DROP INDEX dbo.Staff.pk_Staff"},
+       true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    cn_->SetStatementHook([&](std::string_view s) {
+      if (s.rfind("DROP INDEX", 0) == 0 && c.answer != kStandInFailure) {
+        rt::Raise(c.answer, "refused: " + std::string(s));
+      }
+    });
+    obj_.dbClearError();
+    host_->ClearRecord();
+    const std::size_t from = cn_->statementLog().size();
+    EXPECT_EQ(obj_.dbRemoveIndexItem("Staff", "", true), c.expected);
+    EXPECT_EQ(LogFrom(from), c.statements);
+    if (c.boxAndRecord) {
+      ASSERT_EQ(host_->shown().size(), 1u);
+      EXPECT_EQ(host_->shown()[0].prompt, "mADODB.Execute DROP INDEX dbo.Staff.pk_Staff Error!");
+      EXPECT_EQ(host_->shown()[0].buttons, 16);
+      EXPECT_NE(obj_.dbGetLastError().Number, 0);
+      if (c.answer != kStandInFailure) {
+        EXPECT_EQ(obj_.dbGetLastError().Number, c.answer);
+      }
+    } else {
+      EXPECT_TRUE(host_->shown().empty());
+      EXPECT_EQ(obj_.dbGetLastError().Number, 0);
+    }
+  }
+  cn_->SetStatementHook({});
+}
+
+// On a real server (ZMDB_TEST_MSSQL): the key forced onto rows with a Null
+// key, listed by the help procedure, dropped through the constraint retry,
+// and dropped again as a missing index.
+TEST(ServerIndexesReal, PrimaryKeyRoundTrip) {
+  const char* mssql = std::getenv("ZMDB_TEST_MSSQL");
+  if (mssql == nullptr || *mssql == '\0') {
+    GTEST_SKIP() << "skipped: set ZMDB_TEST_MSSQL to a SQL Server connection string";
+  }
+  auto host = std::make_shared<rt::HeadlessHost>();
+  host->SetEcho(false);
+  rt::ScopedHost scope(host);
+  clsZMDBFunc obj;
+  ASSERT_TRUE(obj.dbSetConnect(mssql, false)) << obj.dbGetLastError().Description;
+  const Variant cn{obj.dbGetConnect(false)};
+  const std::string t = "zt_ix_" + std::to_string(::getpid());
+  rt::CallMethod(cn, "Execute",
+                 {Variant("CREATE TABLE " + t + " (ID INT NULL, Name VARCHAR(20))")});
+  rt::CallMethod(cn, "Execute", {Variant("INSERT INTO " + t + " VALUES (1, 'a')")});
+  rt::CallMethod(cn, "Execute", {Variant("INSERT INTO " + t + " VALUES (NULL, 'b')")});
+  EXPECT_TRUE(obj.dbCreateIndexItem(t, "", "ID", true, true, true, true, false, "PRIMARY", true))
+      << obj.dbGetLastError().Description;
+  const rt::SafeArray defs = obj.dbIndexDefs(t, cn);
+  ASSERT_EQ(defs.size(), 1u);
+  EXPECT_EQ(rt::CStr(defs.at(0).AsRecord()["Name"]), "pk_" + t);
+  EXPECT_TRUE(rt::CBool(defs.at(0).AsRecord()["Primary"]));
+  EXPECT_TRUE(rt::CBool(defs.at(0).AsRecord()["Clustered"]));
+  EXPECT_TRUE(obj.dbRemoveIndexItem(t, "", true));
+  EXPECT_TRUE(obj.dbRemoveIndexItem(t, "", true));
+  EXPECT_TRUE(host->shown().empty());
+  rt::CallMethod(cn, "Execute", {Variant("DROP TABLE " + t)});
+}
+
+}  // namespace
+}  // namespace zmdb::testing
