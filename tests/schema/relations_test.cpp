@@ -3,18 +3,17 @@
 // already break is refused and changes nothing.
 #include <gtest/gtest.h>
 
-#include "component_fixture.h"
-#include "zmdb/dal/recordset.h"
+#include "schema_fixture.h"
 
 namespace zmdb::testing {
 namespace {
 
 using rt::Variant;
 
-class RelationsTest : public ComponentTest {
+class RelationsTest : public SchemaTest {
  protected:
   void SetUp() override {
-    ComponentTest::SetUp();
+    SchemaTest::SetUp();
     for (const char* sql : {
              "CREATE TABLE Orders (OrderNo COUNTER, StaffID LONG DEFAULT 3, Amount CURRENCY)",
              "INSERT INTO Orders (StaffID, Amount) VALUES (3, 10)",
@@ -24,38 +23,15 @@ class RelationsTest : public ComponentTest {
       cn_->Execute(sql);
     }
     cn_->Close();
-    ASSERT_TRUE(obj_->dbOpenDateBase(path_, ""));
+    Reopen();
     ASSERT_TRUE(obj_->dbCreateIndexItem("Staff"));  // the key the relation refers to
+    Describe("Orders", "Amount", "金额");
   }
-  void Reopen() {
-    ASSERT_TRUE(obj_->dbCloseConnect(true));
-    ASSERT_TRUE(obj_->dbOpenDateBase(path_, ""));
-  }
-  Variant Relations() { return rt::GetProp(Variant(obj_->dbGetConnect(true)), "Relations"); }
-  // Both tables' rows and indexes, as text.
+  Variant Relations() { return rt::GetProp(db(), "Relations"); }
+  // Both tables as a relation between them must keep them.
   std::vector<std::string> State() {
-    std::vector<std::string> out;
-    auto cn = Connect();
-    for (const char* sql :
-         {"SELECT * FROM Staff ORDER BY ID", "SELECT * FROM Orders ORDER BY OrderNo"}) {
-      auto rs = Open(cn, sql);
-      for (; !rs->AtEOF(); rs->MoveNext()) {
-        std::string row;
-        for (std::int32_t i = 0; i < rs->fields()->Count(); ++i)
-          row += rt::TextOf(rs->fields()->Item(Variant(i))->Value()) + "|";
-        out.push_back(row);
-      }
-    }
-    cn->Close();
-    for (const char* t : {"Staff", "Orders"}) {
-      const rt::SafeArray defs = obj_->dbIndexDefs(t);
-      for (const Variant& r : defs.items()) {
-        std::string s = t;
-        for (const auto& m : r.AsRecord().members()) s += " " + rt::CStr(m.second);
-        // The engine's own index for a relation's foreign side is not the table's.
-        if (s.find(" StaffOrders ") == std::string::npos) out.push_back(s);
-      }
-    }
+    auto out = Shape("Staff", "ID", {"pk_Staff"});
+    for (auto& line : Shape("Orders", "OrderNo", {"ByStaff"})) out.push_back(std::move(line));
     return out;
   }
   std::int32_t InsertOrder(std::int32_t staff) {
@@ -84,6 +60,13 @@ TEST_F(RelationsTest, ARelationIsMadeEnforcedAndKept) {
   EXPECT_EQ(rt::CStr(rt::GetProp(f, "ForeignName")), "StaffID");
   EXPECT_EQ(State(), before);
   EXPECT_EQ(InsertOrder(57), 0);
+  {  // The AutoNumber goes on where it was.
+    auto cn = Connect();
+    auto rs = Open(cn, "SELECT OrderNo FROM Orders WHERE StaffID = 57");
+    EXPECT_EQ(rt::CLng(rs->fields()->Item(Variant("OrderNo"))->Value()), 3);
+    rs->Close();
+    cn->Close();
+  }
   EXPECT_NE(InsertOrder(4), 0);  // no such staff member
   EXPECT_EQ(obj_->dbGetLastError().Number, 0);
 }
