@@ -144,9 +144,6 @@ constexpr Home kNulls{"records", "src/records/nulls.cpp"};
 constexpr Home kFabricated{"records", "src/records/fabricated.cpp"};
 constexpr Home kTypes{"types", "src/types/methods.cpp"};
 constexpr Home kSqlconv{"sqlconv", "src/sqlconv/methods.cpp"};
-constexpr Home kIndexes{"schema", "src/schema/indexes.cpp"};
-constexpr Home kRelations{"schema", "src/schema/relations.cpp"};
-constexpr Home kStructureBuilt{"schema", "src/schema/structure.cpp"};
 // Not built yet.
 constexpr Home kCreate{"connect", "src/connect/create.cpp", "database creation"};
 constexpr Home kServer{"connect", "src/connect/server.cpp",
@@ -154,10 +151,14 @@ constexpr Home kServer{"connect", "src/connect/server.cpp",
 constexpr Home kTables{"schema", "src/schema/tables.cpp",
                        "table definitions on both stores, with linked tables"};
 constexpr Home kFields{"schema", "src/schema/fields.cpp", "field changes on both stores"};
+constexpr Home kIndexes{"schema", "src/schema/indexes.cpp"};
+constexpr Home kRelations{"schema", "src/schema/relations.cpp"};
 constexpr Home kQueries{"schema", "src/schema/queries.cpp",
                         "saved queries and views on both stores"};
 constexpr Home kListings{"schema", "src/schema/listings.cpp", "the catalogue listings"};
 constexpr Home kStructure{"schema", "src/schema/structure.cpp", "table-structure copying"};
+// A built method of a file whose other methods are not built yet.
+constexpr Home kStructureBuilt{"schema", "src/schema/structure.cpp"};
 constexpr Home kBackup{"files", "src/files/backup.cpp", "the recordset text backup format"};
 constexpr Home kExport{"files", "src/files/export.cpp",
                        "the foreign-format writers and the export-type dialog"};

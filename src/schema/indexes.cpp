@@ -20,7 +20,7 @@
 #include "zmdb/records/open.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/host.h"
-#include "zmdb/schema/server.h"
+#include "zmdb/schema/server_indexes.h"
 #include "zmdb/schema/statements.h"
 
 namespace zmdb {

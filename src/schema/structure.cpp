@@ -2,7 +2,7 @@
 // text, which the primary-key path of dbCreateIndexItem writes into ALTER
 // COLUMN.
 #include "zmdb/frame/component.h"
-#include "zmdb/schema/server.h"
+#include "zmdb/schema/server_indexes.h"
 
 namespace zmdb {
 

@@ -11,7 +11,7 @@
 #include "store_fixture.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/recordset.h"
-#include "zmdb/schema/server.h"
+#include "zmdb/schema/server_indexes.h"
 
 namespace zmdb::testing {
 namespace {

@@ -1,7 +1,7 @@
-// The SQL Server side of the index methods: statements on schema dbo and the
-// rows of sp_MShelpindex. Pure text except the row reading, which reads a
-// recordset late-bound.
-#include "zmdb/schema/server.h"
+// The SQL Server side of the index methods: statements on schema dbo (pure
+// text), the rows of sp_MShelpindex read late-bound, and a column's type
+// text read through a one-row query.
+#include "zmdb/schema/server_indexes.h"
 
 #include <fmt/format.h>
 
