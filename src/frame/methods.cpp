@@ -152,11 +152,13 @@ constexpr Home kCreate{"connect", "src/connect/create.cpp", "database creation"}
 constexpr Home kServer{"connect", "src/connect/server.cpp",
                        "the server catalogue, rights and procedures"};
 constexpr Home kFields{"schema", "src/schema/fields.cpp"};
-constexpr Home kIndexes{"schema", "src/schema/indexes.cpp", "index changes on both stores"};
-constexpr Home kRelations{"schema", "src/schema/relations.cpp", "relations on both stores"};
+constexpr Home kIndexes{"schema", "src/schema/indexes.cpp"};
+constexpr Home kRelations{"schema", "src/schema/relations.cpp"};
 constexpr Home kQueries{"schema", "src/schema/queries.cpp"};
 constexpr Home kListings{"schema", "src/schema/listings.cpp", "the catalogue listings"};
 constexpr Home kStructure{"schema", "src/schema/structure.cpp", "table-structure copying"};
+// A built method of a file whose other methods are not built yet.
+constexpr Home kStructureBuilt{"schema", "src/schema/structure.cpp"};
 constexpr Home kBackup{"files", "src/files/backup.cpp", "the recordset text backup format"};
 constexpr Home kExport{"files", "src/files/export.cpp",
                        "the foreign-format writers and the export-type dialog"};
@@ -215,8 +217,9 @@ std::vector<MethodSpec> BuildTable() {
                 {In("fsTblName", String), Ref("fTFieldStruct", Array), OptRef("Conn", Variant)}));
   t.push_back(M(kFabricated, 13, "dbCreateVRecord", Object, G::Unguarded,
                 {Ref("fTFieldStruct", Array)}, Bind(&C::dbCreateVRecord)));
-  t.push_back(M(kStructure, 14, "dbGetFieldSQLStr", String, G::Recording,
-                {In("fsTblName", String), In("fsFldName", String), OptRef("Conn", Variant)}));
+  t.push_back(M(kStructureBuilt, 14, "dbGetFieldSQLStr", String, G::Recording,
+                {In("fsTblName", String), In("fsFldName", String), OptRef("Conn", Variant)},
+                Bind(&C::dbGetFieldSQLStr)));
   t.push_back(M(kNulls, 15, "dbGetFieldsName", String, G::Unguarded,
                 {Ref("fsTblName", String), Ref("Conn", Variant), OptRef("fsFields", String, S("*")),
                  OptRef("fsRetType", String)},
@@ -358,20 +361,22 @@ std::vector<MethodSpec> BuildTable() {
                  OptRef("Conn", Variant)},
                 Bind(&C::dbModifyFieldName)));
   t.push_back(M(kIndexes, 66, "dbIndexDefs", Array, G::Recording,
-                {In("fsTblName", String), OptRef("Conn", Variant)}));
-  t.push_back(
-      M(kIndexes, 67, "dbCreateIndexItem", Boolean, G::Recording,
-        {In("fsTblName", String), Opt("fsIndexName", String), Opt("fsIndexField", String, S("ID")),
-         Opt("fbPrimary", Boolean, B(true)), Opt("fbRequired", Boolean, B(true)),
-         Opt("fbClustered", Boolean, B(true)), Opt("fbUnique", Boolean, B(true)),
-         Opt("fbIgnoreNulls", Boolean, B(false)), Opt("fsGroupName", String, S("PRIMARY")),
-         Opt("fbIsSQLServer", Boolean, B(false))}));
+                {In("fsTblName", String), OptRef("Conn", Variant)}, Bind(&C::dbIndexDefs)));
+  t.push_back(M(kIndexes, 67, "dbCreateIndexItem", Boolean, G::Recording,
+                {In("fsTblName", String), Opt("fsIndexName", String),
+                 Opt("fsIndexField", String, S("ID")), Opt("fbPrimary", Boolean, B(true)),
+                 Opt("fbRequired", Boolean, B(true)), Opt("fbClustered", Boolean, B(true)),
+                 Opt("fbUnique", Boolean, B(true)), Opt("fbIgnoreNulls", Boolean, B(false)),
+                 Opt("fsGroupName", String, S("PRIMARY")), Opt("fbIsSQLServer", Boolean, B(false))},
+                Bind(&C::dbCreateIndexItem)));
   t.push_back(
       M(kIndexes, 68, "dbRemoveIndexItem", Boolean, G::OwnHandler,
-        {In("fsTblName", String), Opt("fsIndexName", String), Opt("fbIsSQLServer", Boolean)}));
+        {In("fsTblName", String), Opt("fsIndexName", String), Opt("fbIsSQLServer", Boolean)},
+        Bind(&C::dbRemoveIndexItem)));
   t.push_back(M(kRelations, 69, "dbCreateRelationItem", Boolean, G::Recording,
                 {In("fsFldName", String), Opt("fsTblName", String), Opt("fsForeignTable", String),
-                 Opt("fAttributes", Long), Opt("fsForeignName", String), Opt("fsName", String)}));
+                 Opt("fAttributes", Long), Opt("fsForeignName", String), Opt("fsName", String)},
+                Bind(&C::dbCreateRelationItem)));
   t.push_back(M(kQueries, 70, "dbCreateQueryItem", Boolean, G::Recording,
                 {In("fsQueryName", String), In("fSQLText", String), Opt("fbIsSQLServer", Boolean),
                  OptRef("Conn", Variant)},

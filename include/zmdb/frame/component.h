@@ -42,6 +42,21 @@ struct FieldRec {
   static FieldRec FromVariant(const rt::Variant& v);
 };
 
+// One index of a table, as dbIndexDefs returns it (members in this order).
+// Late-bound callers receive it as a record named "IndexRec".
+struct IndexRec {
+  std::string Name;
+  std::string Fields;  // the key columns joined with ",", in key order
+  std::string Group;   // the file group (SQL Server only)
+  bool Unique = false;
+  bool Primary = false;
+  bool Required = false;
+  bool Clustered = false;
+  bool IgnoreNulls = false;
+
+  rt::Record ToRecord() const;
+};
+
 // The store a two-store method works on, as resolved from its Conn argument.
 enum class StorePath {
   None,     // Conn missing and no default database: do nothing
@@ -140,6 +155,24 @@ class clsZMDBFunc {
                          const rt::Variant& Conn = rt::Variant::Missing());
   bool dbRemoveQueryItem(const std::string& fsQueryName, bool fbIsSQLServer = false,
                          const rt::Variant& Conn = rt::Variant::Missing());
+
+  // ---- Indexes and relations ----
+  // The table's indexes as IndexRec records (an unallocated array on failure).
+  rt::SafeArray dbIndexDefs(const std::string& fsTblName,
+                            const rt::Variant& Conn = rt::Variant::Missing());
+  bool dbCreateIndexItem(const std::string& fsTblName, const std::string& fsIndexName = "",
+                         const std::string& fsIndexField = "ID", bool fbPrimary = true,
+                         bool fbRequired = true, bool fbClustered = true, bool fbUnique = true,
+                         bool fbIgnoreNulls = false, const std::string& fsGroupName = "PRIMARY",
+                         bool fbIsSQLServer = false);
+  bool dbRemoveIndexItem(const std::string& fsTblName, const std::string& fsIndexName = "",
+                         bool fbIsSQLServer = false);
+  bool dbCreateRelationItem(const std::string& fsFldName, const std::string& fsTblName = "",
+                            const std::string& fsForeignTable = "", std::int32_t fAttributes = 0,
+                            const std::string& fsForeignName = "", const std::string& fsName = "");
+  // A column's SQL Server type text: " [type] " or " [type] (size) ".
+  std::string dbGetFieldSQLStr(const std::string& fsTblName, const std::string& fsFldName,
+                               const rt::Variant& Conn = rt::Variant::Missing());
 
   // ---- Single-value record operations and next-ID generation ----
   bool dbIsExist(const std::string& fsTblName, const std::string& fsFldName,

@@ -190,11 +190,39 @@ class SqliteBackend : public Backend {
     const Rewritten rewritten = RewriteJet(statement);
     if (rewritten.index && IsLink(rewritten.index->table)) return IndexOnLink(*rewritten.index);
     Result result;
-    for (std::size_t i = 0; i < rewritten.statements.size(); ++i) {
-      result = Run(rewritten.statements[i], {}, statement);
+    if (rewritten.primaryKey) {
+      AddPrimaryKey(*rewritten.primaryKey);
+    } else if (DroppedPrimaryKey(rewritten)) {
+      Schema().DropIndex(rewritten.droppedIndex->table, rewritten.droppedIndex->index);
+    } else {
+      for (std::size_t i = 0; i < rewritten.statements.size(); ++i) {
+        result = Run(rewritten.statements[i], {}, statement);
+      }
     }
     if (!result.cursor) NoteStatement(*this, statement);
     return result;
+  }
+
+  // A primary key added by Jet DDL is built as the schema objects build one
+  // (the table rebuilt with the key, in one transaction), so that it reads
+  // back as the table's primary key.
+  void AddPrimaryKey(const Rewritten::PrimaryKey& pk) {
+    schema::IndexDef index;
+    index.name = pk.index;
+    index.primary = index.unique = index.required = true;
+    for (const std::string& c : pk.columns) index.fields.push_back({c, false});
+    Schema().CreateIndex(pk.table, index);
+  }
+
+  // True when the statement drops the primary key of its table.
+  bool DroppedPrimaryKey(const Rewritten& r) {
+    if (!r.droppedIndex) return false;
+    const auto table = Schema().Table(r.droppedIndex->table);
+    if (!table) return false;
+    for (const schema::IndexDef& i : table->indexes) {
+      if (i.primary && rt::NameEquals(i.name, r.droppedIndex->index)) return true;
+    }
+    return false;
   }
 
   schema::SchemaStore& Schema() override {
@@ -235,6 +263,10 @@ class SqliteBackend : public Backend {
     }
     const Rewritten rewritten = RewriteJet(text);
     Result result;
+    if (rewritten.primaryKey) {
+      AddPrimaryKey(*rewritten.primaryKey);
+      return result;
+    }
     for (std::size_t i = 0; i < rewritten.statements.size(); ++i) {
       const bool last = i + 1 == rewritten.statements.size();
       result = Run(rewritten.statements[i], last ? values : std::vector<rt::Variant>{}, text);

@@ -910,10 +910,13 @@ std::vector<std::string> CreateTable(Nodes& v) {
 }
 
 // CREATE [UNIQUE] INDEX i ON t (keys) [WITH PRIMARY | DISALLOW NULL | IGNORE NULL].
-// PRIMARY makes a unique index that refuses Nulls (SQLite cannot add a primary
-// key to a table), DISALLOW NULL adds the not-null triggers, IGNORE NULL makes
-// a partial index of the rows whose keys are all present.
-std::vector<std::string> CreateIndex(Nodes& v, std::optional<Rewritten::Index>& read) {
+// PRIMARY is reported in `out.primaryKey` for the file store to build as the
+// table's key; the statements make a unique index that refuses Nulls, the
+// nearest a bare SQLite handle can do in place. DISALLOW NULL adds the
+// not-null triggers, IGNORE NULL makes a partial index of the rows whose keys
+// are all present. With `read`, the index is reported in `out.index` as well
+// (on a linked table it becomes the link's virtual index).
+std::vector<std::string> CreateIndex(Nodes& v, Rewritten& out, bool read) {
   std::size_t i = 1;
   const bool unique = IsWord(v[i], "UNIQUE");
   if (unique) ++i;
@@ -944,7 +947,11 @@ std::vector<std::string> CreateIndex(Nodes& v, std::optional<Rewritten::Index>& 
     if (p == i + 6) Fail("WITH without an index option");
     Cut(v, i + 5, v.size());
   }
-  read = Rewritten::Index{index, table, keys, unique || primary, primary, disallowNull, ignoreNull};
+  if (read) {
+    out.index =
+        Rewritten::Index{index, table, keys, unique || primary, primary, disallowNull, ignoreNull};
+  }
+  if (primary) out.primaryKey = Rewritten::PrimaryKey{table, index, keys};
   if (primary && !unique) Splice(v, 1, {Make(Kind::Word, "UNIQUE")});
   std::string sql = Render(v);
   if (ignoreNull) {
@@ -965,7 +972,7 @@ std::vector<std::string> CreateIndex(Nodes& v, std::optional<Rewritten::Index>& 
 // ALTER TABLE t ADD [COLUMN] col type ..., ALTER TABLE t ADD CONSTRAINT n
 // {PRIMARY KEY | UNIQUE} (keys), ALTER TABLE t DROP [COLUMN] col, ALTER TABLE t
 // DROP CONSTRAINT n. Changing a column in place is not supported on this store.
-std::vector<std::string> AlterTable(Nodes& v) {
+std::vector<std::string> AlterTable(Nodes& v, Rewritten& rewritten) {
   if (v.size() < 5 || !IsWord(v[1], "TABLE") || !IsNameNode(v[2])) {
     Fail("syntax error in ALTER TABLE statement");
   }
@@ -998,8 +1005,8 @@ std::vector<std::string> AlterTable(Nodes& v) {
     if (primary) {
       for (Node& n : Snippet(" WITH PRIMARY")) index.push_back(std::move(n));
     }
-    std::optional<Rewritten::Index> unused;
-    return CreateIndex(index, unused);
+    // Only CREATE INDEX is read as a link's virtual index.
+    return CreateIndex(index, rewritten, /*read=*/false);
   }
   if (action == "ADD") {
     for (Nodes& item : SplitCommas(std::move(rest))) {
@@ -1021,6 +1028,7 @@ std::vector<std::string> AlterTable(Nodes& v) {
   }
   if (action == "DROP" && IsWord(rest[0], "CONSTRAINT")) {
     if (rest.size() != 2 || !IsNameNode(rest[1])) Fail("syntax error in DROP CONSTRAINT");
+    rewritten.droppedIndex = Rewritten::DroppedIndex{table, BareName(rest[1])};
     return DropIndex(rest[1]);
   }
   if (action == "DROP") {
@@ -1049,7 +1057,7 @@ void FixDelete(Nodes& v) {
 }
 
 // Rewrites one statement (already free of its trailing ";").
-std::vector<std::string> RewriteStatement(Nodes v, std::optional<Rewritten::Index>& index) {
+std::vector<std::string> RewriteStatement(Nodes v, Rewritten& out) {
   WordFixes(v);
   MakeTable(v);
   TopPass(v);
@@ -1059,14 +1067,15 @@ std::vector<std::string> RewriteStatement(Nodes v, std::optional<Rewritten::Inde
   } else if (IsWord(v[0], "CREATE") && IsWordAt(v, 1, "TABLE")) {
     if (v.size() > 3 && v[3].kind == Kind::Group) return CreateTable(v);
   } else if (IsWord(v[0], "CREATE") && (IsWordAt(v, 1, "INDEX") || IsWordAt(v, 1, "UNIQUE"))) {
-    return CreateIndex(v, index);
+    return CreateIndex(v, out, /*read=*/true);
   } else if (IsWord(v[0], "ALTER")) {
-    return AlterTable(v);
+    return AlterTable(v, out);
   } else if (IsWord(v[0], "DROP") && IsWordAt(v, 1, "INDEX")) {
     if (v.size() < 3 || !IsNameNode(v[2]) ||
         (v.size() != 3 && !(v.size() == 5 && IsWord(v[3], "ON")))) {
       Fail("syntax error in DROP INDEX statement");
     }
+    if (v.size() == 5) out.droppedIndex = Rewritten::DroppedIndex{BareName(v[4]), BareName(v[2])};
     return DropIndex(v[2]);
   }
   return {Render(v)};
@@ -1097,7 +1106,7 @@ Rewritten RewriteJet(std::string_view jet) {
       if (IsOp(n, ";")) Fail("characters found after end of SQL statement");
     }
     Rewritten out;
-    out.statements = RewriteStatement(Nest(std::move(flat)), out.index);
+    out.statements = RewriteStatement(Nest(std::move(flat)), out);
     return out;
   } catch (const Fault& f) {
     rt::Raise(rt::err::kSyntaxError, fmt::format("Syntax error: {}, in: {}", f.what, jet));

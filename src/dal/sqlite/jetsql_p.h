@@ -25,6 +25,25 @@ struct Rewritten {
     bool unique = false, primary = false, disallowNull = false, ignoreNull = false;
   };
   std::optional<Index> index;
+  // A primary key added to an existing table (CREATE INDEX ... WITH PRIMARY,
+  // ALTER TABLE ... ADD CONSTRAINT ... PRIMARY KEY). SQLite cannot add one in
+  // place: the file store builds it through its schema, which rebuilds the
+  // table, and does not run `statements`, which then hold only the closest
+  // in-place form (a unique index refusing Nulls) for a bare SQLite handle.
+  struct PrimaryKey {
+    std::string table;
+    std::string index;
+    std::vector<std::string> columns;
+  };
+  std::optional<PrimaryKey> primaryKey;
+  // An index dropped by name on a named table (DROP INDEX i ON t, ALTER
+  // TABLE t DROP CONSTRAINT i): when it is the table's primary key the file
+  // store drops it through its schema (a rebuild) instead of `statements`.
+  struct DroppedIndex {
+    std::string table;
+    std::string index;
+  };
+  std::optional<DroppedIndex> droppedIndex;
 };
 
 // Rewrite one Jet statement. Raises PlatformError -2147217900 (syntax error)

@@ -306,6 +306,11 @@ void FileSchemaStore::ReadFields(TableShape& s, const std::string& upperSql,
     }
     s.notNull.push_back(f.required);
     Overlay(f, rows);
+    if (pk > 0) {
+      // A key column refuses Nulls because it is in the key; the field's own
+      // Required is what was recorded for it, when anything was.
+      if (auto v = Own(rows, f.name, "~Required"); !v.IsEmpty()) f.required = rt::CBool(v);
+    }
     s.def.fields.push_back(std::move(f));
   }
   // Fields are listed by ordinal position; equal positions keep their order.

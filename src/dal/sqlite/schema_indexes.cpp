@@ -22,6 +22,13 @@ void FileSchemaStore::CreateIndex(std::string_view table, const IndexDef& index)
   Transaction(
       [&] {
         if (index.primary) {
+          // The key's columns keep the Required they had: the key, not the
+          // field, is what refuses their Nulls from now on.
+          for (const auto& k : index.fields) {
+            const FieldDef& f = shape.def.fields[*FieldIndex(shape.def, k.name)];
+            props_.Put(kFieldRow, shape.def.name, f.name, "~Required", kDbBoolean,
+                       rt::Variant(f.required));
+          }
           Rebuild(shape, to, CopyAll(shape));
         } else {
           const std::size_t last = to.def.indexes.size() - 1;

@@ -23,6 +23,15 @@
 //   <columns>                    |auto for AutoNumber, read through
 //                                sqlite3_column_decltype and ColumnTypeForDeclared
 //
+//   store ok                     the statement runs through the file store (a
+//   store error [N | text]       connection opened on the file for it), as a
+//   <Jet SQL>                    caller's statement would, not as bare SQLite
+//
+//   query indexes                the indexes of the named table as the file
+//   <table>                      store reads them on a fresh connection, one
+//   ----                         line each: name|key fields|flags, the flags
+//   <indexes>                    P(rimary) U(nique) R(equired) or "-"
+//
 // An error is numbered as the provider would, simply: the rewriter raises its
 // own numbers; SQLite's syntax errors are -2147217900, "no such table"
 // -2147217865 and "no such column" -2147217904; anything else is 0.
@@ -38,9 +47,11 @@
 #include <string>
 #include <vector>
 
+#include "dal/sqlite/backend_p.h"
 #include "dal/sqlite/coltypes_p.h"
 #include "dal/sqlite/functions_p.h"
 #include "dal/sqlite/jetsql_p.h"
+#include "zmdb/dal/schema_store.h"
 #include "zmdb/runtime/error.h"
 
 namespace zmdb::dal::sqlite {
@@ -78,11 +89,13 @@ std::vector<Record> LoadRecords(const fs::path& path, std::vector<std::string>& 
     }
     Record r;
     r.line = static_cast<int>(i) + 1;
-    if (head == "statement ok" || head == "query" || head == "query columns") {
+    if (head == "statement ok" || head == "store ok" || head == "query" ||
+        head == "query columns" || head == "query indexes") {
       r.kind = head;
-    } else if (head.rfind("statement error", 0) == 0) {
-      r.kind = "statement error";
-      const std::size_t a = head.find_first_not_of(' ', 15);
+    } else if (head.rfind("statement error", 0) == 0 || head.rfind("store error", 0) == 0) {
+      const std::size_t word = head.find(' ');
+      r.kind = head.substr(0, word) + " error";
+      const std::size_t a = head.find_first_not_of(' ', word + 6);
       if (a != std::string::npos) r.arg = head.substr(a);
     } else {
       problems.push_back(path.filename().string() + ":" + std::to_string(i + 1) +
@@ -177,6 +190,36 @@ Outcome RunJet(sqlite3* db, const std::string& jet) {
   return out;
 }
 
+// Runs a Jet statement through the file store on `path`, as a caller would.
+Outcome RunThroughStore(const std::string& path, const std::string& jet) {
+  try {
+    OpenDatabase({path})->Execute(jet);
+  } catch (const rt::PlatformError& e) {
+    return {false, e.number(), e.what(), {}, {}};
+  }
+  return {};
+}
+
+// The indexes of `table` as the file store reads them, one line each.
+Outcome IndexesThroughStore(const std::string& path, const std::string& table) {
+  Outcome out;
+  try {
+    const auto def = OpenDatabase({path})->Schema().Table(table);
+    if (!def) return {false, 0, "no table " + table, {}, {}};
+    for (const schema::IndexDef& i : def->indexes) {
+      std::string keys, flags;
+      for (const auto& f : i.fields) keys += (keys.empty() ? "" : ",") + f.name;
+      if (i.primary) flags += "P";
+      if (i.unique) flags += "U";
+      if (i.required) flags += "R";
+      out.rows.push_back(i.name + "|" + keys + "|" + (flags.empty() ? "-" : flags));
+    }
+  } catch (const rt::PlatformError& e) {
+    return {false, e.number(), e.what(), {}, {}};
+  }
+  return out;
+}
+
 // A fresh database file for one case file, removed afterwards.
 class ScratchDb {
  public:
@@ -198,6 +241,7 @@ class ScratchDb {
 
   // The open connection (null when the file could not be opened).
   sqlite3* get() const { return db_; }
+  std::string path() const { return path_.string(); }
   // What RegisterJetFunctions returned.
   int registered() const { return registered_; }
 
@@ -219,7 +263,7 @@ std::vector<std::string> CaseFiles() {
 
 // Checks one record's outcome against what it expects.
 void Check(const Record& r, const Outcome& got) {
-  if (r.kind == "statement error") {
+  if (r.kind == "statement error" || r.kind == "store error") {
     ASSERT_FALSE(got.ok) << "expected an error";
     if (r.arg.empty()) return;
     if (r.arg.find_first_not_of("-0123456789") == std::string::npos) {
@@ -230,7 +274,7 @@ void Check(const Record& r, const Outcome& got) {
     return;
   }
   ASSERT_TRUE(got.ok) << "error " << got.number << ": " << got.message;
-  if (r.kind == "query") {
+  if (r.kind == "query" || r.kind == "query indexes") {
     EXPECT_EQ(got.rows, r.expected);
   } else if (r.kind == "query columns") {
     EXPECT_EQ(got.columns, r.expected);
@@ -250,7 +294,13 @@ TEST_P(JetSqlFile, RunsOnSqlite) {
   ASSERT_EQ(db.registered(), SQLITE_OK);
   for (const Record& r : records) {
     SCOPED_TRACE(GetParam() + ":" + std::to_string(r.line) + ": " + r.sql);
-    Check(r, RunJet(db.get(), r.sql));
+    if (r.kind.rfind("store", 0) == 0) {
+      Check(r, RunThroughStore(db.path(), r.sql));
+    } else if (r.kind == "query indexes") {
+      Check(r, IndexesThroughStore(db.path(), r.sql));
+    } else {
+      Check(r, RunJet(db.get(), r.sql));
+    }
   }
 }
 
