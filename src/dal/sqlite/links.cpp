@@ -531,6 +531,29 @@ std::unique_ptr<Backend> OpenLinkSource(const std::string& connect) {
   return OpenStore(FileRoute(path));
 }
 
+std::string LinkConnectToKeep(std::string_view connect, bool savePassword) {
+  if (savePassword) return std::string(connect);
+  // Parts are split at semicolons outside braces, so a braced value that
+  // holds one stays whole.
+  std::string out;
+  std::size_t from = 0;
+  while (from <= connect.size()) {
+    std::size_t end = from;
+    for (int depth = 0; end < connect.size() && (depth > 0 || connect[end] != ';'); ++end) {
+      if (connect[end] == '{') ++depth;
+      if (connect[end] == '}' && depth > 0) --depth;
+    }
+    const std::string_view part = connect.substr(from, end - from);
+    std::string key = rt::AsciiUpper(part.substr(0, part.find('=')));
+    std::erase(key, ' ');
+    const bool secret =
+        part.find('=') != std::string_view::npos && (key == "PWD" || key == "PASSWORD");
+    if (!secret) out += std::string(part) + (end < connect.size() ? ";" : "");
+    from = end + 1;
+  }
+  return out;
+}
+
 LinkShape DescribeLinkSource(Backend& source, const std::string& connect,
                              const std::string& sourceTable) {
   LinkShape s;
