@@ -40,9 +40,18 @@ bool Matches(const Json& expected, const Json& actual, std::string& where) {
   return expected == actual;
 }
 
-// "@DB@" in a request stands for a fresh file-store database of the scenario.
+// "@DB@" and "@OTHER@" in a request's texts stand for two fresh file-store
+// databases of the scenario.
 Json WithDatabase(Json j, const std::string& path) {
-  if (j.is_string() && j.get<std::string>() == "@DB@") return path;
+  if (j.is_string()) {
+    std::string text = j.get<std::string>();
+    for (const auto& [mark, file] :
+         {std::pair<std::string, std::string>{"@DB@", path}, {"@OTHER@", path + ".other.mdb"}}) {
+      for (auto at = text.find(mark); at != std::string::npos; at = text.find(mark, at))
+        text.replace(at, mark.size(), file);
+    }
+    return text;
+  }
   if (j.is_object() || j.is_array()) {
     for (auto& item : j) item = WithDatabase(item, path);
   }
@@ -60,7 +69,8 @@ TEST(Session, Scenarios) {
   for (const Json& scenario : scenarios) {
     SCOPED_TRACE(scenario.at("name").get<std::string>());
     const std::string db = (dir / ("s" + std::to_string(++n) + ".mdb")).string();
-    dal::sqlite::OpenDatabase({db, true, false, 5000})->Close();
+    for (const std::string& file : {db, db + ".other.mdb"})
+      dal::sqlite::OpenDatabase({file, true, false, 5000})->Close();
     Session session;
     int step = 0;
     for (const Json& s : scenario.at("steps")) {

@@ -5,6 +5,7 @@
 
 #include "component_fixture.h"
 #include "zmdb/dal/dao/dao.h"
+#include "zmdb/runtime/errors.h"
 #include "zmdb/schema/statements.h"
 
 namespace zmdb::testing {
@@ -156,22 +157,89 @@ TEST_F(TablesTest, ADaoDefinitionIsAppendedOnlyUnderItsExactNameAndAnExistingOne
   EXPECT_EQ(Open(Connect(), "SELECT * FROM Staff")->VisibleRows().size(), 3u);
 }
 
-TEST_F(TablesTest, ALinkIsDefinedOnDboAndAFailingVirtualIndexLeavesItAppended) {
-  OpenDefault();
-  const std::string connect = "ODBC;DRIVER=SQL Server;SERVER=nowhere;DATABASE=hr;";
-  EXPECT_TRUE(obj_->dbCreateTableItem("Roster", connect));
-  EXPECT_EQ(rt::CLng(rt::GetProp(Variant(obj_->currentTableDef()), "Attributes")), 0);
-  EXPECT_EQ(state().virtualIndexText_, "");
-  EXPECT_TRUE(obj_->dbCreateTableItem("Crew", connect, true, "ID"));
+// Links to another file whose tables T, U and V have no key of their own.
+class TableLinksTest : public TablesTest {
+ protected:
+  void SetUp() override {
+    TablesTest::SetUp();
+    source_ = (dir_ / "source.mdb").string();
+    dal::sqlite::OpenDatabase({source_, true, false, 5000})->Close();
+    auto src = SourceConnection();
+    for (const char* t : {"T", "U", "V"}) {
+      src->Execute(std::string("CREATE TABLE ") + t + " (ID LONG, Name TEXT(20))");
+      src->Execute(std::string("INSERT INTO ") + t + " VALUES (1, 'Li')");
+    }
+    OpenDefault();
+  }
+  std::shared_ptr<dal::Connection> SourceConnection() {
+    auto cn = dal::Connection::Create();
+    cn->Open("PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + source_ + ";");
+    return cn;
+  }
+  // "ID Name;..." of a table read through `cn`.
+  std::string Rows(const std::shared_ptr<dal::Connection>& cn, const std::string& table) {
+    std::string out;
+    for (const auto& row :
+         Open(cn, "SELECT ID, Name FROM " + table + " ORDER BY ID")->VisibleRows())
+      out += rt::TextOf(row[0]) + " " + rt::TextOf(row[1]) + ";";
+    return out;
+  }
+  // The error number a statement on the default database raises (0: none).
+  std::int32_t Refused(const std::string& sql) {
+    return dal::testing::RaisedNumber([&] { Run(sql); });
+  }
+  std::string Link() const { return ";DATABASE=" + source_; }
+  std::string source_;
+};
+
+TEST_F(TableLinksTest, AVirtualIndexMakesAKeylessLinkWritableFromEveryConnection) {
+  auto before = Connect();
+  EXPECT_TRUE(obj_->dbCreateTableItem("T", Link(), true, "ID"));
   EXPECT_EQ(state().virtualIndexText_, "ID");
-  // The source cannot be reached, so the index on the link cannot be made.
-  EXPECT_FALSE(obj_->dbCreateTableOver("Crew"));
-  EXPECT_NE(LastNumber(), 0);
+  EXPECT_TRUE(obj_->dbCreateTableOver("T"));
+  EXPECT_EQ(state().virtualIndexText_, "");
+  EXPECT_EQ(rt::CStr(rt::GetProp(Def("T"), "SourceTableName")), "dbo.T");
+  Run("UPDATE T SET Name = '张' WHERE ID = 1");
+  before->Execute("INSERT INTO T (ID, Name) VALUES (2, 'Wang')");
   Reopen();
-  const Variant crew = Def("Crew");
-  EXPECT_EQ(rt::CStr(rt::GetProp(crew, "Connect")), connect);
-  EXPECT_EQ(rt::CStr(rt::GetProp(crew, "SourceTableName")), "dbo.Crew");
-  EXPECT_EQ(rt::CLng(rt::GetProp(crew, "Attributes")) & 131072, 131072);
+  auto other = Connect();
+  other->Execute("UPDATE T SET Name = 'Zhao' WHERE ID = 2");
+  Run("INSERT INTO T (ID, Name) VALUES (3, 'Sun')");
+  Run("DELETE FROM T WHERE ID = 3");
+  EXPECT_EQ(Rows(other, "T"), "1 张;2 Zhao;");
+  EXPECT_EQ(Rows(SourceConnection(), "T"), "1 张;2 Zhao;");
+  EXPECT_EQ(LastNumber(), 0);
+  // Without a virtual index the keyless link reads and refuses to change rows.
+  EXPECT_TRUE(obj_->dbCreateTableItem("U", Link()));
+  EXPECT_EQ(rt::CLng(rt::GetProp(Variant(obj_->currentTableDef()), "Attributes")), 0);
+  EXPECT_TRUE(obj_->dbCreateTableOver("U"));
+  EXPECT_EQ(Rows(other, "U"), "1 Li;");
+  EXPECT_EQ(Refused("UPDATE U SET Name = 'x'"), rt::err::kLinkNotUpdatable);
+  EXPECT_EQ(Refused("DELETE FROM U"), rt::err::kLinkNotUpdatable);
+  EXPECT_EQ(Rows(SourceConnection(), "U"), "1 Li;");
+}
+
+TEST_F(TableLinksTest, AFailedVirtualIndexKeepsTheLinkAndAnUnreachableSourceIsNotAppended) {
+  struct Case {
+    const char* table;
+    std::string connect, index;
+    std::int32_t error;
+    bool appended;
+  };
+  for (const Case& c : std::vector<Case>{
+           {"V", Link(), "Nope", rt::err::kItemNotFound, true},
+           {"W", ";DATABASE=" + (dir_ / "nowhere.mdb").string(), "ID", rt::err::kCouldNotFindFile,
+            false},
+       }) {
+    obj_->dbClearError();
+    EXPECT_TRUE(obj_->dbCreateTableItem(c.table, c.connect, false, c.index)) << c.table;
+    EXPECT_FALSE(obj_->dbCreateTableOver(c.table)) << c.table;
+    EXPECT_EQ(LastNumber(), c.error) << c.table;
+    Reopen();
+    EXPECT_EQ(HasTable(c.table), c.appended) << c.table;
+  }
+  EXPECT_EQ(Rows(Connect(), "V"), "1 Li;");
+  EXPECT_EQ(Refused("UPDATE V SET Name = 'x'"), rt::err::kLinkNotUpdatable);
 }
 
 TEST_F(TablesTest, OnAConnectionACatalogueTableWaitsWithItsDescriptionAndStaysPending) {

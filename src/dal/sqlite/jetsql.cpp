@@ -962,11 +962,11 @@ std::vector<std::string> CreateIndex(Nodes& v, Rewritten& out, bool read) {
     }
     sql += where;
   }
-  std::vector<std::string> out{sql};
+  std::vector<std::string> statements{sql};
   if (primary || disallowNull) {
-    for (std::string& t : NotNullTriggers(index, table, keys)) out.push_back(std::move(t));
+    for (std::string& t : NotNullTriggers(index, table, keys)) statements.push_back(std::move(t));
   }
-  return out;
+  return statements;
 }
 
 // ALTER TABLE t ADD [COLUMN] col type ..., ALTER TABLE t ADD CONSTRAINT n

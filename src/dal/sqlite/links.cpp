@@ -123,6 +123,15 @@ Cell CellOf(const Cursor& c, std::size_t i) {
   return cell;
 }
 
+// A date a source gives as a serial number is kept as the file store keeps
+// its own dates, so that comparisons with date literals hold.
+void AsDateText(Cell& c) {
+  if (c.type != CellType::Real && c.type != CellType::Integer) return;
+  const double serial = c.type == CellType::Real ? c.real : static_cast<double>(c.integer);
+  c.bytes = CanonicalDateText(rt::Date{serial});
+  c.type = CellType::Text;
+}
+
 rt::Variant VariantOf(const Cell& c) {
   switch (c.type) {
     case CellType::Integer:
@@ -174,6 +183,7 @@ struct LinkTable : sqlite3_vtab {
   std::string name;
   LinkShape shape;
   std::vector<std::size_t> keyColumns;  // positions of Keys() in shape.columns
+  std::vector<bool> dates;              // which columns hold dates
   std::unique_ptr<Backend> source;
   std::map<sqlite3_int64, std::vector<Cell>> rows;
   sqlite3_int64 lastRow = 0;
@@ -232,6 +242,8 @@ int Connect(sqlite3* db, void*, int argc, const char* const* argv, sqlite3_vtab*
       decl += (i ? ", " : "") + SqlIdentifier(c.name) + " " + c.declared;
     }
     decl += ")";
+    for (const auto& c : t->shape.columns)
+      t->dates.push_back(rt::NameEquals(c.declared, "DATETIME"));
     for (const std::string& k : t->shape.Keys()) {
       std::size_t i = 0;
       while (i < t->shape.columns.size() && !rt::NameEquals(t->shape.columns[i].name, k)) ++i;
@@ -287,7 +299,10 @@ int Filter(sqlite3_vtab_cursor* cur, int, const char*, int, sqlite3_value**) {
     Result r = RunOnSource(t.Source(), LinkSelectSql(t.shape), {});
     while (r.cursor && r.cursor->Step()) {
       std::vector<Cell> row;
-      for (std::size_t i = 0; i < t.shape.columns.size(); ++i) row.push_back(CellOf(*r.cursor, i));
+      for (std::size_t i = 0; i < t.shape.columns.size(); ++i) {
+        row.push_back(CellOf(*r.cursor, i));
+        if (t.dates[i]) AsDateText(row.back());
+      }
       t.rows.emplace(++t.lastRow, std::move(row));
       c.ids.push_back(t.lastRow);
     }
@@ -529,6 +544,29 @@ std::unique_ptr<Backend> OpenLinkSource(const std::string& connect) {
     rt::RaiseStandard(rt::err::kCouldNotFindFile, "DAO.Database", path);
   }
   return OpenStore(FileRoute(path));
+}
+
+std::string LinkConnectToKeep(std::string_view connect, bool savePassword) {
+  if (savePassword) return std::string(connect);
+  // Parts are split at semicolons outside braces, so a braced value that
+  // holds one stays whole.
+  std::string out;
+  std::size_t from = 0;
+  while (from <= connect.size()) {
+    std::size_t end = from;
+    for (int depth = 0; end < connect.size() && (depth > 0 || connect[end] != ';'); ++end) {
+      if (connect[end] == '{') ++depth;
+      if (connect[end] == '}' && depth > 0) --depth;
+    }
+    const std::string_view part = connect.substr(from, end - from);
+    std::string key = rt::AsciiUpper(part.substr(0, part.find('=')));
+    std::erase(key, ' ');
+    const bool secret =
+        part.find('=') != std::string_view::npos && (key == "PWD" || key == "PASSWORD");
+    if (!secret) out += std::string(part) + (end < connect.size() ? ";" : "");
+    from = end + 1;
+  }
+  return out;
 }
 
 LinkShape DescribeLinkSource(Backend& source, const std::string& connect,

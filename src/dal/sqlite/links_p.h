@@ -69,6 +69,11 @@ std::vector<std::string> LinkSourceCandidates(std::string_view sourceTable,
 // file database) or "ODBC;DRIVER=...;..." / "ODBC;DSN=...;..." (a server).
 std::unique_ptr<Backend> OpenLinkSource(const std::string& connect);
 
+// The connect string a link keeps in the file: as given when the link saves
+// its password (`savePassword`), else without its PWD= and Password= parts,
+// which reach the source only while the link is being made.
+std::string LinkConnectToKeep(std::string_view connect, bool savePassword);
+
 // Ask the open source `source` about `sourceTable`: the name it answers to,
 // its columns and its key. Raises the source's error when no name answers.
 LinkShape DescribeLinkSource(Backend& source, const std::string& connect,

@@ -35,6 +35,9 @@ std::int32_t DaoTypeOfAdo(std::int32_t ado) {
     case 5:
       return dao::dbDouble;
     case 7:
+    case 133:  // adDBDate, adDBTime, adDBTimeStamp: a server's dates and times
+    case 134:
+    case 135:
       return dao::dbDate;
     case 128:
       return dao::dbBinary;

@@ -47,8 +47,10 @@ void FileSchemaStore::ChangeLink(std::string_view table, const std::string& conn
                                  const std::string& source, std::int32_t attributes) {
   auto link = ReadLink(table);
   if (!link) rt::RaiseStandard(rt::err::kInvalidOperation);
+  const bool save = (attributes & schema::kAttachSavePwd) != 0;
   Transaction([&] {
-    props_.Put(kTableRow, link->name, "", "~Connect", kDbMemo, rt::Variant(connect));
+    props_.Put(kTableRow, link->name, "", "~Connect", kDbMemo,
+               rt::Variant(LinkConnectToKeep(connect, save)));
     props_.Put(kTableRow, link->name, "", "~SourceTableName", kDbText, rt::Variant(source));
     props_.Put(kTableRow, link->name, "", "~Attributes", kDbLong, rt::Variant(attributes));
     props_.Stamp(link->name, false);
@@ -102,6 +104,8 @@ void FileSchemaStore::AttachOne(const std::string& name, const std::string& conn
   LinkShape shape = DescribeLinkSource(*from, connect, source.empty() ? name : source);
   from->Close();
   const auto rows = props_.Rows(kTableRow, &name);
+  // The link reaches its source later with the connect string kept in the file.
+  shape.connect = rt::TextOf(Own(rows, "", "~Connect"));
   shape.virtualKeys = VirtualKeys(Own(rows, "", "~VirtualIndex"));
   MakeLinkTable(name, shape);
 }
@@ -215,8 +219,10 @@ void FileSchemaStore::ReadLinkFields(TableDef& def) {
 // Records a link and makes its virtual table (the source's error when it
 // cannot be reached, and nothing is recorded).
 void FileSchemaStore::CreateLink(const TableDef& def) {
+  const bool save = (def.attributes & schema::kAttachSavePwd) != 0;
   Transaction([&] {
-    props_.Put(kTableRow, def.name, "", "~Connect", kDbMemo, rt::Variant(def.connect));
+    props_.Put(kTableRow, def.name, "", "~Connect", kDbMemo,
+               rt::Variant(LinkConnectToKeep(def.connect, save)));
     props_.Put(kTableRow, def.name, "", "~SourceTableName", kDbText, rt::Variant(def.sourceTable));
     const std::int32_t own = def.attributes & ~(schema::kAttachedTable | schema::kAttachedODBC);
     props_.Put(kTableRow, def.name, "", "~Attributes", kDbLong, rt::Variant(own));

@@ -71,6 +71,20 @@ TEST(LinkStatements, SourceNamesFromDboFirstThenWithout) {
   }
 }
 
+TEST(LinkStatements, APasswordIsKeptOnlyWhenTheLinkSavesIt) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"ODBC;DRIVER={PostgreSQL Unicode};UID=u;PWD=p;DATABASE=hr;",
+       "ODBC;DRIVER={PostgreSQL Unicode};UID=u;DATABASE=hr;"},
+      {"ODBC;DSN=hr;Password = {a;b};UID=u", "ODBC;DSN=hr;UID=u"},
+      {";DATABASE=C:\\d.mdb;pwd=x", ";DATABASE=C:\\d.mdb;"},
+      {"ODBC;DSN=hr;PWDX=1;", "ODBC;DSN=hr;PWDX=1;"},
+  };
+  for (const auto& [given, kept] : cases) {
+    EXPECT_EQ(sqlite::LinkConnectToKeep(given, false), kept) << given;
+    EXPECT_EQ(sqlite::LinkConnectToKeep(given, true), given) << given;
+  }
+}
+
 class FileLinkTest : public FileStoreTest {
  protected:
   // A source database with a keyed table and a table without any key.
