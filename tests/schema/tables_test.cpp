@@ -210,6 +210,9 @@ TEST_F(TablesTest, RenamesKeepEveryRowAndPropertyAndReplaceATableOfTheNewName) {
   OpenDefault();
   MakePerson();
   Run("CREATE TABLE Crew (X INTEGER)");
+  // A saved query and a view on the table of the new name read the renamed one after.
+  ASSERT_TRUE(obj_->dbCreateQueryItem("Olds", "SELECT * FROM Crew WHERE Age > 20"));
+  Run("CREATE VIEW Roll AS SELECT Name FROM Crew");
   Lines before = Fingerprint("Person");
   ASSERT_EQ(before.front(), " described");
   EXPECT_TRUE(obj_->dbModifyTableName(Variant("Person"), "Crew"));
@@ -222,6 +225,8 @@ TEST_F(TablesTest, RenamesKeepEveryRowAndPropertyAndReplaceATableOfTheNewName) {
     if (line.rfind("ByName ", 0) == 0) line.replace(line.rfind(" Name"), 5, " FullName");
   }
   EXPECT_EQ(Fingerprint("Crew"), before);
+  EXPECT_EQ(Open(Connect(), "SELECT * FROM Olds")->VisibleRows().size(), 1u);
+  EXPECT_EQ(Open(Connect(), "SELECT * FROM Roll")->VisibleRows().size(), 2u);
   Run("INSERT INTO Crew (FullName) VALUES ('Sun')");  // the AutoNumber goes on
   EXPECT_EQ(Fingerprint("Crew").back(), "row 4 Sun 18 ");
   EXPECT_EQ(LastNumber(), 0);

@@ -55,6 +55,8 @@ void FileSchemaStore::DropTable(std::string_view name) {
 }
 
 // Renames in place; SQLite rewrites indexes, foreign keys, views and triggers.
+// A view broken by a missing table stays out of the rename and is made again
+// after it, so it reads the renamed table when that takes the name it gives.
 void FileSchemaStore::RenameTable(std::string_view from, std::string_view to) {
   if (rt::NameEquals(from, to) && from == to) return;
   if (!rt::NameEquals(from, to)) RequireFreeName(to, false);
@@ -71,6 +73,7 @@ void FileSchemaStore::RenameTable(std::string_view from, std::string_view to) {
   const std::string old = shape.def.name;
   Transaction([&] {
     DropManagedTriggers(old);
+    const auto broken = DropBrokenViews();
     b_.ExecuteNative(
         fmt::format("ALTER TABLE {} RENAME TO {}", SqlIdentifier(old), SqlIdentifier(to)), {});
     shape.def.name = std::string(to);
@@ -78,6 +81,7 @@ void FileSchemaStore::RenameTable(std::string_view from, std::string_view to) {
     props_.RenameOwner(kTableRow, old, to);
     RenameInRelations(old, to);
     RenameInQueries(old, to);
+    MakeViews(broken);
     props_.Stamp(to, false);
   });
 }
