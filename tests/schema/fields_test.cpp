@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "component_fixture.h"
-#include "zmdb/dal/adox/adox.h"
 #include "zmdb/dal/dao/dao.h"
 
 namespace zmdb::testing {
@@ -154,56 +153,72 @@ TEST_F(FieldsTest, FailuresAnswerFalse) {
   EXPECT_EQ(LastStatement(*own), "ALTER TABLE Pay DROP COLUMN Rate");
 }
 
-// A component whose pending ADOX table is made as dbCreateTableItem's ADO path makes it.
-class PendingTableComponent : public clsZMDBFunc {
- public:
-  void BeginAdoxTable(const Variant& conn, const std::string& name) {
-    auto catalog = dal::adox::Catalog::Make();
-    rt::SetProp(Variant(rt::ObjectRef(catalog)), "ActiveConnection", conn);
-    auto table = std::make_shared<dal::adox::Table>();
-    rt::SetProp(Variant(rt::ObjectRef(table)), "Name", Variant(name));
-    pendingCatalog_ = catalog;
-    pendingTable_ = table;
-  }
-  void FinishAdoxTable() {
-    rt::CallMethod(rt::GetProp(Variant(pendingCatalog_), "Tables"), "Append",
-                   {Variant(pendingTable_)});
-  }
-};
-
-TEST_F(FieldsTest, AdoxPathBuildsThePendingTable) {
+// The ADO path end to end: dbCreateTableItem on a Connection, fields on the
+// pending table, dbCreateTableOver; read back through DAO after reopening.
+TEST_F(FieldsTest, AdoPathMakesTheTableWithItsColumnsAndRules) {
   ASSERT_TRUE(obj_->dbCloseConnect(true));
-  PendingTableComponent c;
-  EXPECT_FALSE(c.dbCreateFieldItem("", "X"));  // nothing pending, no default database
+  EXPECT_FALSE(obj_->dbCreateFieldItem("", "X"));  // nothing pending, no default database
+  struct Case {
+    const char* name;
+    std::int32_t type, size;
+    bool allowZero, required;
+    std::int32_t readType, readSize;
+  };
+  const Case cases[] = {
+      // Text is 20 wide; Integer and Long both go as ADO's 32-bit integer, a Long.
+      {"Code", 10, 0, true, false, 10, 20}, {"Tag", 10, 6, false, true, 10, 6},
+      {"Qty", 3, 0, true, true, 4, 4},      {"Total", 4, 0, true, false, 4, 4},
+      {"Price", 5, 0, true, false, 5, 8},   {"Ratio", 7, 0, true, false, 7, 8},
+      {"Since", 8, 0, true, false, 8, 8},   {"Done", 1, 0, true, false, 1, 1},
+      {"Memo", 12, 0, false, false, 12, 0},
+  };
   auto cn = Connect();
-  c.BeginAdoxTable(Variant(rt::ObjectRef(cn)), "Made");
-  EXPECT_TRUE(c.dbCreateFieldItem("", "Code", 10));
-  EXPECT_TRUE(c.dbCreateFieldItem("", "Qty", 3, 0, 0, "", 0, true, true));
-  EXPECT_TRUE(c.dbCreateFieldItem("", "Memo", 12, 0, 0, "", 0, false));
-  c.FinishAdoxTable();
+  const Variant conn{rt::ObjectRef(cn)};
+  ASSERT_TRUE(obj_->dbCreateTableItem("Made", "", false, "", conn));
+  for (const auto& c : cases) {
+    EXPECT_TRUE(
+        obj_->dbCreateFieldItem("", c.name, c.type, c.size, 0, "", 0, c.allowZero, c.required))
+        << c.name;
+  }
+  EXPECT_FALSE(obj_->dbCreateFieldItem("", "Code", 10));  // already pending
+  ASSERT_TRUE(obj_->dbCreateTableOver("Made")) << obj_->dbGetLastError().Description;
+  cn->Close();
   ASSERT_TRUE(obj_->dbOpenDateBase(path_, ""));
   db_ = Variant(obj_->dbGetConnect(true));
-  EXPECT_EQ(rt::CLng(Prop("Made", "Code", "Size")), 20);
-  EXPECT_EQ(rt::CLng(Prop("Made", "Qty", "Type")), 3);  // Integer through ADO comes back Long-sized
-  EXPECT_TRUE(rt::CBool(Prop("Made", "Qty", "Required")));
-  EXPECT_FALSE(rt::CBool(Prop("Made", "Code", "Required")));
-  EXPECT_FALSE(rt::CBool(Prop("Made", "Memo", "AllowZeroLength")));
-  EXPECT_EQ(rt::TextOf(Prop("Made", "Qty", "DefaultValue")), "");  // no default on this path
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(rt::CLng(Prop("Made", c.name, "Type")), c.readType);
+    if (c.type != 12) {
+      EXPECT_EQ(rt::CLng(Prop("Made", c.name, "Size")), c.readSize);
+    }
+    EXPECT_EQ(rt::CBool(Prop("Made", c.name, "Required")), c.required);
+    if (c.type == 10 || c.type == 12) {
+      EXPECT_EQ(rt::CBool(Prop("Made", c.name, "AllowZeroLength")), c.allowZero);
+    }
+    EXPECT_EQ(rt::TextOf(Prop("Made", c.name, "DefaultValue")), "");  // no zero on this path
+  }
+  // The rules hold for rows: a Required column refuses a Null, a text
+  // column without Allow Zero Length an empty string.
+  cn = Connect();
+  for (const char* bad :
+       {"INSERT INTO Made (Tag) VALUES ('t')", "INSERT INTO Made (Qty) VALUES (1)",
+        "INSERT INTO Made (Tag, Qty, Memo) VALUES ('t', 1, '')",
+        "INSERT INTO Made (Tag, Qty) VALUES ('', 1)"}) {
+    EXPECT_THROW(cn->Execute(bad), rt::PlatformError) << bad;
+  }
+  cn->Execute("INSERT INTO Made (Code, Tag, Qty, Memo) VALUES ('', 't', 100000, 'm')");
+  EXPECT_EQ(rt::CLng(Open(cn, "SELECT Qty FROM Made")->fields()->Item(Variant("Qty"))->Value()),
+            100000);
   cn->Close();
 }
 
+// The DAO protocol: fields added with no table named go to the definition
+// dbCreateTableItem began, and dbCreateTableOver appends it.
 TEST_F(FieldsTest, CurrentDefinitionTakesTheFieldWhenNoTableIsNamed) {
-  PendingTableComponent c;  // shares the default database
-  struct Access : clsZMDBFunc {
-    static void SetCurrent(clsZMDBFunc& o, rt::ObjectRef def) {
-      static_cast<Access&>(o).currentTableDef_ = std::move(def);
-    }
-  };
-  auto def = rt::CallMethod(db_, "CreateTableDef", {Variant("Fresh")});
-  Access::SetCurrent(c, def.AsObject());
-  EXPECT_TRUE(c.dbCreateFieldItem("", "ID", 4, 0, 16));  // AutoNumber
-  EXPECT_TRUE(c.dbCreateFieldItem("", "Name", 10));
-  rt::CallMethod(rt::GetProp(db_, "TableDefs"), "Append", {def});
+  ASSERT_TRUE(obj_->dbCreateTableItem("Fresh"));
+  EXPECT_TRUE(obj_->dbCreateFieldItem("", "ID", 4, 0, 16));  // AutoNumber
+  EXPECT_TRUE(obj_->dbCreateFieldItem("", "Name", 10));
+  ASSERT_TRUE(obj_->dbCreateTableOver("Fresh"));
   ReopenDefault();
   auto cn = Connect();
   cn->Execute("INSERT INTO Fresh (Name) VALUES ('a')");
