@@ -3,6 +3,9 @@
 // on the default connection, and that the table keeps everything else.
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <tuple>
+
 #include "component_fixture.h"
 #include "zmdb/dal/dao/dao.h"
 
@@ -125,22 +128,23 @@ TEST_F(FieldsTest, AddingAndDroppingKeepEveryRowAndProperty) {
 
 TEST_F(FieldsTest, FailuresAnswerFalse) {
   const std::string before = Snapshot();
-  // An existing field: False, nothing changed, nothing recorded.
-  EXPECT_FALSE(obj_->dbCreateFieldItem("Pay", "Rate", 10, 30));
-  EXPECT_EQ(obj_->dbGetLastError().Number, 0);
+  // An existing field, no target table, no default connection: nothing
+  // recorded; an unknown table or field: recorded.
+  const std::tuple<const char*, std::function<bool()>, bool> cases[] = {
+      {"existing", [&] { return obj_->dbCreateFieldItem("Pay", "Rate", 10, 30); }, false},
+      {"no target", [&] { return obj_->dbCreateFieldItem("", "X"); }, false},
+      {"no target to drop from", [&] { return obj_->dbRemoveFieldItem("", "Rate"); }, false},
+      {"no connection", [&] { return obj_->dbRemoveFieldItem("Pay", "Rate", true); }, false},
+      {"unknown table", [&] { return obj_->dbCreateFieldItem("Nowhere", "X"); }, true},
+      {"unknown field", [&] { return obj_->dbRemoveFieldItem("Pay", "Nothing"); }, true},
+  };
+  for (const auto& [what, call, recorded] : cases) {
+    obj_->dbClearError();
+    EXPECT_FALSE(call()) << what;
+    EXPECT_EQ(obj_->dbGetLastError().Number != 0, recorded) << what;
+  }
   EXPECT_EQ(Snapshot(), before);
-  // No target table: False without a record.
-  EXPECT_FALSE(obj_->dbCreateFieldItem("", "X"));
-  EXPECT_FALSE(obj_->dbRemoveFieldItem("", "Rate"));
-  EXPECT_EQ(obj_->dbGetLastError().Number, 0);
-  // An unknown table or field is recorded.
-  EXPECT_FALSE(obj_->dbCreateFieldItem("Nowhere", "X"));
-  EXPECT_NE(obj_->dbGetLastError().Number, 0);
-  obj_->dbClearError();
-  EXPECT_FALSE(obj_->dbRemoveFieldItem("Pay", "Nothing"));
-  EXPECT_NE(obj_->dbGetLastError().Number, 0);
   // Through the default connection the names go unbracketed.
-  EXPECT_FALSE(obj_->dbRemoveFieldItem("Pay", "Rate", true));  // no default connection yet
   ASSERT_TRUE(obj_->dbCloseConnect(true));
   ASSERT_TRUE(obj_->dbSetConnect(cn_->ConnectionString(), false));
   auto own = std::dynamic_pointer_cast<dal::Connection>(obj_->dbGetConnect(false));
