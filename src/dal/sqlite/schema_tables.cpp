@@ -165,7 +165,8 @@ void FileSchemaStore::DropField(std::string_view table, std::string_view field) 
       true);
 }
 
-// Renames a column in place, then regenerates the triggers that name it.
+// Renames a column in place (views a missing table broke kept out of
+// SQLite's check), then regenerates the triggers that name it.
 void FileSchemaStore::RenameField(std::string_view table, std::string_view from,
                                   std::string_view to) {
   auto shape = RequireShape(table);
@@ -178,10 +179,12 @@ void FileSchemaStore::RenameField(std::string_view table, std::string_view from,
   }
   Transaction([&] {
     DropManagedTriggers(shape.def.name);
+    const auto broken = DropBrokenViews();
     b_.ExecuteNative(
         fmt::format("ALTER TABLE {} RENAME COLUMN {} TO {}", SqlIdentifier(shape.def.name),
                     SqlIdentifier(old), SqlIdentifier(to)),
         {});
+    MakeViews(broken);
     auto after = RequireShape(shape.def.name);
     // The generated triggers were dropped above, so what only they showed
     // comes from the shape read before: the field's recorded rules, the
