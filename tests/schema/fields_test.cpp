@@ -3,8 +3,10 @@
 // on the default connection, and that the table keeps everything else.
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <tuple>
+
 #include "component_fixture.h"
-#include "zmdb/dal/adox/adox.h"
 #include "zmdb/dal/dao/dao.h"
 
 namespace zmdb::testing {
@@ -126,22 +128,23 @@ TEST_F(FieldsTest, AddingAndDroppingKeepEveryRowAndProperty) {
 
 TEST_F(FieldsTest, FailuresAnswerFalse) {
   const std::string before = Snapshot();
-  // An existing field: False, nothing changed, nothing recorded.
-  EXPECT_FALSE(obj_->dbCreateFieldItem("Pay", "Rate", 10, 30));
-  EXPECT_EQ(obj_->dbGetLastError().Number, 0);
+  // An existing field, no target table, no default connection: nothing
+  // recorded; an unknown table or field: recorded.
+  const std::tuple<const char*, std::function<bool()>, bool> cases[] = {
+      {"existing", [&] { return obj_->dbCreateFieldItem("Pay", "Rate", 10, 30); }, false},
+      {"no target", [&] { return obj_->dbCreateFieldItem("", "X"); }, false},
+      {"no target to drop from", [&] { return obj_->dbRemoveFieldItem("", "Rate"); }, false},
+      {"no connection", [&] { return obj_->dbRemoveFieldItem("Pay", "Rate", true); }, false},
+      {"unknown table", [&] { return obj_->dbCreateFieldItem("Nowhere", "X"); }, true},
+      {"unknown field", [&] { return obj_->dbRemoveFieldItem("Pay", "Nothing"); }, true},
+  };
+  for (const auto& [what, call, recorded] : cases) {
+    obj_->dbClearError();
+    EXPECT_FALSE(call()) << what;
+    EXPECT_EQ(obj_->dbGetLastError().Number != 0, recorded) << what;
+  }
   EXPECT_EQ(Snapshot(), before);
-  // No target table: False without a record.
-  EXPECT_FALSE(obj_->dbCreateFieldItem("", "X"));
-  EXPECT_FALSE(obj_->dbRemoveFieldItem("", "Rate"));
-  EXPECT_EQ(obj_->dbGetLastError().Number, 0);
-  // An unknown table or field is recorded.
-  EXPECT_FALSE(obj_->dbCreateFieldItem("Nowhere", "X"));
-  EXPECT_NE(obj_->dbGetLastError().Number, 0);
-  obj_->dbClearError();
-  EXPECT_FALSE(obj_->dbRemoveFieldItem("Pay", "Nothing"));
-  EXPECT_NE(obj_->dbGetLastError().Number, 0);
   // Through the default connection the names go unbracketed.
-  EXPECT_FALSE(obj_->dbRemoveFieldItem("Pay", "Rate", true));  // no default connection yet
   ASSERT_TRUE(obj_->dbCloseConnect(true));
   ASSERT_TRUE(obj_->dbSetConnect(cn_->ConnectionString(), false));
   auto own = std::dynamic_pointer_cast<dal::Connection>(obj_->dbGetConnect(false));
@@ -152,67 +155,6 @@ TEST_F(FieldsTest, FailuresAnswerFalse) {
   EXPECT_NE(obj_->dbGetLastError().Number, 0);
   EXPECT_TRUE(obj_->dbRemoveFieldItem("Pay", "Rate", true));
   EXPECT_EQ(LastStatement(*own), "ALTER TABLE Pay DROP COLUMN Rate");
-}
-
-// A component whose pending ADOX table is made as dbCreateTableItem's ADO path makes it.
-class PendingTableComponent : public clsZMDBFunc {
- public:
-  void BeginAdoxTable(const Variant& conn, const std::string& name) {
-    auto catalog = dal::adox::Catalog::Make();
-    rt::SetProp(Variant(rt::ObjectRef(catalog)), "ActiveConnection", conn);
-    auto table = std::make_shared<dal::adox::Table>();
-    rt::SetProp(Variant(rt::ObjectRef(table)), "Name", Variant(name));
-    pendingCatalog_ = catalog;
-    pendingTable_ = table;
-  }
-  void FinishAdoxTable() {
-    rt::CallMethod(rt::GetProp(Variant(pendingCatalog_), "Tables"), "Append",
-                   {Variant(pendingTable_)});
-  }
-};
-
-TEST_F(FieldsTest, AdoxPathBuildsThePendingTable) {
-  ASSERT_TRUE(obj_->dbCloseConnect(true));
-  PendingTableComponent c;
-  EXPECT_FALSE(c.dbCreateFieldItem("", "X"));  // nothing pending, no default database
-  auto cn = Connect();
-  c.BeginAdoxTable(Variant(rt::ObjectRef(cn)), "Made");
-  EXPECT_TRUE(c.dbCreateFieldItem("", "Code", 10));
-  EXPECT_TRUE(c.dbCreateFieldItem("", "Qty", 3, 0, 0, "", 0, true, true));
-  EXPECT_TRUE(c.dbCreateFieldItem("", "Memo", 12, 0, 0, "", 0, false));
-  c.FinishAdoxTable();
-  ASSERT_TRUE(obj_->dbOpenDateBase(path_, ""));
-  db_ = Variant(obj_->dbGetConnect(true));
-  EXPECT_EQ(rt::CLng(Prop("Made", "Code", "Size")), 20);
-  EXPECT_EQ(rt::CLng(Prop("Made", "Qty", "Type")), 3);  // Integer through ADO comes back Long-sized
-  EXPECT_TRUE(rt::CBool(Prop("Made", "Qty", "Required")));
-  EXPECT_FALSE(rt::CBool(Prop("Made", "Code", "Required")));
-  EXPECT_FALSE(rt::CBool(Prop("Made", "Memo", "AllowZeroLength")));
-  EXPECT_EQ(rt::TextOf(Prop("Made", "Qty", "DefaultValue")), "");  // no default on this path
-  cn->Close();
-}
-
-TEST_F(FieldsTest, CurrentDefinitionTakesTheFieldWhenNoTableIsNamed) {
-  PendingTableComponent c;  // shares the default database
-  struct Access : clsZMDBFunc {
-    static void SetCurrent(clsZMDBFunc& o, rt::ObjectRef def) {
-      static_cast<Access&>(o).currentTableDef_ = std::move(def);
-    }
-  };
-  auto def = rt::CallMethod(db_, "CreateTableDef", {Variant("Fresh")});
-  Access::SetCurrent(c, def.AsObject());
-  EXPECT_TRUE(c.dbCreateFieldItem("", "ID", 4, 0, 16));  // AutoNumber
-  EXPECT_TRUE(c.dbCreateFieldItem("", "Name", 10));
-  rt::CallMethod(rt::GetProp(db_, "TableDefs"), "Append", {def});
-  ReopenDefault();
-  auto cn = Connect();
-  cn->Execute("INSERT INTO Fresh (Name) VALUES ('a')");
-  cn->Execute("INSERT INTO Fresh (Name) VALUES ('b')");
-  EXPECT_EQ(
-      rt::CLng(Open(cn, "SELECT MAX(ID) AS M FROM Fresh")->fields()->Item(Variant("M"))->Value()),
-      2);
-  cn->Close();
-  EXPECT_EQ(rt::CLng(Prop("Fresh", "Name", "Size")), 20);
 }
 
 }  // namespace

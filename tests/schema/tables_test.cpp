@@ -123,11 +123,16 @@ TEST_F(TablesTest, WithoutADefaultDatabaseFalseAndWithAnotherConnTrueBothDoingNo
       {"remove on the server", [&] { return obj_->dbRemoveTableItem("Staff", true); }},
       {"rename", [&] { return obj_->dbModifyTableName(Variant("Staff"), "Crew"); }},
       {"rename field", [&] { return obj_->dbModifyFieldName("Staff", Variant("Name"), "N"); }},
+      {"field", [&] { return obj_->dbCreateFieldItem("", "X"); }},
+      {"query", [&] { return obj_->dbCreateQueryItem("Q", "SELECT 1"); }},
+      {"remove query", [&] { return obj_->dbRemoveQueryItem("Cheap"); }},
   };
   for (const auto& [what, call] : cases) EXPECT_FALSE(call()) << what;
   const Variant recordset(rt::ObjectRef(dal::Recordset::Create()));
   EXPECT_TRUE(obj_->dbCreateTableItem("T", "", false, "", recordset));
   EXPECT_TRUE(obj_->dbRemoveTableItem("Staff", true, recordset));
+  EXPECT_TRUE(obj_->dbCreateQueryItem("Q", "SELECT 1", false, recordset));
+  EXPECT_TRUE(obj_->dbRemoveQueryItem("Cheap", true, recordset));
   EXPECT_EQ(state().pendingTable_, nullptr);
   EXPECT_EQ(LastNumber(), 0);
   EXPECT_EQ(Count(), 3);
@@ -136,9 +141,8 @@ TEST_F(TablesTest, WithoutADefaultDatabaseFalseAndWithAnotherConnTrueBothDoingNo
 TEST_F(TablesTest, ADaoDefinitionIsAppendedOnlyUnderItsExactNameAndAnExistingOneNever) {
   OpenDefault();
   EXPECT_TRUE(obj_->dbCreateTableItem("Dept"));
-  const Variant def(obj_->currentTableDef());
-  rt::CallMethod(rt::GetProp(def, "Fields"), "Append",
-                 {rt::CallMethod(def, "CreateField", {Variant("Code"), Variant(10), Variant(8)})});
+  EXPECT_TRUE(obj_->dbCreateFieldItem("", "ID", 4, 0, 16));  // AutoNumber
+  EXPECT_TRUE(obj_->dbCreateFieldItem("", "Code", 10));
   EXPECT_FALSE(obj_->dbCreateTableOver("dept"));
   EXPECT_FALSE(HasTable("Dept"));
   EXPECT_EQ(LastNumber(), 0);
@@ -146,13 +150,16 @@ TEST_F(TablesTest, ADaoDefinitionIsAppendedOnlyUnderItsExactNameAndAnExistingOne
   // An existing table becomes the definition: a field added alters it at
   // once, and appending it again is an error.
   EXPECT_TRUE(obj_->dbCreateTableItem("Staff"));
-  const Variant staff(obj_->currentTableDef());
-  rt::CallMethod(rt::GetProp(staff, "Fields"), "Append",
-                 {rt::CallMethod(staff, "CreateField", {Variant("Age"), Variant(3)})});
+  EXPECT_TRUE(obj_->dbCreateFieldItem("", "Age", 3));
   EXPECT_FALSE(obj_->dbCreateTableOver("Staff"));
   EXPECT_NE(LastNumber(), 0);
   Reopen();
-  EXPECT_EQ(Names(rt::GetProp(Def("Dept"), "Fields")), Lines{"Code"});
+  Run("INSERT INTO Dept (Code) VALUES ('a')");
+  Run("INSERT INTO Dept (Code) VALUES ('b')");
+  EXPECT_EQ(Fingerprint("Dept").back(), "row 2 b");
+  EXPECT_EQ(rt::CLng(rt::GetProp(rt::ItemOf(rt::GetProp(Def("Dept"), "Fields"), Variant("Code")),
+                                 "Size")),
+            20);
   EXPECT_EQ(Names(rt::GetProp(Def("Staff"), "Fields")).back(), "Age");
   EXPECT_EQ(Open(Connect(), "SELECT * FROM Staff")->VisibleRows().size(), 3u);
 }
@@ -242,17 +249,55 @@ TEST_F(TableLinksTest, AFailedVirtualIndexKeepsTheLinkAndAnUnreachableSourceIsNo
   EXPECT_EQ(Refused("UPDATE V SET Name = 'x'"), rt::err::kLinkNotUpdatable);
 }
 
-TEST_F(TablesTest, OnAConnectionACatalogueTableWaitsWithItsDescriptionAndStaysPending) {
-  EXPECT_TRUE(obj_->dbCreateTableItem("Dept", "ignored", true, "ignored", conn()));
+// The ADO path end to end: dbCreateTableItem on a Connection, fields of
+// several types on the pending table, dbCreateTableOver; read back after
+// reopening, and the rules enforced on rows.
+TEST_F(TablesTest, OnAConnectionTheCatalogueTableIsMadeWithItsColumnsAndRules) {
+  struct Case {
+    const char* name;
+    std::int32_t type, size;
+    bool allowZero, required;
+    const char* read;  // Type, Size and Required as read back
+  };
+  // Text is 20 wide; Integer and Long both go as ADO's 32-bit integer, a Long.
+  const Case cases[] = {
+      {"Code", 10, 0, true, false, " Type=10 Size=20 Required=False"},
+      {"Tag", 10, 6, false, true, " Type=10 Size=6 Required=True"},
+      {"Qty", 3, 0, true, true, " Type=4 Size=4 Required=True"},
+      {"Price", 5, 0, true, false, " Type=5 Size=8 Required=False"},
+      {"Since", 8, 0, true, false, " Type=8 Size=8 Required=False"},
+      {"Done", 1, 0, true, false, " Type=1 Size=1 Required=False"},
+      {"Memo", 12, 0, false, false, " Type=12 Size=0 Required=False"},
+  };
+  EXPECT_TRUE(obj_->dbCreateTableItem("Made", "ignored", true, "ignored", conn()));
   EXPECT_TRUE(state().virtualIndexText_.empty());
-  rt::CallMethod(rt::GetProp(Variant(state().pendingTable_), "Columns"), "Append",
-                 {Variant("Code"), Variant(202), Variant(8)});
-  EXPECT_TRUE(obj_->dbCreateTableOver("Dept"));
-  OpenDefault();
-  EXPECT_EQ(Fingerprint("Dept").front(), " Dept");
-  EXPECT_EQ(Names(rt::GetProp(Def("Dept"), "Fields")), Lines{"Code"});
-  EXPECT_FALSE(obj_->dbCreateTableOver("Dept"));  // appended again
+  for (const auto& c : cases) {
+    EXPECT_TRUE(
+        obj_->dbCreateFieldItem("", c.name, c.type, c.size, 0, "", 0, c.allowZero, c.required))
+        << c.name;
+  }
+  EXPECT_FALSE(obj_->dbCreateFieldItem("", "Code", 10));  // already pending
+  ASSERT_TRUE(obj_->dbCreateTableOver("Made")) << obj_->dbGetLastError().Description;
+  EXPECT_FALSE(obj_->dbCreateTableOver("Made"));  // appended again
   EXPECT_NE(LastNumber(), 0);
+  OpenDefault();
+  const Variant fields = rt::GetProp(Def("Made"), "Fields");
+  EXPECT_EQ(Fingerprint("Made").front(), " Made");  // the description
+  for (const auto& c : cases) {
+    EXPECT_EQ(Props(rt::ItemOf(fields, Variant(c.name)), {"Type", "Size", "Required"}), c.read)
+        << c.name;
+  }
+  // A Required column refuses a Null, a text column without Allow Zero
+  // Length an empty string (one with it takes one); a Long holds more than 16 bits.
+  for (const char* bad :
+       {"INSERT INTO Made (Tag) VALUES ('t')", "INSERT INTO Made (Qty) VALUES (1)",
+        "INSERT INTO Made (Tag, Qty, Memo) VALUES ('t', 1, '')",
+        "INSERT INTO Made (Tag, Qty) VALUES ('', 1)"}) {
+    EXPECT_THROW(Run(bad), rt::PlatformError) << bad;
+  }
+  Run("INSERT INTO Made (Code, Tag, Qty) VALUES ('', 't', 100000)");
+  EXPECT_EQ(Open(Connect(), "SELECT Qty FROM Made")->VisibleRows(),
+            (std::vector<std::vector<Variant>>{{Variant(100000)}}));
 }
 
 TEST_F(TablesTest, RemoveDropsByPathAndADatabaseConnDeletesTheSavedQuery) {
@@ -278,6 +323,10 @@ TEST_F(TablesTest, RenamesKeepEveryRowAndPropertyAndReplaceATableOfTheNewName) {
   OpenDefault();
   MakePerson();
   Run("CREATE TABLE Crew (X INTEGER)");
+  // A saved query and a view on the table of the new name read the renamed one after.
+  ASSERT_TRUE(obj_->dbCreateQueryItem("Olds", "SELECT * FROM Crew WHERE Age > 20"));
+  Run("CREATE VIEW Roll AS SELECT Name FROM Crew");
+  Run("CREATE VIEW Lost AS SELECT * FROM Absent");  // stays as it is through both renames
   Lines before = Fingerprint("Person");
   ASSERT_EQ(before.front(), " described");
   EXPECT_TRUE(obj_->dbModifyTableName(Variant("Person"), "Crew"));
@@ -290,6 +339,10 @@ TEST_F(TablesTest, RenamesKeepEveryRowAndPropertyAndReplaceATableOfTheNewName) {
     if (line.rfind("ByName ", 0) == 0) line.replace(line.rfind(" Name"), 5, " FullName");
   }
   EXPECT_EQ(Fingerprint("Crew"), before);
+  EXPECT_EQ(Open(Connect(), "SELECT * FROM Olds")->VisibleRows().size(), 1u);
+  EXPECT_EQ(Open(Connect(), "SELECT * FROM Roll")->VisibleRows().size(), 2u);
+  Run("CREATE TABLE Absent (X INTEGER)");
+  EXPECT_EQ(Open(Connect(), "SELECT * FROM Lost")->VisibleRows().size(), 0u);
   Run("INSERT INTO Crew (FullName) VALUES ('Sun')");  // the AutoNumber goes on
   EXPECT_EQ(Fingerprint("Crew").back(), "row 4 Sun 18 ");
   EXPECT_EQ(LastNumber(), 0);

@@ -115,8 +115,12 @@ std::int32_t AdoTypeOfDao(std::int32_t daoType) {
   return ado == 0 ? typecodes::ado::adVarWChar : ado;
 }
 
+// The column a catalogue makes for an ADO type. A 32-bit integer column is a
+// Long, as the provider makes it (the lossy type conversion would halve it).
 std::int32_t DaoTypeOfAdoCode(std::int32_t adoType) {
   switch (adoType) {
+    case typecodes::ado::adInteger:
+      return typecodes::dao::dbLong;
     case typecodes::ado::adVarWChar:
     case typecodes::ado::adWChar:
     case typecodes::ado::adVarChar:

@@ -136,18 +136,57 @@ void FileSchemaStore::ChangeQuerySql(std::string_view name, const std::string& s
   });
 }
 
+// The statement that makes the view of a select query; empty for a query
+// of another kind, which has no view.
+std::string FileSchemaStore::ViewSql(const std::string& name, const std::string& sql) {
+  if (sql.empty() || schema::QueryTypeOf(sql) != schema::kQSelect) return {};
+  const Rewritten r = RewriteJet(sql);
+  if (r.statements.size() != 1) {
+    rt::RaiseStandard(rt::err::kInvalidSqlStatement);
+  }
+  return fmt::format("CREATE VIEW {} AS {}", SqlIdentifier(name), r.statements.front());
+}
+
 // A select query becomes a view (usable by name in FROM); every query keeps
 // its Jet text in the system table.
 void FileSchemaStore::WriteQuery(const std::string& name, const std::string& sql) {
-  if (!sql.empty() && schema::QueryTypeOf(sql) == schema::kQSelect) {
-    const Rewritten r = RewriteJet(sql);
-    if (r.statements.size() != 1) {
-      rt::RaiseStandard(rt::err::kInvalidSqlStatement);
-    }
-    b_.ExecuteNative(fmt::format("CREATE VIEW {} AS {}", SqlIdentifier(name), r.statements.front()),
-                     {});
-  }
+  if (const std::string view = ViewSql(name, sql); !view.empty()) b_.ExecuteNative(view, {});
   props_.Put(kQueryRow, name, "", "~SQL", kDbMemo, rt::Variant(sql));
+}
+
+// Takes out the views SQLite cannot read now and returns them with their
+// statements. A query may name a table that is not there, as in the engine,
+// but SQLite's table rename checks every view and refuses while one is
+// broken, so a rename runs without them and makes them again (MakeViews).
+std::vector<std::pair<std::string, std::string>> FileSchemaStore::DropBrokenViews() {
+  std::vector<std::pair<std::string, std::string>> views;
+  {
+    Result r = b_.ExecuteNative("SELECT name, sql FROM sqlite_master WHERE type = 'view'", {});
+    while (r.cursor && r.cursor->Step()) views.emplace_back(Text(*r.cursor, 0), Text(*r.cursor, 1));
+  }
+  std::erase_if(views, [&](const auto& v) {
+    try {
+      b_.ExecuteNative("SELECT 1 FROM main." + SqlIdentifier(v.first) + " LIMIT 0", {});
+      return true;
+    } catch (const rt::PlatformError&) {
+      return false;
+    }
+  });
+  for (const auto& v : views) b_.ExecuteNative("DROP VIEW main." + SqlIdentifier(v.first), {});
+  return views;
+}
+
+// Makes the views taken out again, a saved query's from its current text (a
+// rename has followed it), another from its own statement; each then reads
+// the tables by the names it gives.
+void FileSchemaStore::MakeViews(const std::vector<std::pair<std::string, std::string>>& views) {
+  const auto rows = props_.Rows(kQueryRow);
+  for (const auto& [name, sql] : views) {
+    const auto text = std::find_if(rows.begin(), rows.end(), [&](const SysRow& row) {
+      return row.name == "~SQL" && rt::NameEquals(row.owner, name);
+    });
+    b_.ExecuteNative(text == rows.end() ? sql : ViewSql(name, rt::TextOf(text->value)), {});
+  }
 }
 
 // A saved query by name, or 3265.

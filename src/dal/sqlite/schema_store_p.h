@@ -136,7 +136,10 @@ class FileSchemaStore : public schema::SchemaStore {
   void ChangeQuerySql(std::string_view name, const std::string& sql) override;
 
  private:
+  static std::string ViewSql(const std::string& name, const std::string& sql);
   void WriteQuery(const std::string& name, const std::string& sql);
+  std::vector<std::pair<std::string, std::string>> DropBrokenViews();
+  void MakeViews(const std::vector<std::pair<std::string, std::string>>& views);
   schema::QueryDef RequireQuery(std::string_view name);
   static std::string ViewBody(const std::string& sql);
   void RenameInQueries(std::string_view from, std::string_view to);

@@ -55,6 +55,8 @@ void FileSchemaStore::DropTable(std::string_view name) {
 }
 
 // Renames in place; SQLite rewrites indexes, foreign keys, views and triggers.
+// A view broken by a missing table stays out of the rename and is made again
+// after it, so it reads the renamed table when that takes the name it gives.
 void FileSchemaStore::RenameTable(std::string_view from, std::string_view to) {
   if (rt::NameEquals(from, to) && from == to) return;
   if (!rt::NameEquals(from, to)) RequireFreeName(to, false);
@@ -72,6 +74,7 @@ void FileSchemaStore::RenameTable(std::string_view from, std::string_view to) {
   const std::string old = shape.def.name;
   Transaction([&] {
     DropManagedTriggers(old);
+    const auto broken = DropBrokenViews();
     b_.ExecuteNative(
         fmt::format("ALTER TABLE {} RENAME TO {}", SqlIdentifier(old), SqlIdentifier(to)), {});
     shape.def.name = std::string(to);
@@ -79,6 +82,7 @@ void FileSchemaStore::RenameTable(std::string_view from, std::string_view to) {
     props_.RenameOwner(kTableRow, old, to);
     RenameInRelations(old, to);
     RenameInQueries(old, to);
+    MakeViews(broken);
     props_.Stamp(to, false);
   });
 }
@@ -162,7 +166,8 @@ void FileSchemaStore::DropField(std::string_view table, std::string_view field) 
       true);
 }
 
-// Renames a column in place, then regenerates the triggers that name it.
+// Renames a column in place (views a missing table broke kept out of
+// SQLite's check), then regenerates the triggers that name it.
 void FileSchemaStore::RenameField(std::string_view table, std::string_view from,
                                   std::string_view to) {
   auto shape = RequireShape(table);
@@ -175,10 +180,12 @@ void FileSchemaStore::RenameField(std::string_view table, std::string_view from,
   }
   Transaction([&] {
     DropManagedTriggers(shape.def.name);
+    const auto broken = DropBrokenViews();
     b_.ExecuteNative(
         fmt::format("ALTER TABLE {} RENAME COLUMN {} TO {}", SqlIdentifier(shape.def.name),
                     SqlIdentifier(old), SqlIdentifier(to)),
         {});
+    MakeViews(broken);
     auto after = RequireShape(shape.def.name);
     // The generated triggers were dropped above, so what only they showed
     // comes from the shape read before: the field's recorded rules, the

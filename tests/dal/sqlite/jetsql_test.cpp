@@ -32,6 +32,11 @@
 //   ----                         line each: name|key fields|flags, the flags
 //   <indexes>                    P(rimary) U(nique) R(equired) or "-"
 //
+// The files under data/jetsql/connection/ run instead through a Connection on
+// a real file, so the store's own part (its catalogue records, the engine's
+// error numbers and texts) is checked with the rewrite: "query" rows are the
+// values' texts, "query columns" the fields' ADO types and defined sizes.
+//
 // An error is numbered as the provider would, simply: the rewriter raises its
 // own numbers; SQLite's syntax errors are -2147217900, "no such table"
 // -2147217865 and "no such column" -2147217904; anything else is 0.
@@ -51,7 +56,10 @@
 #include "dal/sqlite/coltypes_p.h"
 #include "dal/sqlite/functions_p.h"
 #include "dal/sqlite/jetsql_p.h"
+#include "zmdb/dal/connection.h"
+#include "zmdb/dal/recordset.h"
 #include "zmdb/dal/schema_store.h"
+#include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/error.h"
 
 namespace zmdb::dal::sqlite {
@@ -252,9 +260,9 @@ class ScratchDb {
 };
 
 // Every *.test file of the case directory, sorted.
-std::vector<std::string> CaseFiles() {
+std::vector<std::string> CaseFiles(const fs::path& dir = kCaseDir) {
   std::vector<std::string> files;
-  for (const auto& e : fs::directory_iterator(kCaseDir)) {
+  for (const auto& e : fs::directory_iterator(dir)) {
     if (e.path().extension() == ".test") files.push_back(e.path().filename().string());
   }
   std::sort(files.begin(), files.end());
@@ -304,15 +312,76 @@ TEST_P(JetSqlFile, RunsOnSqlite) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(JetSqlData, JetSqlFile, ::testing::ValuesIn(CaseFiles()),
-                         // The file's stem, as a test name.
-                         [](const ::testing::TestParamInfo<std::string>& param_info) {
-                           std::string name = fs::path(param_info.param).stem().string();
-                           for (char& ch : name) {
-                             if (!std::isalnum(static_cast<unsigned char>(ch))) ch = '_';
-                           }
-                           return name;
-                         });
+// A case file's stem, as a test name.
+std::string FileTestName(const ::testing::TestParamInfo<std::string>& param_info) {
+  std::string name = fs::path(param_info.param).stem().string();
+  for (char& ch : name) {
+    if (!std::isalnum(static_cast<unsigned char>(ch))) ch = '_';
+  }
+  return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(JetSqlData, JetSqlFile, ::testing::ValuesIn(CaseFiles()), FileTestName);
+
+// ------------------------------------------------------------ through a connection
+
+// A value as a "query" row shows it.
+std::string VariantText(const rt::Variant& v) {
+  if (v.IsNull()) return "NULL";
+  const std::string text = rt::TextOf(v);
+  return text.empty() ? "(empty)" : text;
+}
+
+// Runs a Jet statement through the connection, reading any rows it returns.
+Outcome RunThrough(const std::shared_ptr<Connection>& cn, const std::string& jet) {
+  Outcome out;
+  try {
+    std::shared_ptr<Recordset> rs = cn->Execute(jet);
+    if (rs->State() == 0) return out;
+    const auto& fields = rs->fields();
+    for (std::int32_t c = 0; c < fields->Count(); ++c) {
+      const auto f = fields->Item(rt::Variant(c));
+      out.columns.push_back(f->Name() + "|" + std::to_string(f->Type()) + "|" +
+                            std::to_string(f->DefinedSize()));
+    }
+    for (; !rs->AtEOF(); rs->MoveNext()) {
+      std::string row;
+      for (std::int32_t c = 0; c < fields->Count(); ++c) {
+        row += (c ? "|" : "") + VariantText(rs->ValueAt(static_cast<std::size_t>(c)));
+      }
+      out.rows.push_back(row);
+    }
+  } catch (const rt::PlatformError& e) {
+    return {false, e.number(), e.info().Description, {}, {}};
+  }
+  return out;
+}
+
+class JetSqlConnectionFile : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(JetSqlConnectionFile, RunsThroughAConnection) {
+  std::vector<std::string> problems;
+  const auto records = LoadRecords(kCaseDir / "connection" / GetParam(), problems);
+  ASSERT_TRUE(problems.empty()) << ::testing::PrintToString(problems);
+  const fs::path path =
+      fs::temp_directory_path() / ("zmdb_jetcn_" + std::to_string(::getpid()) + "_" +
+                                   fs::path(GetParam()).stem().string() + ".mdb");
+  fs::remove(path);
+  OpenDatabase({path.string(), true, false, 5000})->Close();
+  {
+    auto cn = Connection::Create();
+    cn->Open(path.string());
+    for (const Record& r : records) {
+      SCOPED_TRACE("connection/" + GetParam() + ":" + std::to_string(r.line) + ": " + r.sql);
+      Check(r, RunThrough(cn, r.sql));
+    }
+    cn->Close();
+  }
+  fs::remove(path);
+}
+
+INSTANTIATE_TEST_SUITE_P(JetSqlData, JetSqlConnectionFile,
+                         ::testing::ValuesIn(CaseFiles(kCaseDir / "connection")), FileTestName);
 
 // ------------------------------------------------------------ text tables
 

@@ -104,6 +104,24 @@ TEST_P(ComponentOnServerTest, JetOnlyStatementsFailByTheirGuardKinds) {
   EXPECT_EQ(obj_.dbGetLastError().Number, 0);
 }
 
+// On a connection that is not SQL Server a query is a table made from it,
+// and its removal drops that table.
+TEST_P(ComponentOnServerTest, AQueryIsATableMadeFromItAndDroppedAgain) {
+  const Variant cn{rt::ObjectRef(own_)};
+  EXPECT_TRUE(
+      obj_.dbCreateQueryItem("seniors", "SELECT id, name FROM staff WHERE id > 5", false, cn));
+  EXPECT_EQ(Last(), "CREATE TABLE seniors AS SELECT id, name FROM staff WHERE id > 5");
+  EXPECT_EQ(rt::CLng(Scalar(Connect(), "SELECT SUM(id) FROM seniors")), 66);
+  EXPECT_FALSE(obj_.dbCreateQueryItem("seniors", "SELECT 1 AS x", false, cn));  // exists
+  EXPECT_NE(obj_.dbGetLastError().Number, 0);
+  obj_.dbClearError();
+  EXPECT_TRUE(obj_.dbRemoveQueryItem("seniors", false, cn));
+  EXPECT_EQ(Last(), "DROP TABLE seniors");
+  EXPECT_EQ(obj_.dbGetLastError().Number, 0);
+  EXPECT_FALSE(obj_.dbRemoveQueryItem("seniors", false, cn));  // gone
+  EXPECT_NE(obj_.dbGetLastError().Number, 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(Servers, ComponentOnServerTest, ::testing::Values(Store::Postgres),
                          [](const ::testing::TestParamInfo<Store>& p) {
                            return StoreName(p.param);
