@@ -155,7 +155,7 @@ constexpr Home kFields{"schema", "src/schema/fields.cpp"};
 constexpr Home kIndexes{"schema", "src/schema/indexes.cpp"};
 constexpr Home kRelations{"schema", "src/schema/relations.cpp"};
 constexpr Home kQueries{"schema", "src/schema/queries.cpp"};
-constexpr Home kListings{"schema", "src/schema/listings.cpp", "the catalogue listings"};
+constexpr Home kListings{"schema", "src/schema/listings.cpp"};
 constexpr Home kStructure{"schema", "src/schema/structure.cpp", "table-structure copying"};
 // A built method of a file whose other methods are not built yet.
 constexpr Home kStructureBuilt{"schema", "src/schema/structure.cpp"};
@@ -303,12 +303,15 @@ std::vector<MethodSpec> BuildTable() {
   t.push_back(M(kCreate, 40, "dbCreateDBADOX", Boolean, G::ResumeNext, {Ref("strDBPath", String)}));
   t.push_back(M(kCreate, 41, "dbCloseDBItem", Boolean, G::Recording, {}));
   t.push_back(M(kListings, 42, "dbTableDefs", Array, G::Recording,
-                {OptRef("Conn", Variant), Opt("fbSystem", Boolean, B(false))}));
-  t.push_back(M(kListings, 43, "dbQueryDefs", Array, G::Recording, {OptRef("Conn", Variant)}));
+                {OptRef("Conn", Variant), Opt("fbSystem", Boolean, B(false))},
+                Bind(&C::dbTableDefs)));
+  t.push_back(M(kListings, 43, "dbQueryDefs", Array, G::Recording, {OptRef("Conn", Variant)},
+                Bind(&C::dbQueryDefs)));
   t.push_back(M(kListings, 44, "dbProperties", Array, G::Recording,
-                {In("fsTblName", String), Opt("fsFldName", String), OptRef("Conn", Variant)}));
+                {In("fsTblName", String), Opt("fsFldName", String), OptRef("Conn", Variant)},
+                Bind(&C::dbProperties)));
   t.push_back(M(kListings, 45, "dbFields", Array, G::Recording,
-                {In("fsTblName", String), OptRef("Conn", Variant)}));
+                {In("fsTblName", String), OptRef("Conn", Variant)}, Bind(&C::dbFields)));
   t.push_back(M(kProbes, 46, "dbQueryExists", Boolean, G::Silent,
                 {In("fsQryName", String), OptRef("Conn", Variant),
                  OptRef("fbIsSQLServer", Boolean, B(false))},

@@ -7,6 +7,7 @@ zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/statements.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/indexes.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/relations.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/queries.cpp
+                            ${CMAKE_CURRENT_LIST_DIR}/listings.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/structure.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/server.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/server_indexes.cpp)

@@ -72,4 +72,12 @@ std::string DropQueryTableStatement(std::string_view table) {
   return fmt::format("DROP TABLE {}", table);
 }
 
+std::string ColumnsStatement(std::string_view table) {
+  return fmt::format("SELECT * FROM {} WHERE 1=0", table);
+}
+
+std::string RowCountStatement(std::string_view table) {
+  return fmt::format("SELECT COUNT(*) FROM {}", table);
+}
+
 }  // namespace zmdb::schema

@@ -156,6 +156,22 @@ class clsZMDBFunc {
   bool dbRemoveQueryItem(const std::string& fsQueryName, bool fbIsSQLServer = false,
                          const rt::Variant& Conn = rt::Variant::Missing());
 
+  // ---- Catalogue listings ----
+  // Each answers a 1-based array, unallocated when there is nothing to list.
+  // Table names (links included; system and hidden ones only with fbSystem),
+  // sorted by name without regard to case.
+  rt::SafeArray dbTableDefs(const rt::Variant& Conn = rt::Variant::Missing(),
+                            bool fbSystem = false);
+  // Saved query names (file store) or view names (server), sorted likewise.
+  rt::SafeArray dbQueryDefs(const rt::Variant& Conn = rt::Variant::Missing());
+  // The table's properties, or its field's when fsFldName is given, as
+  // records named "PropertyRec" with members Name, Value, Type (DAO type).
+  rt::SafeArray dbProperties(const std::string& fsTblName, const std::string& fsFldName = "",
+                             const rt::Variant& Conn = rt::Variant::Missing());
+  // The table's field names in ordinal order.
+  rt::SafeArray dbFields(const std::string& fsTblName,
+                         const rt::Variant& Conn = rt::Variant::Missing());
+
   // ---- Indexes and relations ----
   // The table's indexes as IndexRec records (an unallocated array on failure).
   rt::SafeArray dbIndexDefs(const std::string& fsTblName,

@@ -55,4 +55,10 @@ std::string CreateTableAsStatement(std::string_view table, std::string_view sql)
 // "DROP TABLE q".
 std::string DropQueryTableStatement(std::string_view table);
 
+// Catalogue listings on a server, valid on every server (names unbracketed).
+// "SELECT * FROM t WHERE 1=0": the table's columns without its rows.
+std::string ColumnsStatement(std::string_view table);
+// "SELECT COUNT(*) FROM t".
+std::string RowCountStatement(std::string_view table);
+
 }  // namespace zmdb::schema

@@ -1,0 +1,112 @@
+// The catalogue listings through a Connection on every store: the file store
+// through its catalogue, the servers through their table rowsets, views
+// listed as the saved queries of a server; and the statements sent to SQL
+// Server, on the stand-in driver.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "store_fixture.h"
+#include "zmdb/frame/component.h"
+#include "zmdb/runtime/host.h"
+
+namespace zmdb::dal::testing {
+namespace {
+
+using rt::Variant;
+
+std::vector<std::string> Texts(const rt::SafeArray& a) {
+  std::vector<std::string> out;
+  for (const Variant& v : a.items()) out.push_back(rt::CStr(v));
+  return out;
+}
+
+// "Name=Value" of each property record whose name is in `names`.
+std::vector<std::string> Props(const rt::SafeArray& a, const std::vector<std::string>& names) {
+  std::vector<std::string> out;
+  for (const Variant& v : a.items()) {
+    const rt::Record& r = v.AsRecord();
+    const std::string name = rt::CStr(r["Name"]);
+    if (std::find(names.begin(), names.end(), name) != names.end()) {
+      out.push_back(name + "=" + rt::TextOf(r["Value"]));
+    }
+  }
+  return out;
+}
+
+class ListingsOnStoreTest : public StoreTest {
+ protected:
+  rt::ScopedHost scope_{std::make_shared<rt::HeadlessHost>()};
+  clsZMDBFunc obj_;
+};
+
+TEST_P(ListingsOnStoreTest, TablesViewsFieldsAndProperties) {
+  if (store() == Store::SqlServer) GTEST_SKIP() << "SQL Server: see the stand-in test below";
+  auto cn = Connect();
+  cn->Execute("CREATE TABLE zeta (id INT NOT NULL, name " + Text(12) + ", note " + Text(30) + ")");
+  cn->Execute("CREATE TABLE alpha (a INT)");
+  cn->Execute("INSERT INTO zeta VALUES (1, '张三', NULL)");
+  cn->Execute("INSERT INTO zeta VALUES (2, 'Li', 'x')");
+  cn->Execute("CREATE VIEW zview AS SELECT id FROM zeta");
+  const Variant conn{rt::ObjectRef(cn)};
+
+  EXPECT_EQ(Texts(obj_.dbTableDefs(conn)), (std::vector<std::string>{"alpha", "zeta"}));
+  EXPECT_EQ(Texts(obj_.dbQueryDefs(conn)), std::vector<std::string>{"zview"});
+  EXPECT_EQ(Texts(obj_.dbFields("zeta", conn)), (std::vector<std::string>{"id", "name", "note"}));
+  EXPECT_EQ(Props(obj_.dbProperties("zeta", "", conn), {"Name", "RecordCount", "Connect"}),
+            (std::vector<std::string>{"Name=zeta", "Connect=", "RecordCount=2"}));
+  EXPECT_EQ(
+      Props(obj_.dbProperties("zeta", "name", conn), {"Name", "Type", "Size", "OrdinalPosition"}),
+      (std::vector<std::string>{"Name=name", "Type=10", "Size=12", "OrdinalPosition=1"}));
+  const std::vector<std::string> required = {"Required"};
+  // The SQLite ODBC driver reports every column as nullable.
+  if (store() != Store::Sqlite) {
+    EXPECT_EQ(Props(obj_.dbProperties("zeta", "id", conn), required),
+              std::vector<std::string>{"Required=True"});
+  }
+  EXPECT_EQ(Props(obj_.dbProperties("zeta", "note", conn), required),
+            std::vector<std::string>{"Required=False"});
+  EXPECT_EQ(obj_.dbGetLastError().Number, 0) << obj_.dbGetLastError().Description;
+
+  // A missing table is a recorded failure.
+  EXPECT_FALSE(obj_.dbFields("nowhere", conn).allocated());
+  EXPECT_NE(obj_.dbGetLastError().Number, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Stores, ListingsOnStoreTest, EveryStore(), StoreParamName);
+
+// SQL Server: the statements of the field and property listings, on the
+// stand-in driver (which lists its tables through the table rowset too).
+TEST(ListingsOnSqlServer, StatementsOnTheStandIn) {
+  const auto dir =
+      std::filesystem::temp_directory_path() / ("zmdb_listings_" + std::to_string(::getpid()));
+  std::filesystem::create_directories(dir);
+  {
+    rt::ScopedHost scope(std::make_shared<rt::HeadlessHost>());
+    clsZMDBFunc obj;
+    ASSERT_TRUE(obj.dbSetConnect(
+        "DRIVER=SQL Server SQLite stand-in;Database=" + (dir / "t.db").string() + ";", false))
+        << obj.dbGetLastError().Description;
+    auto cn = std::dynamic_pointer_cast<Connection>(obj.dbGetConnect(false));
+    cn->Execute("CREATE TABLE Staff (ID INT, Name VARCHAR(20))");
+    cn->Execute("CREATE VIEW Named AS SELECT Name FROM Staff");
+    cn->EnableStatementLog(true);
+    const Variant conn{rt::ObjectRef(cn)};
+    EXPECT_EQ(Texts(obj.dbTableDefs(conn)), std::vector<std::string>{"Staff"});
+    EXPECT_EQ(Texts(obj.dbQueryDefs(conn)), std::vector<std::string>{"Named"});
+    EXPECT_TRUE(cn->statementLog().empty());  // read from the rowset, no statement
+    EXPECT_EQ(Texts(obj.dbFields("Staff", conn)), (std::vector<std::string>{"ID", "Name"}));
+    EXPECT_EQ(cn->statementLog(), std::vector<std::string>{"SELECT * FROM Staff WHERE 1=0"});
+    EXPECT_TRUE(obj.dbProperties("Staff", "", conn).allocated());
+    EXPECT_EQ(cn->statementLog(), (std::vector<std::string>{"SELECT * FROM Staff WHERE 1=0",
+                                                            "SELECT * FROM Staff WHERE 1=0",
+                                                            "SELECT COUNT(*) FROM Staff"}));
+    EXPECT_EQ(obj.dbGetLastError().Number, 0) << obj.dbGetLastError().Description;
+    obj.dbCloseConnect(false);
+  }
+  std::filesystem::remove_all(dir);
+}
+
+}  // namespace
+}  // namespace zmdb::dal::testing
