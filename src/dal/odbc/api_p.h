@@ -46,6 +46,10 @@ struct Link {
   // The driver runs one statement at a time on a connection: a statement
   // still holding rows must let go of them before the next one runs.
   bool oneActiveStatement = false;
+  // The connect string names a driver "SQL Server ...": the schema objects
+  // write SQL Server's DDL whatever driver answers, as the component sends
+  // such a connection SQL Server's dialect.
+  bool namedSqlServer = false;
   // Statements open on the connection, freed before it disconnects.
   std::vector<std::weak_ptr<StatementHandle>> statements;
 };

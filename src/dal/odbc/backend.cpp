@@ -217,7 +217,8 @@ class OdbcBackend : public Backend {
     if (!schema_) {
       schema_ = NewSchemaStore(
           *this, [this] { return NewStatement(); },
-          Ddl(DialectOf(link_->profile.family), quirks_));
+          Ddl(link_->namedSqlServer ? Dialect::SqlServer : DialectOf(link_->profile.family),
+              quirks_));
     }
     return *schema_;
   }
@@ -481,6 +482,8 @@ std::unique_ptr<Backend> Open(const Route& route) {
   auto link = std::make_shared<Link>();
   link->profile = ProfileFor(FamilyOfDriver(driver));
   link->secret = route.secret;
+  link->namedSqlServer = FamilyOfDriver(driver) == DriverFamily::FreeTds ||
+                         rt::StartsWithNoCase(driver, "SQL Server");
   if (!SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_DBC, env, &link->dbc))) {
     link->dbc = SQL_NULL_HDBC;
     RaiseRecords({}, *link, {});

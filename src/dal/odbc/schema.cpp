@@ -59,8 +59,9 @@ class OdbcSchema : public schema::SchemaStore {
     t.kind = found->kind;
     t.dateCreated = found->created;
     t.lastUpdated = found->modified;
-    if (!found->remarks.empty()) schema::PutProp(t.props, {"Description", 10, found->remarks});
-    t.fields = FieldsOf(*found);
+    const std::string remarks = found->remarks.empty() ? Comment(*found) : found->remarks;
+    if (!remarks.empty()) schema::PutProp(t.props, {"Description", 10, remarks});
+    t.fields = FieldsOf(*found, true);
     if (found->kind == schema::TableKind::Table) t.indexes = IndexesOf(*found);
     return t;
   }
@@ -260,7 +261,7 @@ class OdbcSchema : public schema::SchemaStore {
       if (auto t = Table(path.owner)) return t->props;
     } else if (path.kind == schema::ObjectKind::Field) {
       if (auto t = Find(path.owner)) {
-        for (const auto& f : FieldsOf(*t)) {
+        for (const auto& f : FieldsOf(*t, true)) {
           if (NameEquals(f.name, path.item)) return f.props;
         }
       }
@@ -338,7 +339,9 @@ class OdbcSchema : public schema::SchemaStore {
     return *f;
   }
 
-  std::vector<schema::FieldDef> FieldsOf(const Found& t) {
+  // The fields in ordinal order; `comments` reads the Description of each
+  // where the driver's catalogue leaves it out.
+  std::vector<schema::FieldDef> FieldsOf(const Found& t, bool comments = false) {
     auto st = statement_();
     Check(Columns(*st, t.schema, t.name), SQL_HANDLE_STMT, st->get(), st->link());
     // COLUMN_NAME 4, DATA_TYPE 5, TYPE_NAME 6, COLUMN_SIZE 7, DECIMAL_DIGITS
@@ -365,6 +368,21 @@ class OdbcSchema : public schema::SchemaStore {
     for (auto& [position, f] : found) {
       f.ordinal = static_cast<std::int32_t>(fields.size());
       fields.push_back(std::move(f));
+    }
+    if (comments && ddl_.dialect() == Dialect::Postgres) {
+      Result r = backend_.ExecuteNative(
+          "SELECT a.attname, col_description(a.attrelid, a.attnum) FROM pg_catalog.pg_attribute "
+          "a JOIN pg_catalog.pg_class c ON c.oid = a.attrelid JOIN pg_catalog.pg_namespace n ON "
+          "n.oid = c.relnamespace WHERE c.relname = ? AND n.nspname = ? AND a.attnum > 0 AND "
+          "col_description(a.attrelid, a.attnum) IS NOT NULL",
+          {rt::Variant(t.name), rt::Variant(t.schema)});
+      while (r.cursor && r.cursor->Step()) {
+        for (auto& f : fields) {
+          if (f.name == r.cursor->Text(0)) {
+            schema::PutProp(f.props, {"Description", 10, std::string(r.cursor->Text(1))});
+          }
+        }
+      }
     }
     return fields;
   }
@@ -428,6 +446,17 @@ class OdbcSchema : public schema::SchemaStore {
       it = indexes.begin();
     }
     it->primary = it->unique = it->required = true;
+  }
+
+  // A table's comment, where the driver's catalogue leaves it out.
+  std::string Comment(const Found& t) {
+    if (ddl_.dialect() != Dialect::Postgres) return {};
+    Result r = backend_.ExecuteNative(
+        "SELECT obj_description(c.oid, 'pg_class') FROM pg_catalog.pg_class c JOIN "
+        "pg_catalog.pg_namespace n ON n.oid = c.relnamespace WHERE c.relname = ? AND n.nspname = ?",
+        {rt::Variant(t.name), rt::Variant(t.schema)});
+    if (!r.cursor || !r.cursor->Step() || r.cursor->Type(0) == CellType::Null) return {};
+    return std::string(r.cursor->Text(0));
   }
 
   // A field of `t` as the catalogue spells it: error 3265 when missing.

@@ -3,6 +3,10 @@
 // on each, through the objects and through the component's two-store
 // methods called without Conn.
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
 
 #include "store_fixture.h"
 #include "zmdb/dal/dao/dao.h"
@@ -140,6 +144,46 @@ TEST_P(DaoOnStoreTest, AppendsRenamesAndDeletes) {
   EXPECT_TRUE(Names(db_->TableDefs()).empty());
 }
 
+// A Description is kept where the store keeps comments (PostgreSQL's
+// COMMENT ON) and refused clearly elsewhere; views are the saved queries.
+TEST_P(DaoOnStoreTest, DescriptionsAndViews) {
+  db_->Execute("CREATE TABLE staff (id INTEGER, name " + Text(20) + ")");
+  auto describe = [&] {
+    auto t = Def("Staff");
+    t->Properties()->Append(
+        Variant(rt::ObjectRef(t->CreateProperty("Description", 10, Variant("员工's list")))));
+  };
+  if (store() == Store::Sqlite) {
+    EXPECT_EQ(RaisedNumber(describe), 3251);
+  } else {
+    describe();
+    EXPECT_EQ(rt::CStr(Def("staff")->Properties()->Item(Variant("Description"))->DefaultValue()),
+              "员工's list");
+    auto name = rt::ObjectAs<dao::Field>(Variant(Def("staff")->Fields()->Item(Variant("NAME"))));
+    name->Properties()->Append(
+        Variant(rt::ObjectRef(std::make_shared<dao::Property>("Description", 10, Variant("姓名")))));
+    name = rt::ObjectAs<dao::Field>(Variant(Def("staff")->Fields()->Item(Variant("name"))));
+    EXPECT_EQ(rt::CStr(name->Properties()->Item(Variant("Description"))->DefaultValue()), "姓名");
+  }
+
+  db_->CreateQueryDef("Named", "SELECT name FROM staff WHERE id > 1");
+  EXPECT_EQ(Names(db_->QueryDefs()), std::vector<std::string>{
+                                         store() == Store::Postgres ? "named" : "Named"});
+  auto cn = Connect();
+  cn->Execute("INSERT INTO staff VALUES (2, '李')");
+  EXPECT_EQ(rt::CStr(Scalar(cn, "SELECT name FROM named")), "李");
+  auto q = rt::ObjectAs<dao::QueryDef>(Variant(db_->QueryDefs()->Item(Variant("NAMED"))));
+  if (store() != Store::Sqlite) {
+    EXPECT_NE(rt::AsciiUpper(q->Sql()).find("FROM STAFF"), std::string::npos) << q->Sql();
+  }
+  // Action queries are no views.
+  EXPECT_EQ(RaisedNumber([&] { db_->CreateQueryDef("Purge", "DELETE FROM staff"); }),
+            store() == Store::File ? 0 : 3251);
+  db_->QueryDefs()->Delete("Named");
+  EXPECT_TRUE(std::none_of(db_->QueryDefs()->Names().begin(), db_->QueryDefs()->Names().end(),
+                           [](const std::string& n) { return rt::NameEquals(n, "named"); }));
+}
+
 INSTANTIATE_TEST_SUITE_P(Stores, DaoOnStoreTest,
                          ::testing::Values(Store::File, Store::Postgres, Store::Sqlite),
                          StoreParamName);
@@ -203,6 +247,42 @@ TEST_P(TwoStoreMethodsTest, RunOnTheDefaultDatabase) {
 INSTANTIATE_TEST_SUITE_P(Stores, TwoStoreMethodsTest,
                          ::testing::Values(Store::File, Store::Postgres),
                          StoreParamName);
+
+// A DAO database on a driver named "SQL Server ..." gets SQL Server's DDL;
+// the stand-in driver keeps each CREATE TABLE as it was sent.
+TEST(DaoOnSqlServer, TablesAreMadeWithSqlServerDdl) {
+  const auto dir =
+      std::filesystem::temp_directory_path() / ("zmdb_daoss_" + std::to_string(::getpid()));
+  std::filesystem::create_directories(dir);
+  const std::string text =
+      "DRIVER=SQL Server SQLite stand-in;Database=" + (dir / "t.db").string() + ";";
+  {
+    auto host = std::make_shared<rt::HeadlessHost>();
+    rt::ScopedHost scope(host);
+    clsZMDBFunc obj;
+    ASSERT_TRUE(obj.dbSetConnect("ODBC;" + text, true)) << obj.dbGetLastError().Description;
+    const Variant db(obj.dbGetConnect(true));
+    EXPECT_TRUE(obj.dbIsSQLConnect(db));
+    ASSERT_TRUE(obj.dbCreateTableItem("Staff"));
+    ASSERT_TRUE(obj.dbCreateFieldItem("", "ID", 4, 0, 16));
+    ASSERT_TRUE(obj.dbCreateFieldItem("", "Name", 10, 20));
+    ASSERT_TRUE(obj.dbCreateFieldItem("", "Born", 8));
+    ASSERT_TRUE(obj.dbCreateTableOver("Staff")) << obj.dbGetLastError().Description;
+    auto cn = Connection::Create();
+    cn->Open(text);
+    EXPECT_EQ(rt::CStr(Scalar(cn, "SELECT sql FROM sqlite_master WHERE name = 'Staff'")),
+              "CREATE TABLE \"Staff\" (\"ID\" int IDENTITY(1,1), \"Name\" nvarchar(20), "
+              "\"Born\" datetime)");
+    // Read back through the catalogue: the counter is known by its type.
+    EXPECT_TRUE(obj.dbFieldExists("Staff", "born"));
+    auto t = rt::ObjectAs<dao::TableDef>(
+        rt::ItemOf(rt::GetProp(db, "TableDefs"), Variant("staff")));
+    EXPECT_NE(t->Def().fields.at(0).attributes & schema::kAutoIncrField, 0);
+    cn->Close();
+    EXPECT_TRUE(obj.dbCloseConnect(true));
+  }
+  std::filesystem::remove_all(dir);
+}
 
 }  // namespace
 }  // namespace zmdb::dal::testing
