@@ -221,8 +221,8 @@ std::string Exactly(std::string_view name) {
 
 // A catalogue call with up to three text arguments (null pointer: left out).
 template <class Wide, class Narrow>
-SQLRETURN CatalogCall(StatementHandle& st, std::vector<std::optional<std::string>> args,
-                      Wide wide, Narrow narrow) {
+SQLRETURN CatalogCall(StatementHandle& st, std::vector<std::optional<std::string>> args, Wide wide,
+                      Narrow narrow) {
   if (st.wide()) {
     std::vector<std::u16string> w;
     for (const auto& a : args) w.push_back(a ? ToUtf16(*a) : u"");
@@ -263,8 +263,7 @@ SQLRETURN Statistics(StatementHandle& st, std::string_view schema, std::string_v
                               SQL_QUICK);
       },
       [&](auto at, auto len) {
-        return SQLStatistics(h, nullptr, 0, at(0), len(0), at(1), len(1), SQL_INDEX_ALL,
-                             SQL_QUICK);
+        return SQLStatistics(h, nullptr, 0, at(0), len(0), at(1), len(1), SQL_INDEX_ALL, SQL_QUICK);
       });
 }
 

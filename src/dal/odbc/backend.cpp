@@ -482,8 +482,8 @@ std::unique_ptr<Backend> Open(const Route& route) {
   auto link = std::make_shared<Link>();
   link->profile = ProfileFor(FamilyOfDriver(driver));
   link->secret = route.secret;
-  link->namedSqlServer = FamilyOfDriver(driver) == DriverFamily::FreeTds ||
-                         rt::StartsWithNoCase(driver, "SQL Server");
+  link->namedSqlServer =
+      FamilyOfDriver(driver) == DriverFamily::FreeTds || rt::StartsWithNoCase(driver, "SQL Server");
   if (!SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_DBC, env, &link->dbc))) {
     link->dbc = SQL_NULL_HDBC;
     RaiseRecords({}, *link, {});

@@ -1,6 +1,5 @@
 // Server DDL for the schema store, built as text (ddl_p.h).
 #include "ddl_p.h"
-
 #include "zmdb/dal/engine_errors.h"
 #include "zmdb/dal/typecodes.h"
 #include "zmdb/dal/writeback.h"
@@ -71,7 +70,9 @@ std::string Ddl::Stored(std::string_view name) const {
   return out;
 }
 
-std::string Ddl::Name(std::string_view name) const { return QuoteName(name, quirks_); }
+std::string Ddl::Name(std::string_view name) const {
+  return QuoteName(name, quirks_);
+}
 
 std::string Ddl::Literal(std::string_view text) const {
   std::string out = dialect_ == Dialect::SqlServer ? "N'" : "'";
@@ -112,7 +113,8 @@ std::string Ddl::ColumnType(const schema::FieldDef& f) const {
       if (pg || ss) return "time";
       break;
     case dbText:
-      if ((f.attributes & schema::kFixedField) != 0) return Sized(ss ? "nchar" : "char", f.size, 255);
+      if ((f.attributes & schema::kFixedField) != 0)
+        return Sized(ss ? "nchar" : "char", f.size, 255);
       return Sized(ss ? "nvarchar" : "varchar", f.size, 255);
     case dbChar:
       return Sized(ss ? "nchar" : "char", f.size, 255);
@@ -136,8 +138,8 @@ std::string Ddl::ColumnType(const schema::FieldDef& f) const {
   }
   engerr::Raise(rt::err::kInvalidFieldType,
                 std::string("Invalid field data type: the ") + DialectName(dialect_) +
-                    " store has no column type for " + DaoTypeName(f.type) +
-                    " fields (DAO type " + std::to_string(f.type) + ", field '" + f.name + "').");
+                    " store has no column type for " + DaoTypeName(f.type) + " fields (DAO type " +
+                    std::to_string(f.type) + ", field '" + f.name + "').");
 }
 
 std::string Ddl::Column(const schema::FieldDef& f) const {
@@ -164,7 +166,9 @@ std::string Ddl::CreateTable(const schema::TableDef& t) const {
   return sql + ")";
 }
 
-std::string Ddl::DropTable(std::string_view table) const { return "DROP TABLE " + Name(table); }
+std::string Ddl::DropTable(std::string_view table) const {
+  return "DROP TABLE " + Name(table);
+}
 
 std::string Ddl::RenameTable(std::string_view from, std::string_view to) const {
   if (dialect_ == Dialect::SqlServer) {
@@ -174,8 +178,8 @@ std::string Ddl::RenameTable(std::string_view from, std::string_view to) const {
 }
 
 std::string Ddl::AddColumn(std::string_view table, const schema::FieldDef& field) const {
-  return "ALTER TABLE " + Name(table) + (dialect_ == Dialect::SqlServer ? " ADD " : " ADD COLUMN ") +
-         Column(field);
+  return "ALTER TABLE " + Name(table) +
+         (dialect_ == Dialect::SqlServer ? " ADD " : " ADD COLUMN ") + Column(field);
 }
 
 std::string Ddl::DropColumn(std::string_view table, std::string_view field) const {
@@ -219,7 +223,9 @@ std::string Ddl::CreateView(std::string_view name, std::string_view select) cons
   return "CREATE VIEW " + Name(name) + " AS " + std::string(select);
 }
 
-std::string Ddl::DropView(std::string_view name) const { return "DROP VIEW " + Name(name); }
+std::string Ddl::DropView(std::string_view name) const {
+  return "DROP VIEW " + Name(name);
+}
 
 std::string Ddl::RenameView(std::string_view from, std::string_view to) const {
   if (dialect_ == Dialect::Postgres) return "ALTER VIEW " + Name(from) + " RENAME TO " + Name(to);
@@ -233,8 +239,7 @@ std::string Ddl::AddForeignKey(const schema::RelationDef& r) const {
     mine += (i ? ", " : "") + Name(r.fields[i].second);
   }
   std::string sql = "ALTER TABLE " + Name(r.foreignTable) + " ADD CONSTRAINT " + Name(r.name) +
-                    " FOREIGN KEY (" + mine + ") REFERENCES " + Name(r.table) + " (" + theirs +
-                    ")";
+                    " FOREIGN KEY (" + mine + ") REFERENCES " + Name(r.table) + " (" + theirs + ")";
   if (r.attributes & schema::kRelationUpdateCascade) sql += " ON UPDATE CASCADE";
   if (r.attributes & schema::kRelationDeleteCascade) sql += " ON DELETE CASCADE";
   return sql;

@@ -1,11 +1,10 @@
 // The server store's schema store (schema_p.h). Names are found in the
 // catalogue without regard to case and then used as the catalogue spells
 // them; new names are given as the server would store them unquoted.
-#include "schema_p.h"
-
 #include <algorithm>
 #include <map>
 
+#include "schema_p.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/engine_errors.h"
 #include "zmdb/runtime/convert.h"
@@ -18,7 +17,9 @@ namespace {
 using rt::NameEquals;
 using Row = std::vector<std::optional<std::string>>;
 
-std::string Cell(const Row& row, std::size_t i) { return row[i].value_or(""); }
+std::string Cell(const Row& row, std::size_t i) {
+  return row[i].value_or("");
+}
 
 std::int64_t Number(const Row& row, std::size_t i) {
   const std::string s = Cell(row, i);
@@ -101,8 +102,7 @@ class OdbcSchema : public schema::SchemaStore {
     Run(ddl_.RenameTable(f.name, ddl_.Stored(to)));
   }
 
-  void ChangeLink(std::string_view, const std::string&, const std::string&,
-                  std::int32_t) override {
+  void ChangeLink(std::string_view, const std::string&, const std::string&, std::int32_t) override {
     Refuse("Linking a table into a server database");
   }
 
@@ -216,8 +216,8 @@ class OdbcSchema : public schema::SchemaStore {
       // UPDATE_RULE 10, DELETE_RULE 11, FK_NAME 12.
       for (const Row& row : TextRows(*st, 12)) {
         const std::string name = Cell(row, 11);
-        auto it = std::find_if(out.begin(), out.end(),
-                               [&](const auto& r) { return r.name == name; });
+        auto it =
+            std::find_if(out.begin(), out.end(), [&](const auto& r) { return r.name == name; });
         if (it == out.end()) {
           schema::RelationDef r;
           r.name = name;
@@ -397,7 +397,8 @@ class OdbcSchema : public schema::SchemaStore {
       for (const Row& row : TextRows(*st, 10)) {
         if (Number(row, 6) == SQL_TABLE_STAT || !row[5]) continue;
         const std::string name = Cell(row, 5);
-        auto it = std::find_if(out.begin(), out.end(), [&](const auto& i) { return i.name == name; });
+        auto it =
+            std::find_if(out.begin(), out.end(), [&](const auto& i) { return i.name == name; });
         if (it == out.end()) {
           schema::IndexDef ix;
           ix.name = name;
@@ -470,9 +471,8 @@ class OdbcSchema : public schema::SchemaStore {
   // Only a table's or a field's Description is kept, and only where the
   // server keeps comments.
   void Describable(const schema::ObjectPath& path, std::string_view name) const {
-    const bool tableOrField =
-        (path.kind == schema::ObjectKind::Table && path.item.empty()) ||
-        path.kind == schema::ObjectKind::Field;
+    const bool tableOrField = (path.kind == schema::ObjectKind::Table && path.item.empty()) ||
+                              path.kind == schema::ObjectKind::Field;
     if (!tableOrField || !NameEquals(name, "Description")) {
       Refuse("Keeping the property '" + std::string(name) + "' in a server database");
     }

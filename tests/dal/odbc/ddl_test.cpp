@@ -44,9 +44,8 @@ schema::IndexDef Index(const char* name, std::vector<schema::IndexField> fields,
 TEST(OdbcDdl, StatementsInEachDialect) {
   schema::TableDef staff;
   staff.name = "Staff";
-  staff.fields = {Field("ID", dbLong, 0, schema::kAutoIncrField, true),
-                  Field("Name", dbText, 20), Field("Note", dbMemo),
-                  Field("Pay", dbCurrency, 0, 0, false, "0")};
+  staff.fields = {Field("ID", dbLong, 0, schema::kAutoIncrField, true), Field("Name", dbText, 20),
+                  Field("Note", dbMemo), Field("Pay", dbCurrency, 0, 0, false, "0")};
   staff.indexes = {Index("pk_Staff", {{"ID", false}}, true), Index("ix", {{"Name", false}}, false)};
   schema::RelationDef rel;
   rel.name = "fk_pay";
@@ -114,9 +113,10 @@ TEST(OdbcDdl, NewNamesFoldOnlyWherePostgresWould) {
 // Every DAO type has a column type on both servers; a type a server cannot
 // hold is refused by name before any statement is built.
 TEST(OdbcDdl, TypesAServerCannotHoldAreRefusedByName) {
-  for (std::int32_t t : {dbBoolean, dbByte, dbInteger, dbLong, dbCurrency, dbSingle, dbDouble,
-                         dbDate, dbBinary, dbText, dbLongBinary, dbMemo, dbGUID, dbBigInt,
-                         dbVarBinary, dbChar, dbNumeric, dbDecimal, dbFloat, dbTime, dbTimeStamp}) {
+  for (std::int32_t t :
+       {dbBoolean,   dbByte,   dbInteger, dbLong,       dbCurrency, dbSingle, dbDouble,
+        dbDate,      dbBinary, dbText,    dbLongBinary, dbMemo,     dbGUID,   dbBigInt,
+        dbVarBinary, dbChar,   dbNumeric, dbDecimal,    dbFloat,    dbTime,   dbTimeStamp}) {
     EXPECT_FALSE(kSqlServer.ColumnType(Field("f", t)).empty()) << t;
     EXPECT_FALSE(kPostgres.ColumnType(Field("f", t)).empty()) << t;
   }

@@ -81,9 +81,8 @@ TEST_P(DaoOnStoreTest, ReadsATableMadeByDdl) {
   ASSERT_NE(pk, d.indexes.end());
   ASSERT_EQ(pk->fields.size(), 1u);
   EXPECT_TRUE(rt::NameEquals(pk->fields[0].name, "id"));
-  const auto ix = std::find_if(d.indexes.begin(), d.indexes.end(), [](const auto& i) {
-    return rt::NameEquals(i.name, "ix_name");
-  });
+  const auto ix = std::find_if(d.indexes.begin(), d.indexes.end(),
+                               [](const auto& i) { return rt::NameEquals(i.name, "ix_name"); });
   ASSERT_NE(ix, d.indexes.end());
   EXPECT_FALSE(ix->unique);
 }
@@ -135,9 +134,10 @@ TEST_P(DaoOnStoreTest, AppendsRenamesAndDeletes) {
   orders->Indexes()->Append(Variant(rt::ObjectRef(byItem)));
   EXPECT_EQ(Def("orders")->Def().fields.size(), 4u);
   const auto indexes = Def("orders")->Def().indexes;
-  EXPECT_EQ(std::count_if(indexes.begin(), indexes.end(),
-                          [](const auto& i) { return rt::NameEquals(i.name, "ix_item") && i.unique; }),
-            1);
+  EXPECT_EQ(
+      std::count_if(indexes.begin(), indexes.end(),
+                    [](const auto& i) { return rt::NameEquals(i.name, "ix_item") && i.unique; }),
+      1);
   Def("orders")->SetName("Sales");
   EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT COUNT(*) FROM sales")), 2);
   db_->TableDefs()->Delete("SALES");
@@ -160,15 +160,15 @@ TEST_P(DaoOnStoreTest, DescriptionsAndViews) {
     EXPECT_EQ(rt::CStr(Def("staff")->Properties()->Item(Variant("Description"))->DefaultValue()),
               "员工's list");
     auto name = rt::ObjectAs<dao::Field>(Variant(Def("staff")->Fields()->Item(Variant("NAME"))));
-    name->Properties()->Append(
-        Variant(rt::ObjectRef(std::make_shared<dao::Property>("Description", 10, Variant("姓名")))));
+    name->Properties()->Append(Variant(
+        rt::ObjectRef(std::make_shared<dao::Property>("Description", 10, Variant("姓名")))));
     name = rt::ObjectAs<dao::Field>(Variant(Def("staff")->Fields()->Item(Variant("name"))));
     EXPECT_EQ(rt::CStr(name->Properties()->Item(Variant("Description"))->DefaultValue()), "姓名");
   }
 
   db_->CreateQueryDef("Named", "SELECT name FROM staff WHERE id > 1");
-  EXPECT_EQ(Names(db_->QueryDefs()), std::vector<std::string>{
-                                         store() == Store::Postgres ? "named" : "Named"});
+  EXPECT_EQ(Names(db_->QueryDefs()),
+            std::vector<std::string>{store() == Store::Postgres ? "named" : "Named"});
   auto cn = Connect();
   cn->Execute("INSERT INTO staff VALUES (2, '李')");
   EXPECT_EQ(rt::CStr(Scalar(cn, "SELECT name FROM named")), "李");
@@ -219,8 +219,10 @@ TEST_P(TwoStoreMethodsTest, RunOnTheDefaultDatabase) {
       {"its field", [&] { return obj.dbFieldExists("staff", "name"); }, true},
       {"no such field", [&] { return obj.dbFieldExists("staff", "age"); }, false},
       {"no index yet", [&] { return obj.dbIndexExists("staff", "ix_name"); }, false},
-      {"an index", [&] { return obj.dbCreateIndexItem("staff", "ix_name", "Name", false, false,
-                                                      false, false); },
+      {"an index",
+       [&] {
+         return obj.dbCreateIndexItem("staff", "ix_name", "Name", false, false, false, false);
+       },
        true},
       {"the index", [&] { return obj.dbIndexExists("staff", "ix_name"); }, true},
       {"the primary key", [&] { return obj.dbCreateIndexItem("staff", "", "ID"); }, true},
@@ -245,8 +247,7 @@ TEST_P(TwoStoreMethodsTest, RunOnTheDefaultDatabase) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, TwoStoreMethodsTest,
-                         ::testing::Values(Store::File, Store::Postgres),
-                         StoreParamName);
+                         ::testing::Values(Store::File, Store::Postgres), StoreParamName);
 
 // A DAO database on a driver named "SQL Server ..." gets SQL Server's DDL;
 // the stand-in driver keeps each CREATE TABLE as it was sent.
@@ -275,8 +276,8 @@ TEST(DaoOnSqlServer, TablesAreMadeWithSqlServerDdl) {
               "\"Born\" datetime)");
     // Read back through the catalogue: the counter is known by its type.
     EXPECT_TRUE(obj.dbFieldExists("Staff", "born"));
-    auto t = rt::ObjectAs<dao::TableDef>(
-        rt::ItemOf(rt::GetProp(db, "TableDefs"), Variant("staff")));
+    auto t =
+        rt::ObjectAs<dao::TableDef>(rt::ItemOf(rt::GetProp(db, "TableDefs"), Variant("staff")));
     EXPECT_NE(t->Def().fields.at(0).attributes & schema::kAutoIncrField, 0);
     cn->Close();
     EXPECT_TRUE(obj.dbCloseConnect(true));
