@@ -3,10 +3,8 @@
 // on each, through the objects and through the component's two-store
 // methods called without Conn.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
 
 #include "store_fixture.h"
 #include "zmdb/dal/dao/dao.h"
@@ -252,11 +250,8 @@ INSTANTIATE_TEST_SUITE_P(Stores, TwoStoreMethodsTest,
 // A DAO database on a driver named "SQL Server ..." gets SQL Server's DDL;
 // the stand-in driver keeps each CREATE TABLE as it was sent.
 TEST(DaoOnSqlServer, TablesAreMadeWithSqlServerDdl) {
-  const auto dir =
-      std::filesystem::temp_directory_path() / ("zmdb_daoss_" + std::to_string(::getpid()));
-  std::filesystem::create_directories(dir);
-  const std::string text =
-      "DRIVER=SQL Server SQLite stand-in;Database=" + (dir / "t.db").string() + ";";
+  const StandInDirectory standIn("daoss");
+  const std::string& text = standIn.text;
   {
     auto host = std::make_shared<rt::HeadlessHost>();
     rt::ScopedHost scope(host);
@@ -282,7 +277,6 @@ TEST(DaoOnSqlServer, TablesAreMadeWithSqlServerDdl) {
     cn->Close();
     EXPECT_TRUE(obj.dbCloseConnect(true));
   }
-  std::filesystem::remove_all(dir);
 }
 
 }  // namespace
