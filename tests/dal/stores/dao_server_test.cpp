@@ -178,7 +178,8 @@ TEST_P(DaoOnStoreTest, DescriptionsAndViews) {
   EXPECT_EQ(RaisedNumber([&] { db_->CreateQueryDef("Purge", "DELETE FROM staff"); }),
             store() == Store::File ? 0 : 3251);
   db_->QueryDefs()->Delete("Named");
-  EXPECT_TRUE(std::none_of(db_->QueryDefs()->Names().begin(), db_->QueryDefs()->Names().end(),
+  const std::vector<std::string> left = db_->QueryDefs()->Names();
+  EXPECT_TRUE(std::none_of(left.begin(), left.end(),
                            [](const std::string& n) { return rt::NameEquals(n, "named"); }));
 }
 
