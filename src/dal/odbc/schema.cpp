@@ -77,8 +77,11 @@ class OdbcSchema : public schema::SchemaStore {
       ix.name = ddl_.Stored(ix.name);
       for (auto& k : ix.fields) k.name = ddl_.Stored(k.name);
     }
-    // Every statement is built before the first runs: a type the server
-    // cannot hold is refused with nothing made.
+    // Every statement is built and every property checked before the first
+    // runs: a type or a property the server cannot hold is refused with
+    // nothing made.
+    Keepable(t.props);
+    for (const auto& f : t.fields) Keepable(f.props);
     std::vector<std::string> statements = {ddl_.CreateTable(t)};
     for (const auto& ix : t.indexes) {
       if (!ix.primary) statements.push_back(ddl_.CreateIndex(t.name, ix));
@@ -110,6 +113,7 @@ class OdbcSchema : public schema::SchemaStore {
     const Found t = Existing(table);
     schema::FieldDef f = field;
     f.name = ddl_.Stored(f.name);
+    Keepable(f.props);
     Run(ddl_.AddColumn(t.name, f));
     if (const auto* d = schema::FindProp(f.props, "Description")) {
       Describe(t.name, f.name, rt::CStr(d->value));
@@ -475,6 +479,18 @@ class OdbcSchema : public schema::SchemaStore {
                               path.kind == schema::ObjectKind::Field;
     if (!tableOrField || !NameEquals(name, "Description")) {
       Refuse("Keeping the property '" + std::string(name) + "' in a server database");
+    }
+  }
+
+  // Refuses properties of a new table or field that the server cannot keep.
+  void Keepable(const std::vector<schema::Prop>& props) const {
+    for (const auto& p : props) {
+      if (!NameEquals(p.name, "Description")) {
+        Refuse("Keeping the property '" + p.name + "' in a server database");
+      }
+      if (ddl_.dialect() != Dialect::Postgres && !rt::CStr(p.value).empty()) {
+        Refuse("Keeping a Description in a server database");
+      }
     }
   }
 

@@ -151,8 +151,15 @@ TEST_P(DaoOnStoreTest, DescriptionsAndViews) {
     t->Properties()->Append(
         Variant(rt::ObjectRef(t->CreateProperty("Description", 10, Variant("员工's list")))));
   };
-  if (store() == Store::Sqlite) {
+  if (store() == Store::Sqlite || store() == Store::SqlServer) {
     EXPECT_EQ(RaisedNumber(describe), 3251);
+    // Refused before anything is made.
+    auto t = db_->CreateTableDef("Other");
+    t->Fields()->Append(Variant(rt::ObjectRef(t->CreateField("id", daot::dbLong))));
+    t->Properties()->Append(
+        Variant(rt::ObjectRef(t->CreateProperty("Description", 10, Variant("x")))));
+    EXPECT_EQ(RaisedNumber([&] { db_->TableDefs()->Append(Variant(rt::ObjectRef(t))); }), 3251);
+    EXPECT_EQ(Names(db_->TableDefs()), std::vector<std::string>{"staff"});
   } else {
     describe();
     EXPECT_EQ(rt::CStr(Def("staff")->Properties()->Item(Variant("Description"))->DefaultValue()),
@@ -183,9 +190,7 @@ TEST_P(DaoOnStoreTest, DescriptionsAndViews) {
                            [](const std::string& n) { return rt::NameEquals(n, "named"); }));
 }
 
-INSTANTIATE_TEST_SUITE_P(Stores, DaoOnStoreTest,
-                         ::testing::Values(Store::File, Store::Postgres, Store::Sqlite),
-                         StoreParamName);
+INSTANTIATE_TEST_SUITE_P(Stores, DaoOnStoreTest, EveryStore(), StoreParamName);
 
 // The two-store methods without Conn, on the default database: a file
 // opened by dbOpenDateBase, a server by dbSetConnect with IsDAO True.
@@ -246,7 +251,8 @@ TEST_P(TwoStoreMethodsTest, RunOnTheDefaultDatabase) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, TwoStoreMethodsTest,
-                         ::testing::Values(Store::File, Store::Postgres), StoreParamName);
+                         ::testing::Values(Store::File, Store::Postgres, Store::SqlServer),
+                         StoreParamName);
 
 // A DAO database on a driver named "SQL Server ..." gets SQL Server's DDL;
 // the stand-in driver keeps each CREATE TABLE as it was sent.
