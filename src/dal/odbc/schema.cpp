@@ -314,7 +314,10 @@ class OdbcSchema : public schema::SchemaStore {
     while (c.Step()) {
       const std::string type = rt::AsciiUpper(text(3));
       if ((type != "TABLE" && type != "VIEW") || IsCatalogueSchema(text(1))) continue;
-      Found f{text(1), text(2), text(5)};
+      Found f;
+      f.schema = text(1);
+      f.name = text(2);
+      f.remarks = text(5);
       f.kind = type == "VIEW" ? schema::TableKind::View : schema::TableKind::Table;
       f.created = value(7);
       f.modified = value(8);
