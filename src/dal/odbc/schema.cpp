@@ -137,8 +137,10 @@ class OdbcSchema : public schema::SchemaStore {
     for (const auto& f : FieldsOf(t)) {
       if (f.name != name) continue;
       if (f.type != field.type || f.size != field.size || f.required != field.required ||
-          f.defaultValue != field.defaultValue) {
-        Refuse("Changing the type, size, Required or DefaultValue of a field of a " +
+          f.defaultValue != field.defaultValue || f.allowZeroLength != field.allowZeroLength ||
+          f.attributes != field.attributes) {
+        Refuse("Changing the type, size, attributes, Required, AllowZeroLength or DefaultValue "
+               "of a field of a " +
                std::string(DialectName(ddl_.dialect())) + " table");
       }
     }

@@ -124,6 +124,11 @@ TEST_P(DaoOnStoreTest, AppendsRenamesAndDeletes) {
             }),
             3010);
 
+  // A server keeps a column's definition to itself: changing it is refused.
+  auto qty = rt::ObjectAs<dao::Field>(Variant(Def("orders")->Fields()->Item(Variant("qty"))));
+  EXPECT_EQ(RaisedNumber([&] { qty->SetProperty("Required", Variant(true), {}); }),
+            store() == Store::File ? 0 : 3251);
+
   auto orders = Def("Orders");
   orders->Fields()->Append(Variant(rt::ObjectRef(orders->CreateField("Price", daot::dbDouble))));
   auto byItem = orders->CreateIndex("ix_item");
