@@ -81,8 +81,8 @@ TEST_F(DaoProbesTest, CloseConnectClosesTheDefaultDatabase) {
 }
 
 TEST_F(DaoProbesTest, SetConnectOnTheDaoPathFailsAndDropsTheDefaultDatabase) {
-  // An ODBC database described by its connect string alone is not served yet
-  // by the file store's engine; the failure is recorded and the default dropped.
+  // An ODBC database described by a connect string whose data source does
+  // not exist: the failure is recorded and the default dropped.
   EXPECT_FALSE(obj_->dbSetConnect("ODBC;DSN=nowhere", true));
   EXPECT_NE(obj_->dbGetLastError().Number, 0);
   EXPECT_EQ(obj_->dbGetConnect(true), nullptr);

@@ -4,6 +4,7 @@
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/dao/dao.h"
 #include "zmdb/dal/engine_errors.h"
+#include "zmdb/dal/router.h"
 #include "zmdb/dal/store_registry.h"
 #include "zmdb/runtime/convert.h"
 
@@ -65,8 +66,14 @@ rt::ObjectRef NewProperty(const std::vector<Variant>& args) {
 
 std::shared_ptr<Database> Database::Open(const OpenArgs& args) {
   if (rt::StartsWithNoCase(args.connect, "ODBC;")) {
-    engerr::NotYetSupported("Opening an ODBC database through the data engine (connect string '" +
-                            args.connect + "')");
+    // A server database, described by the connect string alone: the rest of
+    // it ("DRIVER=...;..." or "DSN=...;...") is the ODBC connection string.
+    const Route route = RouteConnection(std::string_view(args.connect).substr(5));
+    if (route.kind != StoreKind::Server) rt::RaiseStandard(rt::err::kInstallableIsam);
+    StoreOptions options;
+    options.readOnly = args.readOnly;
+    auto core = std::make_shared<DbCore>(OpenStore(route, options));
+    return std::shared_ptr<Database>(new Database(core, args.name, args.connect, args.readOnly));
   }
   if (!args.connect.empty() && args.connect.front() != ';') {
     // "dBase IV;", "Excel 5.0;" ...: the installable drivers of other formats.

@@ -209,6 +209,94 @@ SQLRETURN PrimaryKeys(StatementHandle& st, std::string_view table) {
 }
 
 namespace {
+// `name` as a catalogue search pattern matching only itself.
+std::string Exactly(std::string_view name) {
+  std::string out;
+  for (char c : name) {
+    if (c == '_' || c == '%' || c == '\\') out += '\\';
+    out += c;
+  }
+  return out;
+}
+
+// A catalogue call with up to three text arguments (null pointer: left out).
+template <class Wide, class Narrow>
+SQLRETURN CatalogCall(StatementHandle& st, std::vector<std::optional<std::string>> args, Wide wide,
+                      Narrow narrow) {
+  if (st.wide()) {
+    std::vector<std::u16string> w;
+    for (const auto& a : args) w.push_back(a ? ToUtf16(*a) : u"");
+    auto at = [&](std::size_t i) { return args[i] ? W(w[i]) : nullptr; };
+    auto len = [&](std::size_t i) { return static_cast<SQLSMALLINT>(args[i] ? w[i].size() : 0); };
+    return wide(at, len);
+  }
+  std::vector<std::string> n;
+  for (const auto& a : args) n.push_back(a ? *a : "");
+  auto at = [&](std::size_t i) { return args[i] ? N(n[i]) : nullptr; };
+  auto len = [&](std::size_t i) { return static_cast<SQLSMALLINT>(args[i] ? n[i].size() : 0); };
+  return narrow(at, len);
+}
+
+std::optional<std::string> OrNone(std::string_view s) {
+  return s.empty() ? std::nullopt : std::optional<std::string>(s);
+}
+}  // namespace
+
+SQLRETURN Columns(StatementHandle& st, std::string_view schema, std::string_view table) {
+  const SQLHSTMT h = st.get();
+  return CatalogCall(
+      st, {OrNone(Exactly(schema)), Exactly(table), std::string("%")},
+      [&](auto at, auto len) {
+        return SQLColumnsW(h, nullptr, 0, at(0), len(0), at(1), len(1), at(2), len(2));
+      },
+      [&](auto at, auto len) {
+        return SQLColumns(h, nullptr, 0, at(0), len(0), at(1), len(1), at(2), len(2));
+      });
+}
+
+SQLRETURN Statistics(StatementHandle& st, std::string_view schema, std::string_view table) {
+  const SQLHSTMT h = st.get();
+  return CatalogCall(
+      st, {OrNone(schema), std::string(table)},
+      [&](auto at, auto len) {
+        return SQLStatisticsW(h, nullptr, 0, at(0), len(0), at(1), len(1), SQL_INDEX_ALL,
+                              SQL_QUICK);
+      },
+      [&](auto at, auto len) {
+        return SQLStatistics(h, nullptr, 0, at(0), len(0), at(1), len(1), SQL_INDEX_ALL, SQL_QUICK);
+      });
+}
+
+SQLRETURN ForeignKeys(StatementHandle& st, std::string_view primaryTable,
+                      std::string_view foreignTable) {
+  const SQLHSTMT h = st.get();
+  return CatalogCall(
+      st, {OrNone(primaryTable), OrNone(foreignTable)},
+      [&](auto at, auto len) {
+        return SQLForeignKeysW(h, nullptr, 0, nullptr, 0, at(0), len(0), nullptr, 0, nullptr, 0,
+                               at(1), len(1));
+      },
+      [&](auto at, auto len) {
+        return SQLForeignKeys(h, nullptr, 0, nullptr, 0, at(0), len(0), nullptr, 0, nullptr, 0,
+                              at(1), len(1));
+      });
+}
+
+std::vector<std::vector<std::optional<std::string>>> TextRows(StatementHandle& st,
+                                                              SQLUSMALLINT columns) {
+  std::vector<std::vector<std::optional<std::string>>> rows;
+  while (true) {
+    const SQLRETURN rc = SQLFetch(st.get());
+    if (rc == SQL_NO_DATA) break;
+    Check(rc, SQL_HANDLE_STMT, st.get(), st.link());
+    std::vector<std::optional<std::string>> row;
+    for (SQLUSMALLINT c = 1; c <= columns; ++c) row.push_back(ReadText(st, c));
+    rows.push_back(std::move(row));
+  }
+  return rows;
+}
+
+namespace {
 // A text attribute of a result column; "" when the driver does not tell.
 std::string ColumnText(StatementHandle& st, SQLUSMALLINT column, SQLUSMALLINT field) {
   SQLSMALLINT length = 0;

@@ -46,6 +46,10 @@ struct Link {
   // The driver runs one statement at a time on a connection: a statement
   // still holding rows must let go of them before the next one runs.
   bool oneActiveStatement = false;
+  // The connect string names a driver "SQL Server ...": the schema objects
+  // write SQL Server's DDL whatever driver answers, as the component sends
+  // such a connection SQL Server's dialect.
+  bool namedSqlServer = false;
   // Statements open on the connection, freed before it disconnects.
   std::vector<std::weak_ptr<StatementHandle>> statements;
 };
@@ -101,6 +105,18 @@ SQLRETURN ExecDirect(StatementHandle& st, std::string_view sql);
 SQLRETURN Tables(StatementHandle& st, const char* catalog, const char* schema, const char* table,
                  const char* type);
 SQLRETURN PrimaryKeys(StatementHandle& st, std::string_view table);
+// The catalogue of one table, named exactly (in its schema when given): its
+// columns (SQLColumns), its indexes (SQLStatistics, every index) and the
+// foreign keys that refer to it or that it holds (SQLForeignKeys; "" leaves
+// that side open).
+SQLRETURN Columns(StatementHandle& st, std::string_view schema, std::string_view table);
+SQLRETURN Statistics(StatementHandle& st, std::string_view schema, std::string_view table);
+SQLRETURN ForeignKeys(StatementHandle& st, std::string_view primaryTable,
+                      std::string_view foreignTable);
+// Every remaining row of the statement's current result, the first
+// `columns` cells of each as text (nullopt for Null).
+std::vector<std::vector<std::optional<std::string>>> TextRows(StatementHandle& st,
+                                                              SQLUSMALLINT columns);
 
 // A result column as the driver describes it.
 struct DescribedColumn {

@@ -7,6 +7,7 @@
 #include "api_p.h"
 #include "backend_p.h"
 #include "cursor_p.h"
+#include "schema_p.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/odbc/store.h"
 #include "zmdb/dal/rows_cursor.h"
@@ -211,6 +212,17 @@ class OdbcBackend : public Backend {
     }
   }
 
+  schema::SchemaStore& Schema() override {
+    RequireOpen();
+    if (!schema_) {
+      schema_ = NewSchemaStore(
+          *this, [this] { return NewStatement(); },
+          Ddl(link_->namedSqlServer ? Dialect::SqlServer : DialectOf(link_->profile.family),
+              quirks_));
+    }
+    return *schema_;
+  }
+
   void Close() override {
     if (!link_ || link_->dbc == SQL_NULL_HDBC) return;
     for (auto& weak : link_->statements) {
@@ -305,21 +317,6 @@ class OdbcBackend : public Backend {
     Run(Fill(templateSql, "name", name), nullptr);
   }
 
-  // Every remaining row of `st`'s current result, as text cells by column number.
-  static std::vector<std::vector<std::optional<std::string>>> Rows(StatementHandle& st,
-                                                                   SQLUSMALLINT columns) {
-    std::vector<std::vector<std::optional<std::string>>> rows;
-    while (true) {
-      const SQLRETURN rc = SQLFetch(st.get());
-      if (rc == SQL_NO_DATA) break;
-      Check(rc, SQL_HANDLE_STMT, st.get(), st.link());
-      std::vector<std::optional<std::string>> row;
-      for (SQLUSMALLINT c = 1; c <= columns; ++c) row.push_back(ReadText(st, c));
-      rows.push_back(std::move(row));
-    }
-    return rows;
-  }
-
   // The catalogues the server holds. Drivers answer the all-catalogues form
   // of SQLTables differently: FreeTDS lists every database, psqlODBC only
   // the current one, and the SQLite driver ignores the form and lists
@@ -330,7 +327,7 @@ class OdbcBackend : public Backend {
     {
       auto st = NewStatement();
       Check(odbc::Tables(*st, SQL_ALL_CATALOGS, "", "", ""), SQL_HANDLE_STMT, st->get(), *link_);
-      for (const auto& row : Rows(*st, 1)) {
+      for (const auto& row : TextRows(*st, 1)) {
         if (row[0] && !row[0]->empty() &&
             std::find(names.begin(), names.end(), *row[0]) == names.end()) {
           names.push_back(*row[0]);
@@ -367,7 +364,7 @@ class OdbcBackend : public Backend {
     {
       auto st = NewStatement();
       Check(odbc::Tables(*st, nullptr, nullptr, "%", nullptr), SQL_HANDLE_STMT, st->get(), *link_);
-      found = Rows(*st, 5);  // TABLE_CAT, TABLE_SCHEM, TABLE_NAME, TABLE_TYPE, REMARKS
+      found = TextRows(*st, 5);  // TABLE_CAT, TABLE_SCHEM, TABLE_NAME, TABLE_TYPE, REMARKS
       st->Release();
     }
     const auto dates = TableDates();
@@ -394,6 +391,7 @@ class OdbcBackend : public Backend {
   Quirks quirks_;
   std::string quote_;
   int depth_ = 0;
+  std::unique_ptr<schema::SchemaStore> schema_;
 };
 
 // Read and drop every further result of `st`, so that output parameters
@@ -484,6 +482,8 @@ std::unique_ptr<Backend> Open(const Route& route) {
   auto link = std::make_shared<Link>();
   link->profile = ProfileFor(FamilyOfDriver(driver));
   link->secret = route.secret;
+  link->namedSqlServer =
+      FamilyOfDriver(driver) == DriverFamily::FreeTds || rt::StartsWithNoCase(driver, "SQL Server");
   if (!SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_DBC, env, &link->dbc))) {
     link->dbc = SQL_NULL_HDBC;
     RaiseRecords({}, *link, {});

@@ -189,6 +189,18 @@ std::string StoreTest::Text(int size) const {
   }
 }
 
+StandInDirectory::StandInDirectory(const std::string& tag)
+    : dir(std::filesystem::temp_directory_path() /
+          ("zmdb_" + tag + "_" + std::to_string(::getpid()))) {
+  std::filesystem::create_directories(dir);
+  text = "DRIVER=SQL Server SQLite stand-in;Database=" + (dir / "t.db").string() + ";";
+}
+
+StandInDirectory::~StandInDirectory() {
+  std::error_code ec;
+  std::filesystem::remove_all(dir, ec);
+}
+
 rt::Variant Scalar(const std::shared_ptr<Connection>& cn, const std::string& sql) {
   auto rs = cn->Execute(sql, nullptr, -1, 3);
   return rs->ValueAt(0);

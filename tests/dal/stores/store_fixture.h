@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -67,6 +68,18 @@ class StoreTest : public ::testing::TestWithParam<Store> {
   std::string adminString_;
   std::string dir_;
   std::vector<std::weak_ptr<Connection>> opened_;
+};
+
+// A directory of its own for a test on the "SQL Server SQLite stand-in"
+// driver (which runs what it is sent on a SQLite file), removed afterwards;
+// `text` is the connection string to its database file.
+struct StandInDirectory {
+  explicit StandInDirectory(const std::string& tag);
+  ~StandInDirectory();
+  StandInDirectory(const StandInDirectory&) = delete;
+  StandInDirectory& operator=(const StandInDirectory&) = delete;
+  std::filesystem::path dir;
+  std::string text;
 };
 
 // The first value of the first row of a statement's rows, read statically.

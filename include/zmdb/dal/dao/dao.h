@@ -195,9 +195,11 @@ struct OpenArgs {
 
 class Database : public rt::Object, public PropertyOwner {
  public:
-  // Open a file database (DBEngine.OpenDatabase): error 3024 for a missing
-  // file, 3343 for a file that is no database, 3251 for an ODBC connect
-  // string, 3170 for another installable driver.
+  // Open a database (DBEngine.OpenDatabase): a file by its name, or a
+  // server database by an "ODBC;DRIVER=...;..." or "ODBC;DSN=...;..."
+  // connect string (the name is then not used). Error 3024 for a missing
+  // file, 3343 for a file that is no database, 3170 for another installable
+  // driver; a refused server connection keeps the driver's error.
   static std::shared_ptr<Database> Open(const OpenArgs& args);
   // Create an empty file database; error 3204 when the file exists.
   static std::shared_ptr<Database> Create(const std::string& name, const std::string& locale);

@@ -1,0 +1,295 @@
+// The DAO-style database on every store: on the file store opened by its
+// file, on the servers by an "ODBC;..." connect string. The same cases run
+// on each, through the objects and through the component's two-store
+// methods called without Conn.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "store_fixture.h"
+#include "zmdb/dal/dao/dao.h"
+#include "zmdb/dal/typecodes.h"
+#include "zmdb/frame/component.h"
+#include "zmdb/runtime/host.h"
+
+namespace zmdb::dal::testing {
+namespace {
+
+using rt::Variant;
+namespace daot = typecodes::dao;
+
+class DaoOnStoreTest : public StoreTest {
+ protected:
+  void SetUp() override {
+    StoreTest::SetUp();
+    if (::testing::Test::IsSkipped()) return;
+    dao::OpenArgs args;
+    if (store() == Store::File) {
+      args.name = connectionString_.substr(connectionString_.find("Source=") + 7);
+      args.name = args.name.substr(0, args.name.find(';'));
+    } else {
+      args.connect = "ODBC;" + connectionString_;
+    }
+    db_ = engine_.OpenDatabase(args);
+  }
+  void TearDown() override {
+    if (db_) db_->Close();
+    StoreTest::TearDown();
+  }
+  std::vector<std::string> Names(const std::shared_ptr<dao::Collection>& c) { return c->Names(); }
+  std::shared_ptr<dao::TableDef> Def(const std::string& name) {
+    return rt::ObjectAs<dao::TableDef>(Variant(db_->TableDefs()->Item(Variant(name))));
+  }
+
+  dao::DBEngine engine_;
+  std::shared_ptr<dao::Database> db_;
+};
+
+// A table made by a caller's DDL reads back through TableDefs, Fields and Indexes.
+TEST_P(DaoOnStoreTest, ReadsATableMadeByDdl) {
+  db_->Execute("CREATE TABLE staff (id INTEGER NOT NULL, name " + Text(30) + ", note " +
+               Type(Ddl::Memo) + ", born " + Type(Ddl::Date) + ", pay " + Type(Ddl::Double) +
+               ", CONSTRAINT pk_staff PRIMARY KEY (id))");
+  db_->Execute("CREATE INDEX ix_name ON staff (name)");
+  EXPECT_EQ(Names(db_->TableDefs()), std::vector<std::string>{"staff"});
+  auto t = Def("STAFF");  // found without regard to case
+  const schema::TableDef d = t->Def();
+  ASSERT_EQ(d.fields.size(), 5u);
+  struct Want {
+    const char* name;
+    std::int32_t type;
+    std::int32_t size;
+  };
+  const Want want[] = {{"id", daot::dbLong, 0},
+                       {"name", daot::dbText, 30},
+                       {"note", daot::dbMemo, 0},
+                       {"born", daot::dbDate, 0},
+                       {"pay", daot::dbDouble, 0}};
+  for (std::size_t i = 0; i < d.fields.size(); ++i) {
+    SCOPED_TRACE(want[i].name);
+    EXPECT_TRUE(rt::NameEquals(d.fields[i].name, want[i].name));
+    EXPECT_EQ(d.fields[i].type, want[i].type);
+    if (want[i].size) {
+      EXPECT_EQ(d.fields[i].size, want[i].size);
+    }
+  }
+  EXPECT_TRUE(d.fields[0].required);
+  const auto pk = std::find_if(d.indexes.begin(), d.indexes.end(),
+                               [](const schema::IndexDef& ix) { return ix.primary; });
+  ASSERT_NE(pk, d.indexes.end());
+  ASSERT_EQ(pk->fields.size(), 1u);
+  EXPECT_TRUE(rt::NameEquals(pk->fields[0].name, "id"));
+  const auto ix = std::find_if(d.indexes.begin(), d.indexes.end(),
+                               [](const auto& i) { return rt::NameEquals(i.name, "ix_name"); });
+  ASSERT_NE(ix, d.indexes.end());
+  EXPECT_FALSE(ix->unique);
+}
+
+// CreateTableDef, Fields.Append, an index with Primary, TableDefs.Append:
+// the table is made on the store and takes rows; then renamed, given a
+// field and an index, and deleted.
+TEST_P(DaoOnStoreTest, AppendsRenamesAndDeletes) {
+  auto t = db_->CreateTableDef("Orders");
+  auto id = t->CreateField("ID", daot::dbLong);
+  id->SetProperty("Attributes", Variant(schema::kAutoIncrField), {});
+  t->Fields()->Append(Variant(rt::ObjectRef(id)));
+  t->Fields()->Append(Variant(rt::ObjectRef(t->CreateField("Item", daot::dbText, 40))));
+  t->Fields()->Append(Variant(rt::ObjectRef(t->CreateField("Qty", daot::dbInteger))));
+  auto pk = t->CreateIndex("pk_Orders");
+  pk->SetProperty("Primary", Variant(true), {});
+  pk->Fields()->Append(Variant(rt::ObjectRef(pk->CreateField("ID"))));
+  t->Indexes()->Append(Variant(rt::ObjectRef(pk)));
+  db_->TableDefs()->Append(Variant(rt::ObjectRef(t)));
+
+  auto cn = Connect();
+  cn->Execute("INSERT INTO orders (item, qty) VALUES ('茶', 2)");
+  cn->Execute("INSERT INTO orders (item, qty) VALUES ('tea', 3)");
+  EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT MAX(id) FROM orders")), 2);  // a counter
+  const schema::TableDef d = Def("orders")->Def();
+  ASSERT_EQ(d.fields.size(), 3u);
+  // The SQLite driver's catalogue names neither counters nor key constraints.
+  const bool namesKeys = store() != Store::Sqlite;
+  EXPECT_EQ(d.fields[0].attributes & schema::kAutoIncrField,
+            namesKeys ? schema::kAutoIncrField : 0);
+  EXPECT_EQ(d.fields[1].size, 40);
+  EXPECT_EQ(d.fields[2].type, daot::dbInteger);
+  ASSERT_FALSE(d.indexes.empty());
+  EXPECT_TRUE(std::any_of(d.indexes.begin(), d.indexes.end(), [&](const auto& i) {
+    return i.primary && (!namesKeys || rt::NameEquals(i.name, "pk_Orders"));
+  }));
+  EXPECT_EQ(RaisedNumber([&] {
+              auto again = db_->CreateTableDef("ORDERS");
+              again->Fields()->Append(Variant(rt::ObjectRef(again->CreateField("x", 4))));
+              db_->TableDefs()->Append(Variant(rt::ObjectRef(again)));
+            }),
+            3010);
+
+  // A server keeps a column's definition to itself: changing it is refused.
+  auto qty = rt::ObjectAs<dao::Field>(Variant(Def("orders")->Fields()->Item(Variant("qty"))));
+  EXPECT_EQ(RaisedNumber([&] { qty->SetProperty("Required", Variant(true), {}); }),
+            store() == Store::File ? 0 : 3251);
+
+  auto orders = Def("Orders");
+  orders->Fields()->Append(Variant(rt::ObjectRef(orders->CreateField("Price", daot::dbDouble))));
+  auto byItem = orders->CreateIndex("ix_item");
+  byItem->SetProperty("Unique", Variant(true), {});
+  byItem->Fields()->Append(Variant(rt::ObjectRef(byItem->CreateField("Item"))));
+  orders->Indexes()->Append(Variant(rt::ObjectRef(byItem)));
+  EXPECT_EQ(Def("orders")->Def().fields.size(), 4u);
+  const auto indexes = Def("orders")->Def().indexes;
+  EXPECT_EQ(
+      std::count_if(indexes.begin(), indexes.end(),
+                    [](const auto& i) { return rt::NameEquals(i.name, "ix_item") && i.unique; }),
+      1);
+  Def("orders")->SetName("Sales");
+  EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT COUNT(*) FROM sales")), 2);
+  db_->TableDefs()->Delete("SALES");
+  EXPECT_TRUE(Names(db_->TableDefs()).empty());
+}
+
+// A Description is kept where the store keeps comments (PostgreSQL's
+// COMMENT ON) and refused clearly elsewhere; views are the saved queries.
+TEST_P(DaoOnStoreTest, DescriptionsAndViews) {
+  db_->Execute("CREATE TABLE staff (id INTEGER, name " + Text(20) + ")");
+  auto describe = [&] {
+    auto t = Def("Staff");
+    t->Properties()->Append(
+        Variant(rt::ObjectRef(t->CreateProperty("Description", 10, Variant("员工's list")))));
+  };
+  if (store() == Store::Sqlite || store() == Store::SqlServer) {
+    EXPECT_EQ(RaisedNumber(describe), 3251);
+    // Refused before anything is made.
+    auto t = db_->CreateTableDef("Other");
+    t->Fields()->Append(Variant(rt::ObjectRef(t->CreateField("id", daot::dbLong))));
+    t->Properties()->Append(
+        Variant(rt::ObjectRef(t->CreateProperty("Description", 10, Variant("x")))));
+    EXPECT_EQ(RaisedNumber([&] { db_->TableDefs()->Append(Variant(rt::ObjectRef(t))); }), 3251);
+    EXPECT_EQ(Names(db_->TableDefs()), std::vector<std::string>{"staff"});
+  } else {
+    describe();
+    EXPECT_EQ(rt::CStr(Def("staff")->Properties()->Item(Variant("Description"))->DefaultValue()),
+              "员工's list");
+    auto name = rt::ObjectAs<dao::Field>(Variant(Def("staff")->Fields()->Item(Variant("NAME"))));
+    name->Properties()->Append(Variant(
+        rt::ObjectRef(std::make_shared<dao::Property>("Description", 10, Variant("姓名")))));
+    name = rt::ObjectAs<dao::Field>(Variant(Def("staff")->Fields()->Item(Variant("name"))));
+    EXPECT_EQ(rt::CStr(name->Properties()->Item(Variant("Description"))->DefaultValue()), "姓名");
+  }
+
+  db_->CreateQueryDef("Named", "SELECT name FROM staff WHERE id > 1");
+  EXPECT_EQ(Names(db_->QueryDefs()),
+            std::vector<std::string>{store() == Store::Postgres ? "named" : "Named"});
+  auto cn = Connect();
+  cn->Execute("INSERT INTO staff VALUES (2, '李')");
+  EXPECT_EQ(rt::CStr(Scalar(cn, "SELECT name FROM named")), "李");
+  auto q = rt::ObjectAs<dao::QueryDef>(Variant(db_->QueryDefs()->Item(Variant("NAMED"))));
+  if (store() != Store::Sqlite) {
+    EXPECT_NE(rt::AsciiUpper(q->Sql()).find("FROM STAFF"), std::string::npos) << q->Sql();
+  }
+  // Action queries are no views.
+  EXPECT_EQ(RaisedNumber([&] { db_->CreateQueryDef("Purge", "DELETE FROM staff"); }),
+            store() == Store::File ? 0 : 3251);
+  db_->QueryDefs()->Delete("Named");
+  const std::vector<std::string> left = db_->QueryDefs()->Names();
+  EXPECT_TRUE(std::none_of(left.begin(), left.end(),
+                           [](const std::string& n) { return rt::NameEquals(n, "named"); }));
+}
+
+INSTANTIATE_TEST_SUITE_P(Stores, DaoOnStoreTest, EveryStore(), StoreParamName);
+
+// The two-store methods without Conn, on the default database: a file
+// opened by dbOpenDateBase, a server by dbSetConnect with IsDAO True.
+class TwoStoreMethodsTest : public StoreTest {};
+
+TEST_P(TwoStoreMethodsTest, RunOnTheDefaultDatabase) {
+  auto host = std::make_shared<rt::HeadlessHost>();
+  rt::ScopedHost scope(host);
+  clsZMDBFunc obj;
+  if (store() == Store::File) {
+    std::string path = connectionString_.substr(connectionString_.find("Source=") + 7);
+    ASSERT_TRUE(obj.dbOpenDateBase(path.substr(0, path.find(';')), ""));
+  } else {
+    ASSERT_TRUE(obj.dbSetConnect("ODBC;" + connectionString_, true))
+        << obj.dbGetLastError().Description;
+    EXPECT_EQ(rt::TypeName(Variant(obj.dbGetConnect(true))), "Database");
+  }
+  struct Case {
+    const char* what;
+    std::function<bool()> call;
+    bool result;
+  };
+  const Case cases[] = {
+      {"a missing table", [&] { return obj.dbTableExists("staff"); }, false},
+      {"make a table", [&] { return obj.dbCreateTableItem("staff"); }, true},
+      {"its counter", [&] { return obj.dbCreateFieldItem("", "ID", 4, 0, 16); }, true},
+      {"a text field", [&] { return obj.dbCreateFieldItem("", "Name", 10, 20); }, true},
+      {"append it", [&] { return obj.dbCreateTableOver("staff"); }, true},
+      {"the table", [&] { return obj.dbTableExists("STAFF"); }, true},
+      {"its field", [&] { return obj.dbFieldExists("staff", "name"); }, true},
+      {"no such field", [&] { return obj.dbFieldExists("staff", "age"); }, false},
+      {"no index yet", [&] { return obj.dbIndexExists("staff", "ix_name"); }, false},
+      {"an index",
+       [&] {
+         return obj.dbCreateIndexItem("staff", "ix_name", "Name", false, false, false, false);
+       },
+       true},
+      {"the index", [&] { return obj.dbIndexExists("staff", "ix_name"); }, true},
+      {"the primary key", [&] { return obj.dbCreateIndexItem("staff", "", "ID"); }, true},
+      {"rename the table", [&] { return obj.dbModifyTableName(Variant("staff"), "crew"); }, true},
+      {"the old name", [&] { return obj.dbTableExists("staff"); }, false},
+      {"the new name", [&] { return obj.dbTableExists("crew"); }, true},
+      {"rename a field", [&] { return obj.dbModifyFieldName("crew", Variant("Name"), "Alias"); },
+       true},
+      {"the renamed field", [&] { return obj.dbFieldExists("crew", "alias"); }, true},
+      {"a field added later", [&] { return obj.dbCreateFieldItem("crew", "Note", 10, 50); }, true},
+      {"the added field", [&] { return obj.dbFieldExists("crew", "NOTE"); }, true},
+      {"drop it", [&] { return obj.dbRemoveFieldItem("crew", "Note"); }, true},
+      {"the dropped field", [&] { return obj.dbFieldExists("crew", "note"); }, false},
+      {"remove the table", [&] { return obj.dbRemoveTableItem("crew"); }, true},
+      {"the removed table", [&] { return obj.dbTableExists("crew"); }, false},
+  };
+  for (const Case& c : cases) {
+    obj.dbClearError();
+    EXPECT_EQ(c.call(), c.result) << c.what << ": " << obj.dbGetLastError().Description;
+  }
+  EXPECT_TRUE(obj.dbCloseConnect(true));
+}
+
+INSTANTIATE_TEST_SUITE_P(Stores, TwoStoreMethodsTest,
+                         ::testing::Values(Store::File, Store::Postgres, Store::SqlServer),
+                         StoreParamName);
+
+// A DAO database on a driver named "SQL Server ..." gets SQL Server's DDL;
+// the stand-in driver keeps each CREATE TABLE as it was sent.
+TEST(DaoOnSqlServer, TablesAreMadeWithSqlServerDdl) {
+  const StandInDirectory standIn("daoss");
+  const std::string& text = standIn.text;
+  {
+    auto host = std::make_shared<rt::HeadlessHost>();
+    rt::ScopedHost scope(host);
+    clsZMDBFunc obj;
+    ASSERT_TRUE(obj.dbSetConnect("ODBC;" + text, true)) << obj.dbGetLastError().Description;
+    const Variant db(obj.dbGetConnect(true));
+    EXPECT_TRUE(obj.dbIsSQLConnect(db));
+    ASSERT_TRUE(obj.dbCreateTableItem("Staff"));
+    ASSERT_TRUE(obj.dbCreateFieldItem("", "ID", 4, 0, 16));
+    ASSERT_TRUE(obj.dbCreateFieldItem("", "Name", 10, 20));
+    ASSERT_TRUE(obj.dbCreateFieldItem("", "Born", 8));
+    ASSERT_TRUE(obj.dbCreateTableOver("Staff")) << obj.dbGetLastError().Description;
+    auto cn = Connection::Create();
+    cn->Open(text);
+    EXPECT_EQ(rt::CStr(Scalar(cn, "SELECT sql FROM sqlite_master WHERE name = 'Staff'")),
+              "CREATE TABLE \"Staff\" (\"ID\" int IDENTITY(1,1), \"Name\" nvarchar(20), "
+              "\"Born\" datetime)");
+    // Read back through the catalogue: the counter is known by its type.
+    EXPECT_TRUE(obj.dbFieldExists("Staff", "born"));
+    auto t =
+        rt::ObjectAs<dao::TableDef>(rt::ItemOf(rt::GetProp(db, "TableDefs"), Variant("staff")));
+    EXPECT_NE(t->Def().fields.at(0).attributes & schema::kAutoIncrField, 0);
+    cn->Close();
+    EXPECT_TRUE(obj.dbCloseConnect(true));
+  }
+}
+
+}  // namespace
+}  // namespace zmdb::dal::testing
