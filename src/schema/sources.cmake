@@ -8,5 +8,6 @@ zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/statements.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/relations.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/queries.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/structure.cpp
+                            ${CMAKE_CURRENT_LIST_DIR}/structure_sql.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/server.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/server_indexes.cpp)
