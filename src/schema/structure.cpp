@@ -114,6 +114,8 @@ TableStructure ReadStructure(const Variant& conn, const std::string& table) {
       f.definedSize = c.definedSize;
       f.attributes = c.autoIncrement ? dal::schema::kAutoIncrField : 0;
       f.required = !c.nullable;
+      // A server's text columns take empty strings; the schema says otherwise where it does.
+      f.allowZeroLength = true;
       f.ordinalPosition = place++;
       f.precision = c.precision;
       f.numericScale = c.scale;
