@@ -11,6 +11,7 @@
 #include "zmdb/runtime/number_parse.h"
 #include "zmdb/runtime/text.h"
 #include "zmdb/schema/structure.h"
+#include "zmdb/types/typemap.h"
 
 namespace zmdb::schema {
 
@@ -189,8 +190,10 @@ std::string FieldList(const std::vector<std::string>& fields, ServerDialect dial
   return list;
 }
 
-std::string TypeDescription(std::int32_t adoType) {
-  return "ADO type " + std::to_string(adoType);
+// "Photo: IDispatch, ADO type 9", what a refusal names.
+std::string Refusal(const FieldStructure& f) {
+  const std::string name = types::FieldTypeDesc(f.type, true);
+  return f.name + ": " + (name.empty() ? "" : name + ", ") + "ADO type " + std::to_string(f.type);
 }
 }  // namespace
 
@@ -293,7 +296,7 @@ std::string FirstUnholdableField(const std::vector<FieldStructure>& fields,
   for (const auto& f : fields) {
     const bool fits =
         dialect ? ServerColumnType(f, *dialect).has_value() : FileStoreDaoType(f).has_value();
-    if (!fits) return f.name + " (" + TypeDescription(f.type) + ")";
+    if (!fits) return Refusal(f);
   }
   return {};
 }
@@ -304,7 +307,7 @@ std::string ServerCreateTableStatement(const std::string& table, const TableStru
   for (const auto& f : structure.fields) {
     const auto type = ServerColumnType(f, dialect);
     if (!type) {
-      rt::RaiseDetailed(rt::err::kInvalidFieldType, f.name + " (" + TypeDescription(f.type) + ")");
+      rt::RaiseDetailed(rt::err::kInvalidFieldType, Refusal(f));
     }
     columns += (columns.empty() ? "" : ", ") + Name(f.name, dialect) + " " + *type;
     if (f.required) columns += " NOT NULL";

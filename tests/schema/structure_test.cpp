@@ -116,8 +116,8 @@ TEST(StructureStatements, ServerTablesCarryTypesKeysDefaultsAndIndexes) {
 
   s.fields.push_back(Field("Pointer", 9, 4));
   EXPECT_EQ(schema::FirstUnholdableField(s.fields, ServerDialect::PostgreSql),
-            "Pointer (ADO type 9)");
-  EXPECT_EQ(schema::FirstUnholdableField(s.fields, std::nullopt), "Pointer (ADO type 9)");
+            "Pointer: IDispatch, ADO type 9");
+  EXPECT_EQ(schema::FirstUnholdableField(s.fields, std::nullopt), "Pointer: IDispatch, ADO type 9");
   EXPECT_THROW(schema::ServerCreateTableStatement("Staff", s, ServerDialect::SqlServer),
                rt::PlatformError);
 }

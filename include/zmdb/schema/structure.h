@@ -60,7 +60,7 @@ std::optional<std::int32_t> FileStoreDaoType(const FieldStructure& field);
 std::optional<std::string> ServerColumnType(const FieldStructure& field, ServerDialect dialect);
 
 // The first field whose type the target cannot hold, named with its type
-// ("Photo (IDispatch)"); empty when every field fits.
+// ("Photo: IDispatch, ADO type 9"); empty when every field fits.
 std::string FirstUnholdableField(const std::vector<FieldStructure>& fields,
                                  std::optional<ServerDialect> dialect);
 
