@@ -177,10 +177,20 @@ void CreateStructure(const Variant& conn, const std::string& table, TableStructu
   }
   rt::CallMethod(conn, "Execute",
                  {Variant(schema::ServerCreateTableStatement(table, s, *dialect))});
-  for (const IndexStructure& index : s.indexes) {
-    if (index.primary) continue;
-    rt::CallMethod(conn, "Execute",
-                   {Variant(schema::ServerCreateIndexStatement(table, index, *dialect))});
+  // An index the server refuses (on PostgreSQL index names are the schema's,
+  // not the table's) takes the new table with it: the copy is whole or none.
+  try {
+    for (const IndexStructure& index : s.indexes) {
+      if (index.primary) continue;
+      rt::CallMethod(conn, "Execute",
+                     {Variant(schema::ServerCreateIndexStatement(table, index, *dialect))});
+    }
+  } catch (...) {
+    try {
+      rt::CallMethod(conn, "Execute", {Variant(schema::ServerDropTableStatement(table, *dialect))});
+    } catch (...) {  // the index's own failure is the one to report
+    }
+    throw;
   }
 }
 

@@ -331,6 +331,10 @@ std::string ServerCreateIndexStatement(const std::string& table, const IndexStru
          FieldList(index.fields, dialect) + ")";
 }
 
+std::string ServerDropTableStatement(const std::string& table, ServerDialect dialect) {
+  return "DROP TABLE " + TableName(table, dialect);
+}
+
 std::string CopyTableDataStatement(const std::string& source, const std::string& target,
                                    const std::string& condition) {
   std::string sql = "INSERT INTO " + target + " SELECT * FROM " + source;

@@ -110,6 +110,10 @@ TEST(StructureStatements, ServerTablesCarryTypesKeysDefaultsAndIndexes) {
   EXPECT_EQ(schema::ServerCreateIndexStatement("Staff", {"Ix", {"Born"}, false, false},
                                                ServerDialect::SqlServer),
             "CREATE INDEX [Ix] ON [dbo].[Staff] ([Born])");
+  EXPECT_EQ(schema::ServerDropTableStatement("所在", ServerDialect::PostgreSql),
+            "DROP TABLE \"所在\"");
+  EXPECT_EQ(schema::ServerDropTableStatement("T", ServerDialect::SqlServer),
+            "DROP TABLE [dbo].[T]");
   EXPECT_EQ(schema::CopyTableDataStatement("A", "B", ""), "INSERT INTO B SELECT * FROM A");
   EXPECT_EQ(schema::CopyTableDataStatement("A", "B", "ID>2"),
             "INSERT INTO B SELECT * FROM A WHERE ID>2");

@@ -72,6 +72,8 @@ std::string ServerCreateTableStatement(const std::string& table, const TableStru
 // CREATE [UNIQUE] INDEX for an index that is not the primary key.
 std::string ServerCreateIndexStatement(const std::string& table, const IndexStructure& index,
                                        ServerDialect dialect);
+// DROP TABLE on a server, the table named as the two statements above name it.
+std::string ServerDropTableStatement(const std::string& table, ServerDialect dialect);
 
 // The statement that copies rows between two tables of one connection.
 std::string CopyTableDataStatement(const std::string& source, const std::string& target,
