@@ -145,6 +145,10 @@ dal::schema::TableDef FileStoreDefinition(const std::string& table, const TableS
     d.required = f.required;
     d.allowZeroLength = f.allowZeroLength;
     d.defaultValue = f.defaultValue;
+    if (d.type == dao::dbDecimal) {
+      d.precision = f.precision;
+      d.scale = f.numericScale;
+    }
     if (!f.description.empty()) d.props.push_back({"Description", 10, Variant(f.description)});
     def.fields.push_back(std::move(d));
   }

@@ -134,7 +134,7 @@ class StructureTest : public SchemaTest {
         "CREATE TABLE Every (ID COUNTER PRIMARY KEY, Name TEXT(30) NOT NULL DEFAULT '无名', "
         "Memo MEMO, Qty LONG DEFAULT 7, Small SHORT, Tiny BYTE, Price CURRENCY, Ratio SINGLE, "
         "Amount DOUBLE, Born DATETIME, Active BIT, Tag GUID, Raw BINARY(16), Photo LONGBINARY, "
-        "Exact DECIMAL(18,0))");
+        "Exact DECIMAL(18,0), Scaled DECIMAL(10,2))");
     cn_->Execute("CREATE UNIQUE INDEX ByName ON Every (Name, Born)");
     cn_->Execute("INSERT INTO Every (Name, Qty, Born) VALUES ('张三', 1, #2024-02-29 13:45:07#)");
     cn_->Execute("INSERT INTO Every (Name, Qty, Born) VALUES ('Li', 2, #1899-12-30#)");
@@ -165,7 +165,7 @@ TEST_F(StructureTest, EveryJetTypeRoundTripsThroughItsRecords) {
   const rt::SafeArray records = obj_->dbGetTblStruct("Every");
   ASSERT_TRUE(records.allocated()) << obj_->dbGetLastError().Description;
   EXPECT_EQ(records.LBound(), 1);
-  ASSERT_EQ(records.UBound(), 15);
+  ASSERT_EQ(records.UBound(), 16);
   EXPECT_EQ(Lines(records)[1],
             "Name=Name Type=202 DefinedSize=30 Attributes=2 Required=True AllowZeroLength=True "
             "DefaultValue='无名' Description=姓名 OrdinalPosition=1 Precision=0 NumericScale=0 ");
@@ -183,6 +183,10 @@ TEST_F(StructureTest, EveryJetTypeRoundTripsThroughItsRecords) {
   std::vector<std::string> original = Shape("Every", "ID", kIndexes);
   original.erase(original.begin(), original.begin() + 2);
   EXPECT_EQ(Shape("Copied", "ID", kIndexes), original);
+  // A later change that rebuilds the table keeps the decimal's digits.
+  rt::SetProp(Field("Copied", "Memo"), "Required", Variant(true));
+  EXPECT_EQ(Lines(obj_->dbGetTblStruct("Copied")).back(), Lines(records).back());
+  EXPECT_NE(Lines(records).back().find("Precision=10 NumericScale=2"), std::string::npos);
 }
 
 TEST_F(StructureTest, RowsCopyByOneStatementOnOneConnection) {

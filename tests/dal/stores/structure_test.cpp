@@ -34,11 +34,11 @@ std::shared_ptr<Connection> LocalWithStaff(const std::filesystem::path& dir) {
   cn->Open("PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + path + ";");
   cn->Execute(
       "CREATE TABLE Staff (ID LONG NOT NULL, Name TEXT(20) NOT NULL, Note MEMO, Qty SHORT, "
-      "Price CURRENCY, Amount DOUBLE, Born DATETIME, Active BIT, Exact DECIMAL(18,0), "
+      "Price CURRENCY, Amount DOUBLE, Born DATETIME, Active BIT, Exact DECIMAL(12,3), "
       "CONSTRAINT PrimaryKey PRIMARY KEY (ID))");
   cn->Execute("CREATE UNIQUE INDEX ByName ON Staff (Name)");
   for (const char* row : {
-           "(1, '张三', '备注：第一行', 3, 1234.5678, 0.5, #2024-02-29 13:45:07#, True, 12)",
+           "(1, '张三', '备注：第一行', 3, 1234.5678, 0.5, #2024-02-29 13:45:07#, True, 12.345)",
            "(2, '李四 and 王五', NULL, -1, -0.0001, NULL, #1899-12-30#, False, NULL)",
            "(3, 'Li', '', NULL, NULL, 1e10, NULL, False, -7)",
        }) {
@@ -183,7 +183,7 @@ TEST(StructureOnSqlServer, StatementsAsSent) {
     EXPECT_EQ(cn->statementLog().back(),
               "CREATE TABLE [dbo].[Staff] ([ID] INT NOT NULL, [Name] NVARCHAR(20) NOT NULL, "
               "[Qty] SMALLINT, [Price] MONEY, [Amount] FLOAT, [Born] DATETIME, "
-              "[Active] BIT, [Exact] DECIMAL(18,0), "
+              "[Active] BIT, [Exact] DECIMAL(12,3), "
               "CONSTRAINT [pk_Staff] PRIMARY KEY ([ID]))");
     ASSERT_TRUE(obj.dbCopyTblStruct("Staff", "Archive", Of(local), Of(cn)));
     ASSERT_TRUE(obj.dbCopyRows("Staff", "Staff", "", Of(local), Of(cn)));
