@@ -78,7 +78,8 @@ std::optional<dal::schema::TableDef> SchemaDefinition(dal::Backend& backend,
 
 // What the store's schema adds to the columns: the field's own attributes,
 // validation and description, and the table's indexes.
-void AddSchemaDetail(TableStructure& s, const dal::schema::TableDef& def) {
+void AddSchemaDetail(TableStructure& s, const dal::schema::TableDef& def,
+                     std::optional<ServerDialect> dialect) {
   for (FieldStructure& f : s.fields) {
     const auto it = std::find_if(def.fields.begin(), def.fields.end(),
                                  [&](const auto& d) { return rt::NameEquals(d.name, f.name); });
@@ -95,6 +96,8 @@ void AddSchemaDetail(TableStructure& s, const dal::schema::TableDef& def) {
   for (const auto& index : def.indexes) {
     if (index.foreign) continue;
     IndexStructure i{index.name, {}, index.primary, index.unique};
+    if (dialect && !index.primary)
+      i.name = schema::IndexNameFromServer(def.name, index.name, *dialect);
     for (const auto& field : index.fields) i.fields.push_back(field.name);
     s.indexes.push_back(std::move(i));
   }
@@ -123,7 +126,7 @@ TableStructure ReadStructure(const Variant& conn, const std::string& table) {
     }
   }
   if (const auto def = SchemaDefinition(backend, table)) {
-    AddSchemaDetail(s, *def);
+    AddSchemaDetail(s, *def, DialectOf(conn));
   } else if (auto key = backend.KeyColumns(table); !key.empty()) {
     s.indexes.push_back({"PrimaryKey", std::move(key), true, true});
   }

@@ -9,6 +9,7 @@
 #include "zmdb/runtime/error.h"
 #include "zmdb/runtime/errors.h"
 #include "zmdb/runtime/number_parse.h"
+#include "zmdb/runtime/object.h"
 #include "zmdb/runtime/text.h"
 #include "zmdb/schema/structure.h"
 #include "zmdb/types/typemap.h"
@@ -324,11 +325,26 @@ std::string ServerCreateTableStatement(const std::string& table, const TableStru
   return "CREATE TABLE " + TableName(table, dialect) + " (" + columns + ")";
 }
 
+std::string ServerIndexName(const std::string& table, const std::string& index,
+                            ServerDialect dialect) {
+  return dialect == ServerDialect::PostgreSql ? table + "_" + index : index;
+}
+
+std::string IndexNameFromServer(const std::string& table, const std::string& stored,
+                                ServerDialect dialect) {
+  const std::string prefix = table + "_";
+  if (dialect != ServerDialect::PostgreSql || stored.size() <= prefix.size() ||
+      !rt::NameEquals(stored.substr(0, prefix.size()), prefix)) {
+    return stored;
+  }
+  return stored.substr(prefix.size());
+}
+
 std::string ServerCreateIndexStatement(const std::string& table, const IndexStructure& index,
                                        ServerDialect dialect) {
   return std::string("CREATE ") + (index.unique ? "UNIQUE " : "") + "INDEX " +
-         Name(index.name, dialect) + " ON " + TableName(table, dialect) + " (" +
-         FieldList(index.fields, dialect) + ")";
+         Name(ServerIndexName(table, index.name, dialect), dialect) + " ON " +
+         TableName(table, dialect) + " (" + FieldList(index.fields, dialect) + ")";
 }
 
 std::string ServerDropTableStatement(const std::string& table, ServerDialect dialect) {

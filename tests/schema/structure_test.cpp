@@ -106,7 +106,15 @@ TEST(StructureStatements, ServerTablesCarryTypesKeysDefaultsAndIndexes) {
             "[Paid] BIT DEFAULT 0, [Weird] FLOAT, [所在 部门] NVARCHAR(10), "
             "CONSTRAINT [pk_Staff] PRIMARY KEY ([ID]))");
   EXPECT_EQ(schema::ServerCreateIndexStatement("Staff", s.indexes[1], ServerDialect::PostgreSql),
-            "CREATE UNIQUE INDEX ByName ON Staff (Name, \"所在 部门\")");
+            "CREATE UNIQUE INDEX Staff_ByName ON Staff (Name, \"所在 部门\")");
+  // On PostgreSQL an index is named after its table, and read back without it.
+  for (const auto& [stored, own] : {std::pair("staff_byname", "byname"),
+                                    {"Staff_", "Staff_"},
+                                    {"other_byname", "other_byname"},
+                                    {"byname", "byname"}}) {
+    EXPECT_EQ(schema::IndexNameFromServer("Staff", stored, ServerDialect::PostgreSql), own);
+  }
+  EXPECT_EQ(schema::IndexNameFromServer("Staff", "Staff_X", ServerDialect::SqlServer), "Staff_X");
   EXPECT_EQ(schema::ServerCreateIndexStatement("Staff", {"Ix", {"Born"}, false, false},
                                                ServerDialect::SqlServer),
             "CREATE INDEX [Ix] ON [dbo].[Staff] ([Born])");

@@ -69,6 +69,13 @@ std::string FirstUnholdableField(const std::vector<FieldStructure>& fields,
 // "pk_" + table. Raises 3259 for a type the server cannot hold.
 std::string ServerCreateTableStatement(const std::string& table, const TableStructure& structure,
                                        ServerDialect dialect);
+// The name an index of `table` takes on a server, and the index's own name
+// read back from one: on PostgreSQL index names belong to the schema, so an
+// index is stored as table + "_" + name, and the prefix is taken off again.
+std::string ServerIndexName(const std::string& table, const std::string& index,
+                            ServerDialect dialect);
+std::string IndexNameFromServer(const std::string& table, const std::string& stored,
+                                ServerDialect dialect);
 // CREATE [UNIQUE] INDEX for an index that is not the primary key.
 std::string ServerCreateIndexStatement(const std::string& table, const IndexStructure& index,
                                        ServerDialect dialect);
