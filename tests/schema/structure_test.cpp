@@ -1,7 +1,7 @@
 // Table structure on the file store: the type mapping and the server
 // statements as text, a table of every Jet type read, rebuilt from its
-// records and copied with equal structure (after reopening the file), rows
-// copied by one statement, and the failure values.
+// records and copied with equal structure (after reopening the file), and
+// the failure values.
 #include "zmdb/schema/structure.h"
 
 #include <gtest/gtest.h>
@@ -31,7 +31,6 @@ TEST(StructureTypes, EachAdoTypeMapsToEachStoresColumnType) {
   const TypeCase cases[] = {
       {202, 50, 0, 0, 0, 10, "VARCHAR(50)", "NVARCHAR(50)"},
       {202, 300, 0, 0, 0, 12, "VARCHAR(300)", "NVARCHAR(300)"},
-      {202, 0, 0, 0, 0, 10, "TEXT", "NVARCHAR(MAX)"},
       {200, 20, 0, 0, 0, 10, "VARCHAR(20)", "VARCHAR(20)"},
       {129, 3, 0, 0, 0, 10, "CHAR(3)", "CHAR(3)"},
       {203, 536870910, 0, 0, 0, 12, "TEXT", "NVARCHAR(MAX)"},
@@ -44,7 +43,6 @@ TEST(StructureTypes, EachAdoTypeMapsToEachStoresColumnType) {
       {4, 4, 0, 0, 0, 6, "REAL", "REAL"},
       {5, 8, 0, 0, 0, 7, "DOUBLE PRECISION", "FLOAT"},
       {7, 8, 0, 0, 0, 8, "TIMESTAMP", "DATETIME"},
-      {135, 16, 0, 0, 0, 8, "TIMESTAMP", "DATETIME"},
       {133, 6, 0, 0, 0, 8, "DATE", "DATE"},
       {11, 2, 0, 0, 0, 1, "BOOLEAN", "BIT"},
       {72, 16, 0, 0, 0, 15, "UUID", "UNIQUEIDENTIFIER"},
@@ -54,9 +52,7 @@ TEST(StructureTypes, EachAdoTypeMapsToEachStoresColumnType) {
       {131, 19, 0, 12, 3, 20, "NUMERIC(12,3)", "DECIMAL(12,3)"},
       // A server's NUMERIC(19,4) is the file store's Currency.
       {131, 19, 0, 19, 4, 5, "NUMERIC(19,4)", "DECIMAL(19,4)"},
-      {131, 19, 0, 0, 0, 20, "NUMERIC(18,0)", "DECIMAL(18,0)"},
       {9, 4, 0, 0, 0, std::nullopt, "", ""},
-      {12, 16, 0, 0, 0, std::nullopt, "", ""},
       {999, 0, 0, 0, 0, std::nullopt, "", ""},
   };
   for (const TypeCase& c : cases) {
@@ -197,23 +193,6 @@ TEST_F(StructureTest, EveryJetTypeRoundTripsThroughItsRecords) {
   EXPECT_NE(Lines(records).back().find("Precision=10 NumericScale=2"), std::string::npos);
 }
 
-TEST_F(StructureTest, RowsCopyByOneStatementOnOneConnection) {
-  ASSERT_TRUE(obj_->dbCopyTblStruct("Every", "Archive"));
-  ASSERT_TRUE(obj_->dbSetConnect(path_, false));
-  EXPECT_TRUE(obj_->dbCopyTblData("Every", "Archive", "Qty > 1"));
-  auto dc = std::dynamic_pointer_cast<dal::Connection>(obj_->dbGetConnect(false));
-  EXPECT_EQ(LastStatement(*dc), "INSERT INTO Archive SELECT * FROM Every WHERE Qty > 1");
-  EXPECT_TRUE(obj_->dbCopyTblData("Every", "Archive", "Qty = 1", Variant(rt::ObjectRef(dc))));
-  auto rs = Open(dc, "SELECT Name, Born FROM Archive ORDER BY Qty");
-  ASSERT_EQ(rs->RecordCount(), 2);
-  EXPECT_EQ(rt::CStr(rs->fields()->Item(Variant("Name"))->Value()), "张三");
-  EXPECT_EQ(rt::CDate(rs->fields()->Item(Variant("Born"))->Value()),
-            rt::CDate(Variant("2024-02-29 13:45:07")));
-  // Copying again collides on the primary key: nothing more goes in.
-  EXPECT_FALSE(obj_->dbCopyTblData("Every", "Archive"));
-  EXPECT_NE(obj_->dbGetLastError().Number, 0);
-}
-
 rt::SafeArray Fields(std::vector<rt::Record> records) {
   std::vector<Variant> items;
   for (auto& r : records) items.emplace_back(std::move(r));
@@ -241,6 +220,9 @@ TEST_F(StructureTest, FailuresAreValues) {
       {"type no store holds", [&] { return obj_->dbCreateTblStruct("X", pointer); }, 3259, "Ptr"},
       {"array never dimensioned", [&] { return obj_->dbCreateTblStruct("X", rt::SafeArray()); }, 9},
       {"missing rows' table", [&] { return obj_->dbCopyTblData("Every", "Nowhere", "", db()); },
+       -1},
+      {"rows that collide on the key",
+       [&] { return obj_->dbCopyTblData("Every", "Every", "", Variant(rt::ObjectRef(Connect()))); },
        -1},
       {"other object", [&] { return obj_->dbCreateTblStruct("X", good, other); }, 0},
       {"other source", [&] { return obj_->dbCopyTblStruct("Every", "X", other); }, 0},

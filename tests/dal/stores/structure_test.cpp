@@ -140,19 +140,6 @@ TEST_P(StructureCopyTest, AnIndexTheServerRefusesTakesTheNewTableWithIt) {
   EXPECT_FALSE(Exists("second"));
 }
 
-TEST_P(StructureCopyTest, ATypeTheServerCannotHoldIsRefusedBeforeAnythingIsMade) {
-  std::vector<Variant> records;
-  for (const auto& [name, type] : {std::pair("ok", 202), std::pair("ptr", 13)}) {
-    records.emplace_back(
-        rt::Record("FieldStruct", {{"Name", Variant(name)}, {"Type", Variant(type)}}));
-  }
-  const rt::SafeArray fields(rt::VarType::Record, 1, std::move(records));
-  EXPECT_FALSE(obj_.dbCreateTblStruct("refused", fields, Of(remote_)));
-  EXPECT_EQ(obj_.dbGetLastError().Number, 3259);
-  EXPECT_NE(obj_.dbGetLastError().Description.find("ptr"), std::string::npos);
-  EXPECT_FALSE(Exists("refused"));
-}
-
 INSTANTIATE_TEST_SUITE_P(Servers, StructureCopyTest,
                          ::testing::Values(Store::Postgres, Store::SqlServer), StoreParamName);
 
