@@ -156,9 +156,7 @@ constexpr Home kIndexes{"schema", "src/schema/indexes.cpp"};
 constexpr Home kRelations{"schema", "src/schema/relations.cpp"};
 constexpr Home kQueries{"schema", "src/schema/queries.cpp"};
 constexpr Home kListings{"schema", "src/schema/listings.cpp"};
-constexpr Home kStructure{"schema", "src/schema/structure.cpp", "table-structure copying"};
-// A built method of a file whose other methods are not built yet.
-constexpr Home kStructureBuilt{"schema", "src/schema/structure.cpp"};
+constexpr Home kStructure{"schema", "src/schema/structure.cpp"};
 constexpr Home kBackup{"files", "src/files/backup.cpp", "the recordset text backup format"};
 constexpr Home kExport{"files", "src/files/export.cpp",
                        "the foreign-format writers and the export-type dialog"};
@@ -207,17 +205,28 @@ std::vector<MethodSpec> BuildTable() {
                 {In("fsSrcTblName", String), In("fsDstTblName", String), Opt("fsCondition", String),
                  OptRef("SrcConn", Variant), OptRef("DstConn", Variant)},
                 Bind(&C::dbCopyRows)));
+  // Table structure. dbCopyTblData: "INSERT INTO dst SELECT * FROM src [WHERE
+  // cond]" on one connection (the default connection when missing), through
+  // the dialect adapter. dbCopyTblStruct: dst on DstConn gets src's fields and
+  // indexes (the primary key included) and no rows, between any two stores
+  // (each Conn resolved as two-store); a type the target cannot hold is
+  // refused (error 3259 naming the field) before anything is created.
+  // dbCreateTblStruct: a new table from field-structure records, ADO types
+  // mapped to the store's column types, the members present honoured.
   t.push_back(M(kStructure, 10, "dbCopyTblData", Boolean, G::Recording,
                 {In("fsSrcTblName", String), In("fsDstTblName", String), Opt("fsCondition", String),
-                 OptRef("Conn", Variant)}));
+                 OptRef("Conn", Variant)},
+                Bind(&C::dbCopyTblData)));
   t.push_back(M(kStructure, 11, "dbCopyTblStruct", Boolean, G::Recording,
                 {In("fsSrcTblName", String), In("fsDstTblName", String), OptRef("SrcConn", Variant),
-                 OptRef("DstConn", Variant)}));
+                 OptRef("DstConn", Variant)},
+                Bind(&C::dbCopyTblStruct)));
   t.push_back(M(kStructure, 12, "dbCreateTblStruct", Boolean, G::Recording,
-                {In("fsTblName", String), Ref("fTFieldStruct", Array), OptRef("Conn", Variant)}));
+                {In("fsTblName", String), Ref("fTFieldStruct", Array), OptRef("Conn", Variant)},
+                Bind(&C::dbCreateTblStruct)));
   t.push_back(M(kFabricated, 13, "dbCreateVRecord", Object, G::Unguarded,
                 {Ref("fTFieldStruct", Array)}, Bind(&C::dbCreateVRecord)));
-  t.push_back(M(kStructureBuilt, 14, "dbGetFieldSQLStr", String, G::Recording,
+  t.push_back(M(kStructure, 14, "dbGetFieldSQLStr", String, G::Recording,
                 {In("fsTblName", String), In("fsFldName", String), OptRef("Conn", Variant)},
                 Bind(&C::dbGetFieldSQLStr)));
   t.push_back(M(kNulls, 15, "dbGetFieldsName", String, G::Unguarded,
@@ -234,8 +243,10 @@ std::vector<MethodSpec> BuildTable() {
                 {In("fsFormFile", String), Opt("fsCtlType", String)}));
   t.push_back(M(kForms, 18, "LoSplitVBLineInfo", Boolean, G::Silent,
                 {In("fsLine", String), Ref("fsKey", String), Ref("fsValue", String)}));
+  // dbGetTblStruct: the fields as field-structure records in ordinal order,
+  // from index 1 (two-store resolution; unallocated when nothing is read).
   t.push_back(M(kStructure, 19, "dbGetTblStruct", Array, G::Recording,
-                {In("fsTblName", String), OptRef("Conn", Variant)}));
+                {In("fsTblName", String), OptRef("Conn", Variant)}, Bind(&C::dbGetTblStruct)));
   t.push_back(M(kWorking, 21, "dbCreateRecord", Boolean, G::Recording,
                 {Ref("TFieldRec", Array), OptRef("Conn", Variant)}, Bind(&C::dbCreateRecord)));
   t.push_back(M(kWorking, 22, "dbSetRecordset", Boolean, G::Silent,

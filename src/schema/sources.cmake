@@ -9,5 +9,6 @@ zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/statements.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/queries.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/listings.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/structure.cpp
+                            ${CMAKE_CURRENT_LIST_DIR}/structure_sql.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/server.cpp
                             ${CMAKE_CURRENT_LIST_DIR}/server_indexes.cpp)

@@ -51,6 +51,9 @@ struct FieldDef {
   bool allowZeroLength = true;
   std::string defaultValue;  // the engine's text form ("0", "'abc'", "=Date()")
   std::vector<Prop> props;
+  // A Decimal field's digits and digits after the point (0: the store's default).
+  std::int32_t precision = 0;
+  std::int32_t scale = 0;
 };
 
 struct IndexField {

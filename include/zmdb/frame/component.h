@@ -189,6 +189,21 @@ class clsZMDBFunc {
   // A column's SQL Server type text: " [type] " or " [type] (size) ".
   std::string dbGetFieldSQLStr(const std::string& fsTblName, const std::string& fsFldName,
                                const rt::Variant& Conn = rt::Variant::Missing());
+  // Table structure: field-structure records (Name, Type as an ADO code,
+  // DefinedSize, Attributes, Required, AllowZeroLength, DefaultValue,
+  // Description, OrdinalPosition, Precision, NumericScale), a table made from
+  // them, a table's structure copied between any two stores, and rows copied
+  // between two tables of one connection.
+  rt::SafeArray dbGetTblStruct(const std::string& fsTblName,
+                               const rt::Variant& Conn = rt::Variant::Missing());
+  bool dbCreateTblStruct(const std::string& fsTblName, const rt::SafeArray& fTFieldStruct,
+                         const rt::Variant& Conn = rt::Variant::Missing());
+  bool dbCopyTblStruct(const std::string& fsSrcTblName, const std::string& fsDstTblName,
+                       const rt::Variant& SrcConn = rt::Variant::Missing(),
+                       const rt::Variant& DstConn = rt::Variant::Missing());
+  bool dbCopyTblData(const std::string& fsSrcTblName, const std::string& fsDstTblName,
+                     const std::string& fsCondition = "",
+                     const rt::Variant& Conn = rt::Variant::Missing());
 
   // ---- Single-value record operations and next-ID generation ----
   bool dbIsExist(const std::string& fsTblName, const std::string& fsFldName,

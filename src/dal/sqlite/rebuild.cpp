@@ -232,6 +232,9 @@ std::string DeclaredTypeForDao(const FieldDef& f) {
       return "BIGINT";
     case dao::dbNumeric:
     case dao::dbDecimal:
+      if (f.precision > 0) {
+        if (auto d = DeclaredTypeForJet("DECIMAL", f.precision, f.scale)) return *d;
+      }
       return "DECIMAL(18,0)";
     default:
       rt::RaiseStandard(rt::err::kInvalidFieldType);

@@ -294,6 +294,10 @@ void FileSchemaStore::ReadFields(TableShape& s, const std::string& upperSql,
     const ColumnType t = ColumnTypeForDeclared(declared);
     f.type = rt::AsciiUpper(declared) == "BIGINT" ? dao::dbBigInt : DaoTypeOfAdo(t.adoType);
     f.size = DaoSize(f.type, t.definedSize);
+    if (f.type == dao::dbDecimal) {
+      f.precision = t.precision;
+      f.scale = t.scale;
+    }
     f.required = r.cursor->Integer(2) != 0;
     f.defaultValue = Text(*r.cursor, 3);
     const std::int64_t pk = r.cursor->Integer(4);

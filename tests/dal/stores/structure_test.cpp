@@ -1,0 +1,191 @@
+// A table's structure copied from the file store to a server and back, with
+// its rows: the fields come back with equal types, sizes and keys, and the
+// rows (Chinese text, dates, Nulls) equal. On SQL Server, as the statements
+// the stand-in driver receives.
+#include "zmdb/schema/structure.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "dal/sqlite/backend_p.h"
+#include "store_fixture.h"
+#include "zmdb/connect/dialect.h"
+#include "zmdb/frame/component.h"
+#include "zmdb/runtime/host.h"
+
+namespace zmdb::dal::testing {
+namespace {
+
+using rt::Variant;
+
+Variant Of(const std::shared_ptr<Connection>& cn) {
+  return Variant(rt::ObjectRef(cn));
+}
+
+// A file-store database holding one table of the types every server holds
+// as they are, with a primary key and a unique index.
+std::shared_ptr<Connection> LocalWithStaff(const std::filesystem::path& dir) {
+  std::filesystem::create_directories(dir);
+  const std::string path = (dir / "local.mdb").string();
+  sqlite::OpenDatabase({path, true, false, 5000})->Close();
+  auto cn = Connection::Create();
+  cn->Open("PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + path + ";");
+  cn->Execute(
+      "CREATE TABLE Staff (ID LONG NOT NULL, Name TEXT(20) NOT NULL, Note MEMO, Qty SHORT, "
+      "Price CURRENCY, Amount DOUBLE, Born DATETIME, Active BIT, Exact DECIMAL(12,3), "
+      "CONSTRAINT PrimaryKey PRIMARY KEY (ID))");
+  cn->Execute("CREATE UNIQUE INDEX ByName ON Staff (Name)");
+  for (const char* row : {
+           "(1, '张三', '备注：第一行', 3, 1234.5678, 0.5, #2024-02-29 13:45:07#, True, 12.345)",
+           "(2, '李四 and 王五', NULL, -1, -0.0001, NULL, #1899-12-30#, False, NULL)",
+           "(3, 'Li', '', NULL, NULL, 1e10, NULL, False, -7)",
+       }) {
+    cn->Execute(std::string("INSERT INTO Staff VALUES ") + row);
+  }
+  return cn;
+}
+
+class StructureCopyTest : public StoreTest {
+ protected:
+  void SetUp() override {
+    StoreTest::SetUp();
+    if (IsSkipped()) return;
+    dir_ = std::filesystem::temp_directory_path() /
+           ("zmdb_structure_" + StoreName(store()) + "_" + std::to_string(::getpid()));
+    local_ = LocalWithStaff(dir_);
+    remote_ = Connect();
+  }
+  void TearDown() override {
+    if (local_) local_->Close();
+    if (!dir_.empty()) std::filesystem::remove_all(dir_);
+    StoreTest::TearDown();
+  }
+  // What a copy must keep of each field: its name (servers may fold its
+  // case), type, size, Required and counter attribute.
+  std::vector<std::string> Fields(const std::shared_ptr<Connection>& cn, const std::string& t) {
+    std::vector<std::string> out;
+    const rt::SafeArray records = obj_.dbGetTblStruct(t, Of(cn));
+    for (const Variant& r : records.items()) {
+      const zmdb::schema::FieldStructure f = zmdb::schema::FromRecord(r.AsRecord());
+      out.push_back(rt::AsciiUpper(f.name) + " " + std::to_string(f.type) + " " +
+                    std::to_string(f.definedSize) + " " + std::to_string(f.required) + " " +
+                    std::to_string(f.attributes & 0x10));
+    }
+    return out;
+  }
+  // Whether the server has table `t` (asked in its own SQL).
+  bool Exists(const std::string& t) {
+    try {
+      remote_->Execute("SELECT * FROM " + t + " WHERE 1=0");
+      return true;
+    } catch (const rt::PlatformError&) {
+      return false;
+    }
+  }
+  std::vector<std::vector<Variant>> Rows(const std::shared_ptr<Connection>& cn,
+                                         const std::string& t) {
+    return Open(cn, "SELECT * FROM " + t + " ORDER BY ID")->VisibleRows();
+  }
+
+  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
+  rt::ScopedHost scope_{host_};
+  clsZMDBFunc obj_;
+  std::filesystem::path dir_;
+  std::shared_ptr<Connection> local_;
+  std::shared_ptr<Connection> remote_;
+};
+
+TEST_P(StructureCopyTest, ToTheServerAndBackKeepsStructureAndRows) {
+  ASSERT_TRUE(obj_.dbCopyTblStruct("Staff", "staff", Of(local_), Of(remote_)))
+      << obj_.dbGetLastError().Description;
+  EXPECT_EQ(obj_.dbGetTblStruct("staff", Of(remote_)).size(), 9u);
+  ASSERT_TRUE(obj_.dbCopyRows("Staff", "staff", "", Of(local_), Of(remote_)))
+      << obj_.dbGetLastError().Description;
+  // The unique index is there: a second Li is refused.
+  EXPECT_THROW(remote_->Execute("INSERT INTO staff (ID, Name) VALUES (9, 'Li')"),
+               rt::PlatformError);
+  EXPECT_THROW(remote_->Execute("INSERT INTO staff (ID, Name) VALUES (1, 'Other')"),
+               rt::PlatformError);
+
+  // On the server itself: structure and rows by one statement.
+  ASSERT_TRUE(obj_.dbCopyTblStruct("staff", "staff_copy", Of(remote_), Of(remote_)))
+      << obj_.dbGetLastError().Description;
+  ASSERT_TRUE(obj_.dbCopyTblData("staff", "staff_copy", "ID > 1", Of(remote_)))
+      << obj_.dbGetLastError().Description;
+  EXPECT_EQ(rt::CLng(Scalar(remote_, "SELECT COUNT(*) FROM staff_copy")), 2);
+
+  ASSERT_TRUE(obj_.dbCopyTblStruct("staff", "StaffBack", Of(remote_), Of(local_)))
+      << obj_.dbGetLastError().Description;
+  ASSERT_TRUE(obj_.dbCopyRows("staff", "StaffBack", "", Of(remote_), Of(local_)))
+      << obj_.dbGetLastError().Description;
+  const auto fields = Fields(local_, "Staff");
+  ASSERT_EQ(fields.size(), 9u);
+  EXPECT_EQ(fields[1], "NAME 202 20 1 0");
+  EXPECT_EQ(Fields(local_, "StaffBack"), fields);
+  ASSERT_EQ(Rows(local_, "Staff").size(), 3u);
+  EXPECT_EQ(Rows(local_, "StaffBack"), Rows(local_, "Staff"));
+  // The primary key came back.
+  EXPECT_THROW(local_->Execute("INSERT INTO StaffBack (ID, Name) VALUES (1, 'Other')"),
+               rt::PlatformError);
+}
+
+TEST_P(StructureCopyTest, AnIndexTheServerRefusesTakesTheNewTableWithIt) {
+  if (store() != Store::Postgres) GTEST_SKIP() << "only PostgreSQL names indexes schema-wide";
+  // A table already bears the name the index would take.
+  remote_->Execute("CREATE TABLE second_byname (x INTEGER)");
+  EXPECT_FALSE(obj_.dbCopyTblStruct("Staff", "second", Of(local_), Of(remote_)));
+  EXPECT_NE(obj_.dbGetLastError().Number, 0);
+  EXPECT_FALSE(Exists("second"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, StructureCopyTest,
+                         ::testing::Values(Store::Postgres, Store::SqlServer), StoreParamName);
+
+// On SQL Server the table is built by the statements the stand-in driver
+// receives (it runs them on a SQLite file with a "dbo" database attached),
+// and rows are copied through the dialect adapter.
+TEST(StructureOnSqlServer, StatementsAsSent) {
+  const auto dir = std::filesystem::temp_directory_path() /
+                   ("zmdb_structure_standin_" + std::to_string(::getpid()));
+  {
+    auto local = LocalWithStaff(dir / "local");
+    local->Execute("DROP INDEX ByName ON Staff");
+    auto host = std::make_shared<rt::HeadlessHost>();
+    rt::ScopedHost scope(host);
+    clsZMDBFunc obj;
+    ASSERT_TRUE(obj.dbSetConnect(
+        "DRIVER=SQL Server SQLite stand-in;Database=" + (dir / "t.db").string() + ";", false));
+    auto cn = std::dynamic_pointer_cast<Connection>(obj.dbGetConnect(false));
+    cn->Execute("ATTACH DATABASE '" + (dir / "dbo.db").string() + "' AS dbo");
+    cn->EnableStatementLog(true);
+
+    // Memo has no form the stand-in takes (NVARCHAR(MAX)): the copy leaves it.
+    local->Execute("ALTER TABLE Staff DROP COLUMN Note");
+    ASSERT_TRUE(obj.dbCopyTblStruct("Staff", "Staff", Of(local), Of(cn)))
+        << obj.dbGetLastError().Description;
+    EXPECT_EQ(cn->statementLog().back(),
+              "CREATE TABLE [dbo].[Staff] ([ID] INT NOT NULL, [Name] NVARCHAR(20) NOT NULL, "
+              "[Qty] SMALLINT, [Price] MONEY, [Amount] FLOAT, [Born] DATETIME, "
+              "[Active] BIT, [Exact] DECIMAL(12,3), "
+              "CONSTRAINT [pk_Staff] PRIMARY KEY ([ID]))");
+    ASSERT_TRUE(obj.dbCopyTblStruct("Staff", "Archive", Of(local), Of(cn)));
+    ASSERT_TRUE(obj.dbCopyRows("Staff", "Staff", "", Of(local), Of(cn)));
+
+    const std::string jet =
+        zmdb::schema::CopyTableDataStatement("Staff", "Archive", "Born < #2000-1-1#");
+    EXPECT_TRUE(obj.dbCopyTblData("Staff", "Archive", "Born < #2000-1-1#"))
+        << obj.dbGetLastError().Description;
+    const std::string sent = connect::AdaptDialect(jet, Of(cn));
+    EXPECT_NE(sent, jet);
+    EXPECT_EQ(cn->statementLog().back(), sent);
+    EXPECT_EQ(rt::CStr(Scalar(cn, "SELECT Name FROM Archive")), "李四 and 王五");
+    EXPECT_TRUE(obj.dbCloseConnect(false));
+    local->Close();
+  }
+  std::filesystem::remove_all(dir);
+}
+
+}  // namespace
+}  // namespace zmdb::dal::testing
