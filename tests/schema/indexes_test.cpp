@@ -222,7 +222,6 @@ TEST(ServerIndexStatements, AreBuiltAsText) {
   const struct {
     std::string got, expected;
   } cases[] = {
-      {KeyList(KeyColumns("ID,Name")), "[ID],[Name]"},
       {KeyList(KeyColumns(" ID , ,Name,")), "[ID],[Name]"},
       {ColumnTypeText("VarWChar", 20), " [VarWChar] (20) "},
       // The vocabulary writes "TinyInt", which is not the sizeless "Tinyint".

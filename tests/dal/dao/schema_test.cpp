@@ -139,8 +139,8 @@ TEST_F(DaoTest, TwoTablesMayEachHaveAnIndexOfTheSameName) {
   EXPECT_EQ(Table("B")->Indexes()->Names(), std::vector<std::string>{"ByV"});
 }
 
-TEST_F(DaoTest, AddingAPrimaryKeyRebuildsTheTableKeepingRowsIndexesAndTriggers) {
-  Sql("CREATE TABLE T (ID LONG, Code TEXT(10), N COUNTER)");
+TEST_F(DaoTest, RebuildsKeepRowsIndexesConstraintsAndTriggers) {
+  Sql("CREATE TABLE T (ID LONG, Code TEXT(10), N COUNTER, Y LONG, CONSTRAINT uq UNIQUE (Code))");
   Sql("CREATE INDEX ByCode ON T (Code)");
   for (int i = 1; i <= 3; ++i) {
     Sql("INSERT INTO T (ID, Code) VALUES (" + std::to_string(i) + ", 'c" + std::to_string(i) +
@@ -148,16 +148,25 @@ TEST_F(DaoTest, AddingAPrimaryKeyRebuildsTheTableKeepingRowsIndexesAndTriggers) 
   }
   Table("T")->Properties()->Append(
       Variant(rt::ObjectRef(Table("T")->CreateProperty("Description", 10, Variant("the table")))));
+  // Dropping a field and adding one rebuild the table too.
+  Table("T")->Fields()->Delete("Y");
+  Table("T")->Fields()->Append(Variant(rt::ObjectRef(Table("T")->CreateField("Z", 4))));
   auto pk = Table("T")->CreateIndex("pk_T");
   pk->SetProperty("Fields", Variant("ID"), {});
   pk->SetProperty("Primary", Variant(true), {});
   Table("T")->Indexes()->Append(Variant(rt::ObjectRef(pk)));
   Reopen();
-  EXPECT_EQ(Table("T")->Indexes()->Names(), (std::vector<std::string>{"pk_T", "ByCode"}));
+  // The key first, then the unique constraint's index and ByCode.
+  const auto indexes = Table("T")->Indexes()->Names();
+  EXPECT_EQ(indexes.size(), 3u);
+  EXPECT_EQ(indexes.front(), "pk_T");
+  EXPECT_EQ(indexes.back(), "ByCode");
+  EXPECT_EQ(IndexOf("T", "pk_T")->Fields()->Names(), std::vector<std::string>{"ID"});
+  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO T (ID, Code) VALUES (9, 'c1')"); }), 0);
   EXPECT_TRUE(rt::CBool(Get(IndexOf("T", "pk_T"), "Primary")));
-  EXPECT_EQ(Rows("SELECT ID, Code, N FROM T ORDER BY ID"),
+  EXPECT_EQ(Rows("SELECT ID, Code, N, Z FROM T ORDER BY ID"),
             (std::vector<std::vector<std::string>>{
-                {"1", "c1", "1"}, {"2", "c2", "2"}, {"3", "c3", "3"}}));
+                {"1", "c1", "1", ""}, {"2", "c2", "2", ""}, {"3", "c3", "3", ""}}));
   EXPECT_EQ(rt::CStr(Table("T")->Properties()->Item(Variant("Description"))->DefaultValue()),
             "the table");
   // The AutoNumber still numbers new rows after the rebuild.
@@ -494,21 +503,6 @@ TEST_F(DaoTest, RenamingAFieldKeepsWhatTheTriggersEnforce) {
   Sql("INSERT INTO T (A, C) VALUES (1, 1)");
   Sql("INSERT INTO T (A, C) VALUES (2, 1)");
   EXPECT_EQ(Rows("SELECT Num FROM T ORDER BY A"), (Table_{{"10"}, {"20"}}));
-}
-
-TEST_F(DaoTest, ATableWithAUniqueConstraintCanBeRebuilt) {
-  Sql("CREATE TABLE T (A LONG, B TEXT(5), Y LONG, CONSTRAINT uq UNIQUE (B))");
-  Sql("INSERT INTO T VALUES (1, 'x', 1)");
-  Table("T")->Fields()->Delete("Y");
-  Table("T")->Fields()->Append(Variant(rt::ObjectRef(Table("T")->CreateField("Z", 4))));
-  auto pk = Table("T")->CreateIndex("PrimaryKey");
-  pk->SetProperty("Fields", Variant("A"), {});
-  pk->SetProperty("Primary", Variant(true), {});
-  Table("T")->Indexes()->Append(Variant(rt::ObjectRef(pk)));
-  Reopen();
-  EXPECT_EQ(Table("T")->Indexes()->Count(), 2);
-  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO T (A, B) VALUES (2, 'x')"); }), 0);
-  EXPECT_EQ(Rows("SELECT A, B FROM T"), (Table_{{"1", "x"}}));
 }
 
 TEST_F(DaoTest, RebuildingAParentKeepsItsChildrenAndViews) {
