@@ -92,7 +92,7 @@ class TablesTest : public ComponentTest {
     return out;
   }
   // An AutoNumber key whose next number is 4, an index, a default, a
-  // Required field and descriptions.
+  // Required field, a field refusing empty text and descriptions.
   void MakePerson() {
     for (const char* sql :
          {"CREATE TABLE Person (ID COUNTER CONSTRAINT pk_Person PRIMARY KEY, "
@@ -109,6 +109,9 @@ class TablesTest : public ComponentTest {
                                        {Variant("Description"), Variant(10), Variant("described")});
       rt::CallMethod(rt::GetProp(o, "Properties"), "Append", {p});
     }
+    // A rule away from its default, which renaming the field must not reset.
+    rt::SetProp(rt::ItemOf(rt::GetProp(Def("Person"), "Fields"), Variant("Name")),
+                "AllowZeroLength", Variant(false));
   }
   std::int32_t LastNumber() { return obj_->dbGetLastError().Number; }
 };

@@ -196,23 +196,6 @@ TEST_F(DaoTest, AFailedRebuildLeavesTheTableExactlyAsItWas) {
   EXPECT_EQ(Table("T")->Indexes()->Names(), std::vector<std::string>{"ByCode"});
 }
 
-TEST_F(DaoTest, RenamesRenameTablesFieldsAndKeepTheirProperties) {
-  Sql("CREATE TABLE Old (A LONG, B TEXT(5))");
-  Sql("INSERT INTO Old VALUES (1, 'x')");
-  auto b = FieldOf("Old", "B");
-  b->SetProperty("AllowZeroLength", Variant(true), {});
-  std::vector<Variant> args{Variant("Description"), Variant(10), Variant("bee")};
-  b->Properties()->Append(b->Call("CreateProperty", args));
-  b->SetProperty("Name", Variant("Bee"), {});
-  Table("Old")->SetProperty("Name", Variant("New"), {});
-  Reopen();
-  EXPECT_EQ(db_->TableDefs()->Names(), std::vector<std::string>{"New"});
-  auto bee = FieldOf("New", "Bee");
-  EXPECT_TRUE(rt::CBool(Get(bee, "AllowZeroLength")));
-  EXPECT_EQ(rt::CStr(bee->Properties()->Item(Variant("Description"))->DefaultValue()), "bee");
-  EXPECT_EQ(Rows("SELECT A, Bee FROM New"), (std::vector<std::vector<std::string>>{{"1", "x"}}));
-}
-
 TEST_F(DaoTest, DeletingAFieldDropsTheColumnButNotAnIndexedOne) {
   Sql("CREATE TABLE T (A LONG, B TEXT(5), C DOUBLE)");
   Sql("CREATE INDEX ByA ON T (A)");
