@@ -5,7 +5,6 @@
 #include "component_fixture.h"
 #include "raised.h"
 #include "zmdb/dal/recordset.h"
-#include "zmdb/frame/methods.h"
 #include "zmdb/records/statements.h"
 
 namespace zmdb::testing {
@@ -62,12 +61,6 @@ TEST_F(NullsTest, FieldsNameListsNamesAndAppendsTypes) {
   EXPECT_EQ(obj_->dbGetFieldsName("Staff", conn(), "ID"), "ID");
   EXPECT_EQ(obj_->dbGetFieldsName("Staff", conn(), "Name,ID", types), "Name,ID");
   EXPECT_EQ(types, "7,202,3");
-
-  // Through the method table: fsRetType comes back to the caller.
-  const frame::MethodSpec& m = *frame::FindMethod("dbGetFieldsName");
-  std::vector<Variant> args = frame::PrepareArguments(m, {Variant("Staff"), conn(), {}, {}});
-  EXPECT_EQ(frame::Invoke(*obj_, m, args), Variant("ID,Code,Name,Kind,Note"));
-  EXPECT_EQ(args[3], Variant("3,202,202,3,202"));
 }
 
 TEST_F(NullsTest, FieldsNameLetsErrorsOut) {
