@@ -83,50 +83,30 @@ TEST_F(WorkingRecordsetTest, CreateRecordOpensFromTheArrayAndAddsARowPerCall) {
 }
 
 TEST_F(WorkingRecordsetTest, CreateRecordFailuresAreRecorded) {
-  struct Case {
-    const char* what;
-    std::function<bool()> call;
-    std::int32_t number;  // recorded; 0: nothing recorded
-  };
   const Variant recordset(rt::ObjectRef(dal::Recordset::Create()));
-  const Case cases[] = {
-      {"no Conn, no default connection",
-       [&] {
-         return obj_->dbCreateRecord(FieldRecRow({{"T", "A", Variant(1)}}));
-       },
-       0},
-      {"a Conn that is no connection",
-       [&] {
-         return obj_->dbCreateRecord(FieldRecRow({{"T", "A", Variant(1)}}), recordset);
-       },
+  const rt::SafeArray row = FieldRecRow({{"T", "A", Variant(1)}});
+  const struct {
+    const char* what;
+    rt::SafeArray fields;
+    Variant conn;
+    std::int32_t number;  // recorded; 0: nothing recorded; -1: the store's own error
+  } cases[] = {
+      {"no Conn, no default connection", row, Variant::Missing(), 0},
+      {"a Conn that is no connection", row, recordset, 13},
+      {"an unallocated array", rt::SafeArray(rt::VarType::Record), conn(), 9},
+      {"an element that is no record", rt::SafeArray(rt::VarType::Variant, 0, {Variant(1)}), conn(),
        13},
-      {"an unallocated array",
-       [&] { return obj_->dbCreateRecord(rt::SafeArray(rt::VarType::Record), conn()); }, 9},
-      {"an element that is no record",
-       [&] {
-         return obj_->dbCreateRecord(rt::SafeArray(rt::VarType::Variant, 0, {Variant(1)}), conn());
-       },
-       13},
-      {"no field names",
-       [&] { return obj_->dbCreateRecord(rt::SafeArray(rt::VarType::Record, 0, {}), conn()); }, 5},
-      {"a table that does not exist",
-       [&] {
-         return obj_->dbCreateRecord(FieldRecRow({{"Nowhere", "A", Variant(1)}}), conn());
-       },
-       -1},
-      {"a value the column cannot hold",
-       [&] {
-         return obj_->dbCreateRecord(FieldRecRow({{"T", "A", Variant("abc")}}), conn());
-       },
-       -1},
+      {"no field names", rt::SafeArray(rt::VarType::Record, 0, {}), conn(), 5},
+      {"a table that does not exist", FieldRecRow({{"Nowhere", "A", Variant(1)}}), conn(), -1},
+      {"a value the column cannot hold", FieldRecRow({{"T", "A", Variant("abc")}}), conn(), -1},
   };
   for (const auto& c : cases) {
     obj_->dbCloseRecordset();
     obj_->dbClearError();
-    EXPECT_FALSE(c.call()) << c.what;
+    EXPECT_FALSE(obj_->dbCreateRecord(c.fields, c.conn)) << c.what;
     const std::int32_t got = obj_->dbGetLastError().Number;
     if (c.number == -1) {
-      EXPECT_NE(got, 0) << c.what;  // the store's own error
+      EXPECT_NE(got, 0) << c.what;
     } else {
       EXPECT_EQ(got, c.number) << c.what;
     }
@@ -166,6 +146,11 @@ TEST_F(WorkingRecordsetTest, SetRecordsetIsStaticAndReadOnlyWhateverItIsAsked) {
 }
 
 TEST_F(WorkingRecordsetTest, GetRecordCopiesOneColumnFromOne) {
+  // A server-side forward-only cursor reports -1 as its count: nothing copied.
+  std::int32_t none = 0;
+  EXPECT_EQ(Texts(obj_->dbGetRecord("Staff", "Name", none, "", conn())),
+            (std::vector<std::string>{""}));
+  EXPECT_EQ(none, -1);
   // A client-side cursor knows its count.
   cn_->SetCursorLocation(dal::ado::adUseClient);
   struct Case {
@@ -227,15 +212,6 @@ TEST_F(WorkingRecordsetTest, GetRecordFailuresKeepWhatWasRead) {
       EXPECT_EQ(obj_->dbGetLastError().Number, c.number) << c.what;
     }
   }
-}
-
-TEST_F(WorkingRecordsetTest, GetRecordOnACursorWithoutACountCopiesNothing) {
-  // A server-side forward-only cursor reports -1 as its count.
-  std::int32_t count = 0;
-  EXPECT_EQ(Texts(obj_->dbGetRecord("Staff", "Name", count, "", conn())),
-            (std::vector<std::string>{""}));
-  EXPECT_EQ(count, -1);
-  EXPECT_EQ(obj_->dbGetLastError().Number, 0);
 }
 
 TEST_F(WorkingRecordsetTest, LateBoundCallsTakeFieldRecRecordsAndWriteTheCountBack) {

@@ -69,26 +69,26 @@ class FieldsTest : public ComponentTest {
 TEST_F(FieldsTest, DaoFieldsGetTheirWidthDefaultsAndFlags) {
   struct Case {
     const char* name;
-    std::int32_t type, size, attributes;
+    std::int32_t type, size;
     const char* given;
     bool required;
     std::string size_, defaultValue;
     bool allowZero;
   };
   const Case cases[] = {
-      {"T1", 10, 0, 0, "", false, "20", "", true},      // text: 20 wide
-      {"T2", 10, 5, 0, "'x'", true, "5", "'x'", true},  // given width and default
-      {"B", 2, 0, 0, "", false, "1", "0", false},       // Byte, Integer, Long, Single: zero
-      {"I", 3, 0, 0, "", false, "2", "0", false},
-      {"L", 4, 0, 0, "7", false, "4", "7", false},
-      {"S", 6, 0, 0, "", false, "4", "0", false},
-      {"D", 7, 0, 0, "", false, "8", "", false},  // Double, Currency, Date: none
-      {"C", 5, 0, 0, "", false, "8", "", false},
-      {"M", 12, 0, 0, "", false, "0", "", true},
+      {"T1", 10, 0, "", false, "20", "", true},      // text: 20 wide
+      {"T2", 10, 5, "'x'", true, "5", "'x'", true},  // given width and default
+      {"B", 2, 0, "", false, "1", "0", false},       // Byte, Integer, Long, Single: zero
+      {"I", 3, 0, "", false, "2", "0", false},
+      {"L", 4, 0, "7", false, "4", "7", false},
+      {"S", 6, 0, "", false, "4", "0", false},
+      {"D", 7, 0, "", false, "8", "", false},  // Double, Currency, Date: none
+      {"C", 5, 0, "", false, "8", "", false},
+      {"M", 12, 0, "", false, "0", "", true},
   };
   for (const auto& c : cases) {
-    EXPECT_TRUE(obj_->dbCreateFieldItem("Pay", c.name, c.type, c.size, c.attributes, c.given, 0,
-                                        true, c.required))
+    EXPECT_TRUE(
+        obj_->dbCreateFieldItem("Pay", c.name, c.type, c.size, 0, c.given, 0, true, c.required))
         << c.name << ": " << obj_->dbGetLastError().Description;
   }
   ReopenDefault();

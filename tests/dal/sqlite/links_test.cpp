@@ -42,7 +42,6 @@ TEST(LinkStatements, AreBuiltFromTheShape) {
   EXPECT_EQ(sqlite::LinkSelectSql(one), "SELECT [ID], [Name], [Note] FROM [dbo].[Staff]");
   EXPECT_EQ(sqlite::LinkInsertSql(one, {0, 2}),
             "INSERT INTO [dbo].[Staff] ([ID], [Note]) VALUES (?, ?)");
-  EXPECT_EQ(sqlite::LinkUpdateSql(one, {1}), "UPDATE [dbo].[Staff] SET [Name] = ? WHERE [ID] = ?");
   auto two = Shape({"ID"});
   two.virtualKeys = {"Name", "Note"};  // the virtual index wins over the source's key
   EXPECT_EQ(sqlite::LinkDeleteSql(two),
@@ -197,18 +196,6 @@ TEST_F(FileLinkTest, StatementsReachTheSourceThroughTheHook) {
   sqlite::SetLinkStatementHook({});
   ASSERT_GE(sent.size(), 2u);
   EXPECT_EQ(sent.back(), "UPDATE [Staff] SET [Name] = ? WHERE [ID] = ?");
-}
-
-TEST_F(FileLinkTest, MissingSourceIsRefusedAndNothingRecorded) {
-  auto cn = Connect();
-  schema::TableDef def;
-  def.name = "Gone";
-  def.kind = schema::TableKind::Link;
-  def.connect = ";DATABASE=" + (dir_ / "nowhere.mdb").string();
-  def.sourceTable = "Gone";
-  EXPECT_EQ(Raised([&] { cn->backend().Schema().CreateTable(def); }).Number,
-            rt::err::kCouldNotFindFile);
-  EXPECT_FALSE(cn->backend().Schema().Table("Gone"));
 }
 
 }  // namespace
