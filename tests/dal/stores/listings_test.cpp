@@ -92,15 +92,11 @@ INSTANTIATE_TEST_SUITE_P(Stores, ListingsOnStoreTest, EveryStore(), StoreParamNa
 // SQL Server: the statements of the field and property listings, on the
 // stand-in driver (which lists its tables through the table rowset too).
 TEST(ListingsOnSqlServer, StatementsOnTheStandIn) {
-  const auto dir =
-      std::filesystem::temp_directory_path() / ("zmdb_listings_" + std::to_string(::getpid()));
-  std::filesystem::create_directories(dir);
+  const StandInDirectory standIn("listings");
   {
     rt::ScopedHost scope(std::make_shared<rt::HeadlessHost>());
     clsZMDBFunc obj;
-    ASSERT_TRUE(obj.dbSetConnect(
-        "DRIVER=SQL Server SQLite stand-in;Database=" + (dir / "t.db").string() + ";", false))
-        << obj.dbGetLastError().Description;
+    ASSERT_TRUE(obj.dbSetConnect(standIn.text, false)) << obj.dbGetLastError().Description;
     auto cn = std::dynamic_pointer_cast<Connection>(obj.dbGetConnect(false));
     cn->Execute("CREATE TABLE Staff (ID INT, Name VARCHAR(20))");
     cn->Execute("CREATE VIEW Named AS SELECT Name FROM Staff");
@@ -118,7 +114,6 @@ TEST(ListingsOnSqlServer, StatementsOnTheStandIn) {
     EXPECT_EQ(obj.dbGetLastError().Number, 0) << obj.dbGetLastError().Description;
     obj.dbCloseConnect(false);
   }
-  std::filesystem::remove_all(dir);
 }
 
 }  // namespace

@@ -20,18 +20,9 @@ namespace {
 
 using rt::Variant;
 
-Variant Of(const std::shared_ptr<Connection>& cn) {
-  return Variant(rt::ObjectRef(cn));
-}
-
-// A file-store database holding one table of the types every server holds
+// A file-store database given one table of the types every server holds
 // as they are, with a primary key and a unique index.
-std::shared_ptr<Connection> LocalWithStaff(const std::filesystem::path& dir) {
-  std::filesystem::create_directories(dir);
-  const std::string path = (dir / "local.mdb").string();
-  sqlite::OpenDatabase({path, true, false, 5000})->Close();
-  auto cn = Connection::Create();
-  cn->Open("PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + path + ";");
+void AddStaff(const std::shared_ptr<Connection>& cn) {
   cn->Execute(
       "CREATE TABLE Staff (ID LONG NOT NULL, Name TEXT(20) NOT NULL, Note MEMO, Qty SHORT, "
       "Price CURRENCY, Amount DOUBLE, Born DATETIME, Active BIT, Exact DECIMAL(12,3), "
@@ -44,23 +35,14 @@ std::shared_ptr<Connection> LocalWithStaff(const std::filesystem::path& dir) {
        }) {
     cn->Execute(std::string("INSERT INTO Staff VALUES ") + row);
   }
-  return cn;
 }
 
-class StructureCopyTest : public StoreTest {
+class StructureCopyTest : public LocalAndStoreTest {
  protected:
   void SetUp() override {
-    StoreTest::SetUp();
+    LocalAndStoreTest::SetUp();
     if (IsSkipped()) return;
-    dir_ = std::filesystem::temp_directory_path() /
-           ("zmdb_structure_" + StoreName(store()) + "_" + std::to_string(::getpid()));
-    local_ = LocalWithStaff(dir_);
-    remote_ = Connect();
-  }
-  void TearDown() override {
-    if (local_) local_->Close();
-    if (!dir_.empty()) std::filesystem::remove_all(dir_);
-    StoreTest::TearDown();
+    AddStaff(local_);
   }
   // What a copy must keep of each field: its name (servers may fold its
   // case), type, size, Required and counter attribute.
@@ -88,13 +70,6 @@ class StructureCopyTest : public StoreTest {
                                          const std::string& t) {
     return Open(cn, "SELECT * FROM " + t + " ORDER BY ID")->VisibleRows();
   }
-
-  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
-  rt::ScopedHost scope_{host_};
-  clsZMDBFunc obj_;
-  std::filesystem::path dir_;
-  std::shared_ptr<Connection> local_;
-  std::shared_ptr<Connection> remote_;
 };
 
 TEST_P(StructureCopyTest, ToTheServerAndBackKeepsStructureAndRows) {
@@ -147,16 +122,16 @@ INSTANTIATE_TEST_SUITE_P(Servers, StructureCopyTest,
 // stand-in driver runs (and keeps) on a SQLite file with a "dbo" database
 // attached, and rows are copied through the dialect adapter.
 TEST(StructureOnSqlServer, StatementsAsSent) {
-  const auto dir = std::filesystem::temp_directory_path() /
-                   ("zmdb_structure_standin_" + std::to_string(::getpid()));
+  const StandInDirectory standIn("structure_standin");
+  const std::filesystem::path& dir = standIn.dir;
   {
-    auto local = LocalWithStaff(dir / "local");
+    auto local = OpenLocalFile(dir / "local");
+    AddStaff(local);
     local->Execute("DROP INDEX ByName ON Staff");
     auto host = std::make_shared<rt::HeadlessHost>();
     rt::ScopedHost scope(host);
     clsZMDBFunc obj;
-    ASSERT_TRUE(obj.dbSetConnect(
-        "DRIVER=SQL Server SQLite stand-in;Database=" + (dir / "t.db").string() + ";", false));
+    ASSERT_TRUE(obj.dbSetConnect(standIn.text, false));
     auto cn = std::dynamic_pointer_cast<Connection>(obj.dbGetConnect(false));
     cn->Execute("ATTACH DATABASE '" + (dir / "dbo.db").string() + "' AS dbo");
     cn->EnableStatementLog(true);
@@ -189,7 +164,6 @@ TEST(StructureOnSqlServer, StatementsAsSent) {
     EXPECT_TRUE(obj.dbCloseConnect(false));
     local->Close();
   }
-  std::filesystem::remove_all(dir);
 }
 
 }  // namespace
