@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "listing_texts.h"
 #include "store_fixture.h"
 #include "zmdb/dal/dao/dao.h"
 #include "zmdb/dal/typecodes.h"
@@ -200,7 +201,7 @@ INSTANTIATE_TEST_SUITE_P(Stores, DaoOnStoreTest, EveryStore(), StoreParamName);
 // The items of a listing in upper case, separated by spaces.
 std::string Upper(const rt::SafeArray& items) {
   std::string out;
-  for (const Variant& v : items.items()) out += (out.empty() ? "" : " ") + rt::CStr(v);
+  for (const std::string& t : zmdb::testing::Texts(items)) out += (out.empty() ? "" : " ") + t;
   return rt::AsciiUpper(out);
 }
 

@@ -8,6 +8,7 @@
 
 #include <filesystem>
 
+#include "listing_texts.h"
 #include "store_fixture.h"
 #include "zmdb/frame/component.h"
 #include "zmdb/runtime/host.h"
@@ -16,12 +17,7 @@ namespace zmdb::dal::testing {
 namespace {
 
 using rt::Variant;
-
-std::vector<std::string> Texts(const rt::SafeArray& a) {
-  std::vector<std::string> out;
-  for (const Variant& v : a.items()) out.push_back(rt::CStr(v));
-  return out;
-}
+using zmdb::testing::Texts;
 
 // "Name=Value" of each property record whose name is in `names`.
 std::vector<std::string> Props(const rt::SafeArray& a, const std::vector<std::string>& names) {
