@@ -46,9 +46,10 @@ class StructureCopyTest : public LocalAndStoreTest {
   }
   // What a copy must keep of each field: its name (servers may fold its
   // case), type, size, Required and counter attribute.
-  std::vector<std::string> Fields(const std::shared_ptr<Connection>& cn, const std::string& t) {
+  // `conn` missing: the default database.
+  std::vector<std::string> Fields(const Variant& conn, const std::string& t) {
     std::vector<std::string> out;
-    const rt::SafeArray records = obj_.dbGetTblStruct(t, Of(cn));
+    const rt::SafeArray records = obj_.dbGetTblStruct(t, conn);
     for (const Variant& r : records.items()) {
       const zmdb::schema::FieldStructure f = zmdb::schema::FromRecord(r.AsRecord());
       out.push_back(rt::AsciiUpper(f.name) + " " + std::to_string(f.type) + " " +
@@ -95,15 +96,38 @@ TEST_P(StructureCopyTest, ToTheServerAndBackKeepsStructureAndRows) {
       << obj_.dbGetLastError().Description;
   ASSERT_TRUE(obj_.dbCopyRows("staff", "StaffBack", "", Of(remote_), Of(local_)))
       << obj_.dbGetLastError().Description;
-  const auto fields = Fields(local_, "Staff");
+  const auto fields = Fields(Of(local_), "Staff");
   ASSERT_EQ(fields.size(), 9u);
   EXPECT_EQ(fields[1], "NAME 202 20 1 0");
-  EXPECT_EQ(Fields(local_, "StaffBack"), fields);
+  EXPECT_EQ(Fields(Of(local_), "StaffBack"), fields);
   ASSERT_EQ(Rows(local_, "Staff").size(), 3u);
   EXPECT_EQ(Rows(local_, "StaffBack"), Rows(local_, "Staff"));
   // The primary key came back.
   EXPECT_THROW(local_->Execute("INSERT INTO StaffBack (ID, Name) VALUES (1, 'Other')"),
                rt::PlatformError);
+}
+
+// The same copy to and from a DAO-style database opened on the server as
+// the default database (no Conn): the same structure as through a Connection.
+TEST_P(StructureCopyTest, ThroughADaoDatabaseOnTheServer) {
+  ASSERT_TRUE(obj_.dbCopyTblStruct("Staff", "staff", Of(local_), Of(remote_)))
+      << obj_.dbGetLastError().Description;
+  ASSERT_TRUE(obj_.dbSetConnect("ODBC;" + connectionString_, true))
+      << obj_.dbGetLastError().Description;
+  ASSERT_TRUE(obj_.dbCopyTblStruct("Staff", "staff_dao", Of(local_)))
+      << obj_.dbGetLastError().Description;
+  const auto viaConnection = Fields(Of(remote_), "staff");
+  ASSERT_EQ(viaConnection.size(), 9u);
+  EXPECT_EQ(Fields(Variant::Missing(), "staff_dao"), viaConnection);
+  ASSERT_TRUE(obj_.dbCopyTblStruct("staff_dao", "StaffBack", Variant::Missing(), Of(local_)))
+      << obj_.dbGetLastError().Description;
+  EXPECT_EQ(Fields(Of(local_), "StaffBack"), Fields(Of(local_), "Staff"));
+  // The unique index came along both ways.
+  EXPECT_TRUE(obj_.dbIndexExists("staff_dao", "ByName"));
+  local_->Execute("INSERT INTO StaffBack (ID, Name) VALUES (1, 'Li')");
+  EXPECT_THROW(local_->Execute("INSERT INTO StaffBack (ID, Name) VALUES (2, 'Li')"),
+               rt::PlatformError);
+  EXPECT_TRUE(obj_.dbCloseConnect(true));
 }
 
 TEST_P(StructureCopyTest, AnIndexTheServerRefusesTakesTheNewTableWithIt) {
