@@ -8,9 +8,9 @@
 // query that returns no rows (ADO type codes, as any recordset over the table
 // reports them), then what only the store's schema knows (attributes,
 // defaults, descriptions, indexes) where it has one, else the primary key.
-// The file store builds a table through its schema; a server through DDL
-// statements built apart. A type the target cannot hold is refused, by the
-// field's name, before anything is created.
+// Every store builds a table the same way: from a store-neutral definition
+// handed to its schema, which writes the store's own DDL. A type the target
+// cannot hold is refused, by the field's name, before anything is created.
 #include "zmdb/schema/structure.h"
 
 #include <algorithm>
@@ -35,7 +35,6 @@ namespace {
 using rt::Variant;
 using schema::FieldStructure;
 using schema::IndexStructure;
-using schema::ServerDialect;
 using schema::TableStructure;
 
 namespace dao = dal::typecodes::dao;
@@ -49,19 +48,18 @@ dal::Backend& BackendOf(const Variant& conn) {
   rt::Raise(rt::err::kTypeMismatch);
 }
 
-// The DDL a store takes: none for the file store (it is built through its
-// schema), else the server's dialect.
-std::optional<ServerDialect> DialectOf(const Variant& conn) {
-  if (connect::IsSQLServerConn(conn)) return ServerDialect::SqlServer;
+// Whether `conn` is on a server rather than the file store.
+schema::TargetStore TargetOf(const Variant& conn) {
+  if (connect::IsSQLServerConn(conn)) return schema::TargetStore::Server;
   const rt::ObjectRef object = conn.AsObject();
   if (auto cn = std::dynamic_pointer_cast<dal::Connection>(object)) {
     if (dal::RouteConnection(cn->ConnectionString(), cn->Provider()).kind == dal::StoreKind::File) {
-      return std::nullopt;
+      return schema::TargetStore::File;
     }
   } else if (auto db = std::dynamic_pointer_cast<dal::dao::Database>(object)) {
-    if (!rt::AsciiUpper(db->Connect()).starts_with(kOdbcPrefix)) return std::nullopt;
+    if (!rt::AsciiUpper(db->Connect()).starts_with(kOdbcPrefix)) return schema::TargetStore::File;
   }
-  return ServerDialect::PostgreSql;
+  return schema::TargetStore::Server;
 }
 
 // The store's schema definition of `table`, or no value when the store
@@ -78,8 +76,7 @@ std::optional<dal::schema::TableDef> SchemaDefinition(dal::Backend& backend,
 
 // What the store's schema adds to the columns: the field's own attributes,
 // validation and description, and the table's indexes.
-void AddSchemaDetail(TableStructure& s, const dal::schema::TableDef& def,
-                     std::optional<ServerDialect> dialect) {
+void AddSchemaDetail(TableStructure& s, const dal::schema::TableDef& def) {
   for (FieldStructure& f : s.fields) {
     const auto it = std::find_if(def.fields.begin(), def.fields.end(),
                                  [&](const auto& d) { return rt::NameEquals(d.name, f.name); });
@@ -96,8 +93,6 @@ void AddSchemaDetail(TableStructure& s, const dal::schema::TableDef& def,
   for (const auto& index : def.indexes) {
     if (index.foreign) continue;
     IndexStructure i{index.name, {}, index.primary, index.unique};
-    if (dialect && !index.primary)
-      i.name = schema::IndexNameFromServer(def.name, index.name, *dialect);
     for (const auto& field : index.fields) i.fields.push_back(field.name);
     s.indexes.push_back(std::move(i));
   }
@@ -126,25 +121,32 @@ TableStructure ReadStructure(const Variant& conn, const std::string& table) {
     }
   }
   if (const auto def = SchemaDefinition(backend, table)) {
-    AddSchemaDetail(s, *def, DialectOf(conn));
+    AddSchemaDetail(s, *def);
   } else if (auto key = backend.KeyColumns(table); !key.empty()) {
     s.indexes.push_back({"PrimaryKey", std::move(key), true, true});
   }
   return s;
 }
 
-dal::schema::TableDef FileStoreDefinition(const std::string& table, const TableStructure& s) {
+// The store-neutral definition of `table` with the fields and indexes of `s`.
+dal::schema::TableDef Definition(const std::string& table, const TableStructure& s,
+                                 schema::TargetStore target) {
+  const bool server = target == schema::TargetStore::Server;
   dal::schema::TableDef def;
   def.name = table;
   for (const FieldStructure& f : s.fields) {
     dal::schema::FieldDef d;
     d.name = f.name;
-    d.type = *schema::FileStoreDaoType(f);
+    d.type = *schema::DaoTypeOf(f, target);
     const bool sized = d.type == dao::dbText || d.type == dao::dbBinary;
     d.size = sized ? f.definedSize : 0;
-    // Only a Long counts its rows itself.
-    d.attributes =
-        d.type == dao::dbLong ? f.attributes : f.attributes & ~dal::schema::kAutoIncrField;
+    // Only a Long counts its rows itself (a BigInt too on a server), and only
+    // a server keeps text at a fixed width.
+    const bool counts = d.type == dao::dbLong || (server && d.type == dao::dbBigInt);
+    d.attributes = counts ? f.attributes : f.attributes & ~dal::schema::kAutoIncrField;
+    const bool fixed =
+        f.type == dal::typecodes::ado::adWChar || f.type == dal::typecodes::ado::adChar;
+    if (server && fixed && d.type == dao::dbText) d.attributes |= dal::schema::kFixedField;
     d.required = f.required;
     d.allowZeroLength = f.allowZeroLength;
     d.defaultValue = f.defaultValue;
@@ -168,37 +170,20 @@ dal::schema::TableDef FileStoreDefinition(const std::string& table, const TableS
 }
 
 // Make `table` on the store of `conn` with the fields (in their ordinal
-// order) and indexes of `s`. Every type is checked before anything is made.
+// order) and indexes of `s`. Every type is checked before anything is made;
+// the store makes the table whole or not at all.
 void CreateStructure(const Variant& conn, const std::string& table, TableStructure s) {
   std::stable_sort(s.fields.begin(), s.fields.end(), [](const auto& a, const auto& b) {
     return a.ordinalPosition < b.ordinalPosition;
   });
-  const std::optional<ServerDialect> dialect = DialectOf(conn);
-  if (const std::string refused = schema::FirstUnholdableField(s.fields, dialect);
-      !refused.empty()) {
+  if (const std::string refused = schema::FirstUnholdableField(s.fields); !refused.empty()) {
     rt::RaiseDetailed(rt::err::kInvalidFieldType, refused);
   }
-  if (!dialect) {
-    BackendOf(conn).Schema().CreateTable(FileStoreDefinition(table, s));
-    return;
+  // SQL Server keeps no descriptions: a copy there leaves them out.
+  if (connect::IsSQLServerConn(conn)) {
+    for (FieldStructure& f : s.fields) f.description.clear();
   }
-  rt::CallMethod(conn, "Execute",
-                 {Variant(schema::ServerCreateTableStatement(table, s, *dialect))});
-  // An index the server refuses (on PostgreSQL index names are the schema's,
-  // not the table's) takes the new table with it: the copy is whole or none.
-  try {
-    for (const IndexStructure& index : s.indexes) {
-      if (index.primary) continue;
-      rt::CallMethod(conn, "Execute",
-                     {Variant(schema::ServerCreateIndexStatement(table, index, *dialect))});
-    }
-  } catch (...) {
-    try {
-      rt::CallMethod(conn, "Execute", {Variant(schema::ServerDropTableStatement(table, *dialect))});
-    } catch (...) {  // the index's own failure is the one to report
-    }
-    throw;
-  }
+  BackendOf(conn).Schema().CreateTable(Definition(table, s, TargetOf(conn)));
 }
 
 bool Usable(const ResolvedStore& store) {

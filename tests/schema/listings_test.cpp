@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "listing_texts.h"
 #include "schema_fixture.h"
 #include "zmdb/dal/dao/dao.h"
 
@@ -13,12 +14,6 @@ namespace zmdb::testing {
 namespace {
 
 using rt::Variant;
-
-std::vector<std::string> Texts(const rt::SafeArray& a) {
-  std::vector<std::string> out;
-  for (const Variant& v : a.items()) out.push_back(rt::CStr(v));
-  return out;
-}
 
 // "Name=Value:Type" of each property record.
 std::vector<std::string> Props(const rt::SafeArray& a) {

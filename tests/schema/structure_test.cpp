@@ -15,45 +15,47 @@ namespace {
 
 using rt::Variant;
 using schema::FieldStructure;
-using schema::ServerDialect;
 
 constexpr std::int32_t kCounter = 0x10;
 
-// One ADO type and how each store holds it ("" where it cannot).
+// One ADO type and the DAO type each kind of store holds it as (none where
+// no store can).
 struct TypeCase {
   std::int32_t type, size, attributes, precision, scale;
-  std::optional<std::int32_t> jet;  // DAO type on the file store
-  const char* postgres;
-  const char* sqlServer;
+  std::optional<std::int32_t> file, server;
 };
 
-TEST(StructureTypes, EachAdoTypeMapsToEachStoresColumnType) {
+TEST(StructureTypes, EachAdoTypeMapsToTheDaoTypeOfEachStore) {
   const TypeCase cases[] = {
-      {202, 50, 0, 0, 0, 10, "VARCHAR(50)", "NVARCHAR(50)"},
-      {202, 300, 0, 0, 0, 12, "VARCHAR(300)", "NVARCHAR(300)"},
-      {200, 20, 0, 0, 0, 10, "VARCHAR(20)", "VARCHAR(20)"},
-      {129, 3, 0, 0, 0, 10, "CHAR(3)", "CHAR(3)"},
-      {203, 536870910, 0, 0, 0, 12, "TEXT", "NVARCHAR(MAX)"},
-      {3, 4, 0, 0, 0, 4, "INTEGER", "INT"},
-      {3, 4, kCounter, 0, 0, 4, "SERIAL", "INT IDENTITY(1,1)"},
-      {2, 2, 0, 0, 0, 3, "SMALLINT", "SMALLINT"},
-      {17, 1, 0, 0, 0, 2, "SMALLINT", "TINYINT"},
-      {20, 8, 0, 0, 0, 16, "BIGINT", "BIGINT"},
-      {6, 8, 0, 0, 0, 5, "NUMERIC(19,4)", "MONEY"},
-      {4, 4, 0, 0, 0, 6, "REAL", "REAL"},
-      {5, 8, 0, 0, 0, 7, "DOUBLE PRECISION", "FLOAT"},
-      {7, 8, 0, 0, 0, 8, "TIMESTAMP", "DATETIME"},
-      {133, 6, 0, 0, 0, 8, "DATE", "DATE"},
-      {11, 2, 0, 0, 0, 1, "BOOLEAN", "BIT"},
-      {72, 16, 0, 0, 0, 15, "UUID", "UNIQUEIDENTIFIER"},
-      {128, 16, 0, 0, 0, 9, "BYTEA", "BINARY(16)"},
-      {204, 1000, 0, 0, 0, 11, "BYTEA", "VARBINARY(1000)"},
-      {205, 1073741823, 0, 0, 0, 11, "BYTEA", "VARBINARY(MAX)"},
-      {131, 19, 0, 12, 3, 20, "NUMERIC(12,3)", "DECIMAL(12,3)"},
-      // A server's NUMERIC(19,4) is the file store's Currency.
-      {131, 19, 0, 19, 4, 5, "NUMERIC(19,4)", "DECIMAL(19,4)"},
-      {9, 4, 0, 0, 0, std::nullopt, "", ""},
-      {999, 0, 0, 0, 0, std::nullopt, "", ""},
+      {202, 50, 0, 0, 0, 10, 10},
+      // Longer text than the file store's Text is a Memo there, not on a server.
+      {202, 300, 0, 0, 0, 12, 10},
+      {202, 5000, 0, 0, 0, 12, 12},
+      {200, 20, 0, 0, 0, 10, 10},
+      {129, 3, 0, 0, 0, 10, 10},
+      {203, 536870910, 0, 0, 0, 12, 12},
+      {3, 4, 0, 0, 0, 4, 4},
+      {3, 4, kCounter, 0, 0, 4, 4},
+      {2, 2, 0, 0, 0, 3, 3},
+      {17, 1, 0, 0, 0, 2, 2},
+      {20, 8, 0, 0, 0, 16, 16},
+      {6, 8, 0, 0, 0, 5, 5},
+      {4, 4, 0, 0, 0, 6, 6},
+      {5, 8, 0, 0, 0, 7, 7},
+      {7, 8, 0, 0, 0, 8, 8},
+      {133, 6, 0, 0, 0, 8, 8},
+      // A time of day stays one on a server.
+      {134, 6, 0, 0, 0, 8, 22},
+      {11, 2, 0, 0, 0, 1, 1},
+      {72, 16, 0, 0, 0, 15, 15},
+      {128, 16, 0, 0, 0, 9, 9},
+      {204, 1000, 0, 0, 0, 11, 9},
+      {205, 1073741823, 0, 0, 0, 11, 11},
+      {131, 19, 0, 12, 3, 20, 20},
+      // A server's NUMERIC(19,4) is a Currency field.
+      {131, 19, 0, 19, 4, 5, 5},
+      {9, 4, 0, 0, 0, std::nullopt, std::nullopt},
+      {999, 0, 0, 0, 0, std::nullopt, std::nullopt},
   };
   for (const TypeCase& c : cases) {
     FieldStructure f;
@@ -64,70 +66,22 @@ TEST(StructureTypes, EachAdoTypeMapsToEachStoresColumnType) {
     f.precision = c.precision;
     f.numericScale = c.scale;
     const std::string what = std::to_string(c.type) + "/" + std::to_string(c.size);
-    EXPECT_EQ(schema::FileStoreDaoType(f), c.jet) << what;
-    EXPECT_EQ(schema::ServerColumnType(f, ServerDialect::PostgreSql).value_or(""), c.postgres)
-        << what;
-    EXPECT_EQ(schema::ServerColumnType(f, ServerDialect::SqlServer).value_or(""), c.sqlServer)
-        << what;
+    EXPECT_EQ(schema::DaoTypeOf(f, schema::TargetStore::File), c.file) << what;
+    EXPECT_EQ(schema::DaoTypeOf(f, schema::TargetStore::Server), c.server) << what;
   }
 }
 
-FieldStructure Field(const char* name, std::int32_t type, std::int32_t size,
-                     std::int32_t attributes = 0, bool required = false,
-                     const char* defaultValue = "") {
-  FieldStructure f;
-  f.name = name;
-  f.type = type;
-  f.definedSize = size;
-  f.attributes = attributes;
-  f.required = required;
-  f.defaultValue = defaultValue;
-  return f;
-}
-
-TEST(StructureStatements, ServerTablesCarryTypesKeysDefaultsAndIndexes) {
-  schema::TableStructure s;
-  s.fields = {Field("ID", 3, 4, kCounter, true),         Field("Name", 202, 20, 0, true, "'无名'"),
-              Field("Born", 7, 8, 0, false, "=Date()"),  Field("Paid", 11, 2, 0, false, "False"),
-              Field("Weird", 5, 8, 0, false, "Rnd()*2"), Field("所在 部门", 202, 10)};
-  s.indexes = {{"PrimaryKey", {"ID"}, true, true}, {"ByName", {"Name", "所在 部门"}, false, true}};
-  EXPECT_EQ(schema::ServerCreateTableStatement("Staff", s, ServerDialect::PostgreSql),
-            "CREATE TABLE Staff (ID SERIAL NOT NULL, Name VARCHAR(20) NOT NULL DEFAULT '无名', "
-            "Born TIMESTAMP DEFAULT CURRENT_DATE, Paid BOOLEAN DEFAULT FALSE, "
-            "Weird DOUBLE PRECISION, \"所在 部门\" VARCHAR(10), "
-            "CONSTRAINT pk_Staff PRIMARY KEY (ID))");
-  EXPECT_EQ(schema::ServerCreateTableStatement("Staff", s, ServerDialect::SqlServer),
-            "CREATE TABLE [dbo].[Staff] ([ID] INT IDENTITY(1,1) NOT NULL, "
-            "[Name] NVARCHAR(20) NOT NULL DEFAULT '无名', [Born] DATETIME DEFAULT GETDATE(), "
-            "[Paid] BIT DEFAULT 0, [Weird] FLOAT, [所在 部门] NVARCHAR(10), "
-            "CONSTRAINT [pk_Staff] PRIMARY KEY ([ID]))");
-  EXPECT_EQ(schema::ServerCreateIndexStatement("Staff", s.indexes[1], ServerDialect::PostgreSql),
-            "CREATE UNIQUE INDEX Staff_ByName ON Staff (Name, \"所在 部门\")");
-  // On PostgreSQL an index is named after its table, and read back without it.
-  for (const auto& [stored, own] : {std::pair("staff_byname", "byname"),
-                                    {"Staff_", "Staff_"},
-                                    {"other_byname", "other_byname"},
-                                    {"byname", "byname"}}) {
-    EXPECT_EQ(schema::IndexNameFromServer("Staff", stored, ServerDialect::PostgreSql), own);
-  }
-  EXPECT_EQ(schema::IndexNameFromServer("Staff", "Staff_X", ServerDialect::SqlServer), "Staff_X");
-  EXPECT_EQ(schema::ServerCreateIndexStatement("Staff", {"Ix", {"Born"}, false, false},
-                                               ServerDialect::SqlServer),
-            "CREATE INDEX [Ix] ON [dbo].[Staff] ([Born])");
-  EXPECT_EQ(schema::ServerDropTableStatement("所在", ServerDialect::PostgreSql),
-            "DROP TABLE \"所在\"");
-  EXPECT_EQ(schema::ServerDropTableStatement("T", ServerDialect::SqlServer),
-            "DROP TABLE [dbo].[T]");
+TEST(StructureStatements, CopiesAndRefusals) {
   EXPECT_EQ(schema::CopyTableDataStatement("A", "B", ""), "INSERT INTO B SELECT * FROM A");
   EXPECT_EQ(schema::CopyTableDataStatement("A", "B", "ID>2"),
             "INSERT INTO B SELECT * FROM A WHERE ID>2");
-
-  s.fields.push_back(Field("Pointer", 9, 4));
-  EXPECT_EQ(schema::FirstUnholdableField(s.fields, ServerDialect::PostgreSql),
-            "Pointer: IDispatch, ADO type 9");
-  EXPECT_EQ(schema::FirstUnholdableField(s.fields, std::nullopt), "Pointer: IDispatch, ADO type 9");
-  EXPECT_THROW(schema::ServerCreateTableStatement("Staff", s, ServerDialect::SqlServer),
-               rt::PlatformError);
+  FieldStructure ok, pointer;
+  ok.name = "ID";
+  ok.type = 3;
+  pointer.name = "Pointer";
+  pointer.type = 9;
+  EXPECT_EQ(schema::FirstUnholdableField({ok}), "");
+  EXPECT_EQ(schema::FirstUnholdableField({ok, pointer}), "Pointer: IDispatch, ADO type 9");
 }
 
 class StructureTest : public SchemaTest {

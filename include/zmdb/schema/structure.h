@@ -1,7 +1,6 @@
 // A table's structure as the structure methods carry it between stores: its
 // fields (ADO type codes, as a recordset over the table reports them) and its
-// indexes, and the server statements that build it. Everything here is pure:
-// nothing runs a statement.
+// indexes. Everything here is pure: nothing runs a statement.
 #pragma once
 
 #include <cstdint>
@@ -44,43 +43,22 @@ struct TableStructure {
   std::vector<IndexStructure> indexes;
 };
 
-// The SQL a server store speaks for DDL.
-enum class ServerDialect { PostgreSql, SqlServer };
+// The kind of store a structure is made on: the file store, or a server,
+// which holds longer text and binary columns and a time of day.
+enum class TargetStore { File, Server };
 
 // The field-structure record ("FieldStruct") of a field, and a field read
 // back from one: members missing from the record keep their defaults.
 rt::Record ToRecord(const FieldStructure& field);
 FieldStructure FromRecord(const rt::Record& record);
 
-// The file store's DAO type for a field, or no value when the file store
-// cannot hold its ADO type. A server's NUMERIC(19,4) is a Currency field.
-std::optional<std::int32_t> FileStoreDaoType(const FieldStructure& field);
-// The column type of a field in a server's DDL ("NVARCHAR(50)", "SERIAL"),
-// or no value when the server cannot hold its ADO type.
-std::optional<std::string> ServerColumnType(const FieldStructure& field, ServerDialect dialect);
+// The DAO type a field of this ADO type takes on the target store, or no
+// value when no store can hold it. A NUMERIC(19,4) is a Currency field.
+std::optional<std::int32_t> DaoTypeOf(const FieldStructure& field, TargetStore target);
 
-// The first field whose type the target cannot hold, named with its type
+// The first field whose type no store can hold, named with its type
 // ("Photo: IDispatch, ADO type 9"); empty when every field fits.
-std::string FirstUnholdableField(const std::vector<FieldStructure>& fields,
-                                 std::optional<ServerDialect> dialect);
-
-// CREATE TABLE on a server: every field with its type, NOT NULL and DEFAULT,
-// and the primary key of `primaryKey` (when it has fields) as the constraint
-// "pk_" + table. Raises 3259 for a type the server cannot hold.
-std::string ServerCreateTableStatement(const std::string& table, const TableStructure& structure,
-                                       ServerDialect dialect);
-// The name an index of `table` takes on a server, and the index's own name
-// read back from one: on PostgreSQL index names belong to the schema, so an
-// index is stored as table + "_" + name, and the prefix is taken off again.
-std::string ServerIndexName(const std::string& table, const std::string& index,
-                            ServerDialect dialect);
-std::string IndexNameFromServer(const std::string& table, const std::string& stored,
-                                ServerDialect dialect);
-// CREATE [UNIQUE] INDEX for an index that is not the primary key.
-std::string ServerCreateIndexStatement(const std::string& table, const IndexStructure& index,
-                                       ServerDialect dialect);
-// DROP TABLE on a server, the table named as the two statements above name it.
-std::string ServerDropTableStatement(const std::string& table, ServerDialect dialect);
+std::string FirstUnholdableField(const std::vector<FieldStructure>& fields);
 
 // The statement that copies rows between two tables of one connection.
 std::string CopyTableDataStatement(const std::string& source, const std::string& target,

@@ -4,12 +4,17 @@
 #include "zmdb/dal/typecodes.h"
 #include "zmdb/dal/writeback.h"
 #include "zmdb/runtime/convert.h"
+#include "zmdb/runtime/number_parse.h"
+#include "zmdb/runtime/object.h"
 
 namespace zmdb::dal::odbc {
 
 namespace {
 
 using namespace typecodes::dao;
+
+// The longest sized Unicode text column of SQL Server.
+constexpr std::int32_t kLongestNVarChar = 4000;
 
 bool PlainIdentifier(std::string_view name) {
   if (name.empty() || std::isdigit(static_cast<unsigned char>(name.front()))) return false;
@@ -22,6 +27,29 @@ bool PlainIdentifier(std::string_view name) {
 
 std::string Sized(const char* type, std::int32_t size, std::int32_t fallback) {
   return std::string(type) + "(" + std::to_string(size > 0 ? size : fallback) + ")";
+}
+
+// A DAO field's default in the engine's text form ("0", "'abc'", "=Date()")
+// as the server writes it: literals as they are (text in single quotes),
+// True and False, and the date functions. Any other expression has no
+// server form and is left out.
+std::optional<std::string> ServerDefault(std::string_view value, Dialect dialect) {
+  std::string text(value);
+  if (!text.empty() && text[0] == '=') text.erase(0, 1);
+  const std::string upper = rt::AsciiUpper(text);
+  const bool pg = dialect == Dialect::Postgres;
+  if (upper == "DATE()" || upper == "NOW()") {
+    if (!pg) return std::string("CURRENT_TIMESTAMP");
+    return std::string(upper == "DATE()" ? "CURRENT_DATE" : "CURRENT_TIMESTAMP");
+  }
+  if (upper == "TRUE" || upper == "YES") return std::string(pg ? "TRUE" : "1");
+  if (upper == "FALSE" || upper == "NO") return std::string(pg ? "FALSE" : "0");
+  if (text.size() >= 2 && (text.front() == '"' || text.front() == '\'') &&
+      text.back() == text.front()) {
+    return "'" + text.substr(1, text.size() - 2) + "'";
+  }
+  if (!text.empty() && rt::IsNumeric(rt::Variant(text))) return text;
+  return std::nullopt;
 }
 
 const char* DaoTypeName(std::int32_t type) {
@@ -70,6 +98,25 @@ std::string Ddl::Stored(std::string_view name) const {
   return out;
 }
 
+bool Ddl::SchemaWideName(bool primary) const {
+  return dialect_ == Dialect::Postgres || (dialect_ == Dialect::SqlServer && primary);
+}
+
+std::string Ddl::IndexName(std::string_view table, std::string_view index, bool primary) const {
+  if (!SchemaWideName(primary)) return Stored(index);
+  return Stored(std::string(table) + "_" + std::string(index));
+}
+
+std::string Ddl::IndexNameRead(std::string_view table, std::string_view stored,
+                               bool primary) const {
+  const std::string prefix = std::string(table) + "_";
+  if (!SchemaWideName(primary) || stored.size() <= prefix.size() ||
+      !rt::NameEquals(stored.substr(0, prefix.size()), prefix)) {
+    return std::string(stored);
+  }
+  return std::string(stored.substr(prefix.size()));
+}
+
 std::string Ddl::Name(std::string_view name) const {
   return QuoteName(name, quirks_);
 }
@@ -115,6 +162,7 @@ std::string Ddl::ColumnType(const schema::FieldDef& f) const {
     case dbText:
       if ((f.attributes & schema::kFixedField) != 0)
         return Sized(ss ? "nchar" : "char", f.size, 255);
+      if (ss && f.size > kLongestNVarChar) return "nvarchar(max)";
       return Sized(ss ? "nvarchar" : "varchar", f.size, 255);
     case dbChar:
       return Sized(ss ? "nchar" : "char", f.size, 255);
@@ -128,7 +176,8 @@ std::string Ddl::ColumnType(const schema::FieldDef& f) const {
     case dbNumeric:
       return "numeric(18,0)";
     case dbDecimal:
-      return "decimal(18,0)";
+      if (f.precision <= 0) return "decimal(18,0)";
+      return "decimal(" + std::to_string(f.precision) + "," + std::to_string(f.scale) + ")";
     case dbGUID:
       if (pg) return "uuid";
       if (ss) return "uniqueidentifier";
@@ -145,7 +194,10 @@ std::string Ddl::ColumnType(const schema::FieldDef& f) const {
 std::string Ddl::Column(const schema::FieldDef& f) const {
   std::string sql = Name(f.name) + " " + ColumnType(f);
   if (f.required) sql += " NOT NULL";
-  if (!f.defaultValue.empty()) sql += " DEFAULT " + f.defaultValue;
+  const bool counter = (f.attributes & schema::kAutoIncrField) != 0;
+  if (const auto value = ServerDefault(f.defaultValue, dialect_); value && !counter) {
+    sql += " DEFAULT " + *value;
+  }
   return sql;
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -32,13 +33,20 @@ class Ddl {
   // callers write without quotes reach the same object. Existing objects
   // are named as the catalogue spells them.
   std::string Stored(std::string_view name) const;
+  // The name a new index of `table` is given, and an index's own name read
+  // back. Where an index's name belongs to the schema, not the table (every
+  // index on PostgreSQL, a primary key's constraint on SQL Server), it is
+  // stored as table + "_" + name and the prefix taken off again.
+  std::string IndexName(std::string_view table, std::string_view index, bool primary) const;
+  std::string IndexNameRead(std::string_view table, std::string_view stored, bool primary) const;
   // A name quoted with the driver's quote, as given.
   std::string Name(std::string_view name) const;
 
   // The column type of a DAO field; error 3259 naming the type for one the
   // server cannot hold.
   std::string ColumnType(const schema::FieldDef& field) const;
-  // "name type [NOT NULL] [DEFAULT value]".
+  // "name type [NOT NULL] [DEFAULT value]": a default only when it is a
+  // literal, True/False or a date function, which the server's text gives.
   std::string Column(const schema::FieldDef& field) const;
 
   // CREATE TABLE with the fields and the primary key (the other indexes are
@@ -64,6 +72,7 @@ class Ddl {
 
  private:
   std::string Literal(std::string_view text) const;
+  bool SchemaWideName(bool primary) const;
   Dialect dialect_;
   Quirks quirks_;
 };

@@ -64,6 +64,7 @@ class OdbcSchema : public schema::SchemaStore {
     if (!remarks.empty()) schema::PutProp(t.props, {"Description", 10, remarks});
     t.fields = FieldsOf(*found, true);
     if (found->kind == schema::TableKind::Table) t.indexes = IndexesOf(*found);
+    for (auto& ix : t.indexes) ix.name = ddl_.IndexNameRead(t.name, ix.name, ix.primary);
     return t;
   }
 
@@ -74,7 +75,7 @@ class OdbcSchema : public schema::SchemaStore {
     t.name = ddl_.Stored(t.name);
     for (auto& f : t.fields) f.name = ddl_.Stored(f.name);
     for (auto& ix : t.indexes) {
-      ix.name = ddl_.Stored(ix.name);
+      ix.name = ddl_.IndexName(t.name, ix.name, ix.primary);
       for (auto& k : ix.fields) k.name = ddl_.Stored(k.name);
     }
     // Every statement is built and every property checked before the first
@@ -86,7 +87,18 @@ class OdbcSchema : public schema::SchemaStore {
     for (const auto& ix : t.indexes) {
       if (!ix.primary) statements.push_back(ddl_.CreateIndex(t.name, ix));
     }
-    for (const auto& s : statements) Run(s);
+    Run(statements.front());
+    // An index the server refuses takes the new table with it: the table is
+    // made whole or not at all.
+    try {
+      for (std::size_t i = 1; i < statements.size(); ++i) Run(statements[i]);
+    } catch (...) {
+      try {
+        Run(ddl_.DropTable(t.name));
+      } catch (...) {  // the index's own failure is the one to report
+      }
+      throw;
+    }
     if (const auto* d = schema::FindProp(t.props, "Description")) {
       Describe(t.name, "", rt::CStr(d->value));
     }
@@ -139,9 +151,10 @@ class OdbcSchema : public schema::SchemaStore {
       if (f.type != field.type || f.size != field.size || f.required != field.required ||
           f.defaultValue != field.defaultValue || f.allowZeroLength != field.allowZeroLength ||
           f.attributes != field.attributes) {
-        Refuse("Changing the type, size, attributes, Required, AllowZeroLength or DefaultValue "
-               "of a field of a " +
-               std::string(DialectName(ddl_.dialect())) + " table");
+        Refuse(
+            "Changing the type, size, attributes, Required, AllowZeroLength or DefaultValue "
+            "of a field of a " +
+            std::string(DialectName(ddl_.dialect())) + " table");
       }
     }
   }
@@ -149,7 +162,7 @@ class OdbcSchema : public schema::SchemaStore {
   void CreateIndex(std::string_view table, const schema::IndexDef& index) override {
     const Found t = Existing(table);
     schema::IndexDef ix = index;
-    ix.name = ddl_.Stored(ix.name);
+    ix.name = ddl_.IndexName(t.name, ix.name, ix.primary);
     for (auto& k : ix.fields) k.name = FieldName(t, k.name);
     for (const auto& have : IndexesOf(t)) {
       if (NameEquals(have.name, ix.name)) engerr::Raise(rt::err::kIndexExists, "");
@@ -161,7 +174,9 @@ class OdbcSchema : public schema::SchemaStore {
   void DropIndex(std::string_view table, std::string_view index) override {
     const Found t = Existing(table);
     for (const auto& ix : IndexesOf(t)) {
-      if (NameEquals(ix.name, index)) return Run(ddl_.DropIndex(t.name, ix));
+      if (NameEquals(ddl_.IndexNameRead(t.name, ix.name, ix.primary), index)) {
+        return Run(ddl_.DropIndex(t.name, ix));
+      }
     }
     engerr::ItemNotFound();
   }

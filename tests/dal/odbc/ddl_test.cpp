@@ -98,6 +98,55 @@ TEST(OdbcDdl, StatementsInEachDialect) {
   for (const Case& c : cases) EXPECT_EQ(c.built, c.want);
 }
 
+// A copied table's columns: a default only where the server has a form for
+// it, a Decimal's digits, and long Unicode text on SQL Server.
+TEST(OdbcDdl, ColumnsCarryLiteralDefaultsAndDigits) {
+  schema::FieldDef exact = Field("Exact", dbDecimal);
+  exact.precision = 12;
+  exact.scale = 3;
+  struct Case {
+    const Ddl& ddl;
+    schema::FieldDef field;
+    const char* want;
+  };
+  const Case cases[] = {
+      {kPostgres, Field("n", dbText, 20, 0, true, "'无名'"),
+       "\"n\" varchar(20) NOT NULL DEFAULT '无名'"},
+      {kSqlServer, Field("n", dbText, 20, 0, false, "\"a\""), "[n] nvarchar(20) DEFAULT 'a'"},
+      {kPostgres, Field("b", dbDate, 0, 0, false, "=Date()"),
+       "\"b\" timestamp DEFAULT CURRENT_DATE"},
+      {kSqlServer, Field("b", dbDate, 0, 0, false, "Now()"),
+       "[b] datetime DEFAULT CURRENT_TIMESTAMP"},
+      {kPostgres, Field("p", dbBoolean, 0, 0, false, "False"), "\"p\" boolean DEFAULT FALSE"},
+      {kSqlServer, Field("p", dbBoolean, 0, 0, false, "Yes"), "[p] bit DEFAULT 1"},
+      {kPostgres, Field("w", dbDouble, 0, 0, false, "Rnd()*2"), "\"w\" double precision"},
+      {kPostgres, Field("id", dbLong, 0, schema::kAutoIncrField, true, "0"),
+       "\"id\" serial NOT NULL"},
+      {kPostgres, exact, "\"Exact\" decimal(12,3)"},
+      {kSqlServer, Field("d", dbDecimal), "[d] decimal(18,0)"},
+      {kSqlServer, Field("long", dbText, 5000), "[long] nvarchar(max)"},
+      {kPostgres, Field("long", dbText, 5000), "\"long\" varchar(5000)"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(c.ddl.Column(c.field), c.want);
+}
+
+// Where an index's name is the schema's (any on PostgreSQL, a primary key
+// on SQL Server) it is named after its table, and read back without it.
+TEST(OdbcDdl, SchemaWideIndexNamesCarryTheirTable) {
+  EXPECT_EQ(kPostgres.IndexName("staff", "ByName", false), "staff_byname");
+  EXPECT_EQ(kPostgres.IndexName("所在", "PrimaryKey", true), "所在_primarykey");
+  EXPECT_EQ(kSqlServer.IndexName("Staff", "ByName", false), "ByName");
+  EXPECT_EQ(kSqlServer.IndexName("Staff", "PrimaryKey", true), "Staff_PrimaryKey");
+  EXPECT_EQ(kSqlServer.IndexNameRead("Staff", "Staff_PrimaryKey", true), "PrimaryKey");
+  for (const auto& [stored, own] : {std::pair("staff_byname", "byname"),
+                                    {"Staff_", "Staff_"},
+                                    {"other_byname", "other_byname"},
+                                    {"byname", "byname"}}) {
+    EXPECT_EQ(kPostgres.IndexNameRead("Staff", stored, false), own);
+  }
+  EXPECT_EQ(kSqlServer.IndexNameRead("Staff", "Staff_X", false), "Staff_X");
+}
+
 // New names are given as PostgreSQL stores an unquoted name: plain
 // identifiers in lower case, anything else as written.
 TEST(OdbcDdl, NewNamesFoldOnlyWherePostgresWould) {

@@ -205,11 +205,9 @@ INSTANTIATE_TEST_SUITE_P(Servers, ComponentOnSqlServerTest, ::testing::Values(St
 // Server, so the library translates what it runs there; the stand-in driver
 // runs the translated text on a SQLite file.
 TEST(SqlServerStatements, AreTranslatedAndRun) {
-  const auto dir =
-      std::filesystem::temp_directory_path() / ("zmdb_standin_" + std::to_string(::getpid()));
-  std::filesystem::create_directories(dir);
-  const std::string text =
-      "DRIVER=SQL Server SQLite stand-in;Database=" + (dir / "t.db").string() + ";";
+  const StandInDirectory standIn("standin");
+  const std::filesystem::path& dir = standIn.dir;
+  const std::string& text = standIn.text;
   {
     auto host = std::make_shared<rt::HeadlessHost>();
     rt::ScopedHost scope(host);
@@ -271,7 +269,6 @@ TEST(SqlServerStatements, AreTranslatedAndRun) {
     EXPECT_EQ(obj.dbGetLastError().Number, 0);
     EXPECT_TRUE(obj.dbCloseConnect(false));
   }
-  std::filesystem::remove_all(dir);
 }
 
 }  // namespace

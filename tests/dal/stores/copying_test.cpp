@@ -19,19 +19,11 @@ namespace {
 using rt::Variant;
 using Rows = std::vector<std::vector<Variant>>;
 
-class CopyRowsTest : public StoreTest {
+class CopyRowsTest : public LocalAndStoreTest {
  protected:
   void SetUp() override {
-    StoreTest::SetUp();
+    LocalAndStoreTest::SetUp();
     if (IsSkipped()) return;
-    dir_ = std::filesystem::temp_directory_path() /
-           ("zmdb_copyrows_" + StoreName(store()) + "_" + std::to_string(::getpid()));
-    std::filesystem::create_directories(dir_);
-    const std::string path = (dir_ / "local.mdb").string();
-    sqlite::OpenDatabase({path, true, false, 5000})->Close();
-    local_ = Connection::Create();
-    local_->Open("PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + path +
-                 ";Jet OLEDB:Database Password =;");
     for (const char* table : {"mixed", "mixed_back"}) {
       local_->Execute(std::string("CREATE TABLE ") + table +
                       " (id LONG, name TEXT(20), born DATETIME, amount CURRENCY, note TEXT(20))");
@@ -44,28 +36,14 @@ class CopyRowsTest : public StoreTest {
          }) {
       local_->Execute(std::string("INSERT INTO mixed VALUES ") + row);
     }
-    remote_ = Connect();
     remote_->Execute("CREATE TABLE mixed (id " + Type(Ddl::Int) + " PRIMARY KEY, name " + Text(20) +
                      ", born " + Type(Ddl::Date) + ", amount " + Type(Ddl::Money) + ", note " +
                      Text(20) + ")");
   }
-  void TearDown() override {
-    if (local_) local_->Close();
-    if (!dir_.empty()) std::filesystem::remove_all(dir_);
-    StoreTest::TearDown();
-  }
 
-  static Variant Of(const std::shared_ptr<Connection>& cn) { return Variant(rt::ObjectRef(cn)); }
   Rows Table(const std::shared_ptr<Connection>& cn, const std::string& table) {
     return Open(cn, "SELECT * FROM " + table + " ORDER BY id")->VisibleRows();
   }
-
-  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
-  rt::ScopedHost scope_{host_};
-  clsZMDBFunc obj_;
-  std::filesystem::path dir_;
-  std::shared_ptr<Connection> local_;
-  std::shared_ptr<Connection> remote_;
 };
 
 TEST_P(CopyRowsTest, ToTheStoreAndBackComeBackEqual) {
@@ -110,15 +88,12 @@ INSTANTIATE_TEST_SUITE_P(Stores, CopyRowsTest, EveryStore(), StoreParamName);
 // On a connection that counts as SQL Server both statements are translated
 // before they run; the stand-in driver runs them on a SQLite file.
 TEST(CopyRowsOnSqlServer, StatementsGoThroughTheDialectAdapter) {
-  const auto dir =
-      std::filesystem::temp_directory_path() / ("zmdb_copy_standin_" + std::to_string(::getpid()));
-  std::filesystem::create_directories(dir);
+  const StandInDirectory standIn("copy_standin");
   {
     auto host = std::make_shared<rt::HeadlessHost>();
     rt::ScopedHost scope(host);
     clsZMDBFunc obj;
-    ASSERT_TRUE(obj.dbSetConnect(
-        "DRIVER=SQL Server SQLite stand-in;Database=" + (dir / "t.db").string() + ";", false));
+    ASSERT_TRUE(obj.dbSetConnect(standIn.text, false));
     auto cn = std::dynamic_pointer_cast<Connection>(obj.dbGetConnect(false));
     cn->EnableStatementLog(true);
     const Variant conn{rt::ObjectRef(cn)};
@@ -142,7 +117,6 @@ TEST(CopyRowsOnSqlServer, StatementsGoThroughTheDialectAdapter) {
     EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT COUNT(*) FROM ARCHIVE")), 2);
     EXPECT_TRUE(obj.dbCloseConnect(false));
   }
-  std::filesystem::remove_all(dir);
 }
 
 }  // namespace

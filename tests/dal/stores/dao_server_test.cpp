@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "listing_texts.h"
 #include "store_fixture.h"
 #include "zmdb/dal/dao/dao.h"
 #include "zmdb/dal/typecodes.h"
@@ -197,6 +198,21 @@ TEST_P(DaoOnStoreTest, DescriptionsAndViews) {
 
 INSTANTIATE_TEST_SUITE_P(Stores, DaoOnStoreTest, EveryStore(), StoreParamName);
 
+// The items of a listing in upper case, separated by spaces.
+std::string Upper(const rt::SafeArray& items) {
+  std::string out;
+  for (const std::string& t : zmdb::testing::Texts(items)) out += (out.empty() ? "" : " ") + t;
+  return rt::AsciiUpper(out);
+}
+
+// Whether a property listing holds `name` with `value`.
+bool Has(const rt::SafeArray& props, const std::string& name, const Variant& value) {
+  return std::any_of(props.items().begin(), props.items().end(), [&](const Variant& v) {
+    const rt::Record& r = v.AsRecord();
+    return rt::CStr(r["Name"]) == name && rt::CStr(r["Value"]) == rt::CStr(value);
+  });
+}
+
 // The two-store methods without Conn, on the default database: a file
 // opened by dbOpenDateBase, a server by dbSetConnect with IsDAO True.
 class TwoStoreMethodsTest : public StoreTest {};
@@ -235,6 +251,23 @@ TEST_P(TwoStoreMethodsTest, RunOnTheDefaultDatabase) {
        true},
       {"the index", [&] { return obj.dbIndexExists("staff", "ix_name"); }, true},
       {"the primary key", [&] { return obj.dbCreateIndexItem("staff", "", "ID"); }, true},
+      {"the table listing", [&] { return Upper(obj.dbTableDefs()) == "STAFF"; }, true},
+      {"its fields", [&] { return Upper(obj.dbFields("staff")) == "ID NAME"; }, true},
+      {"a field's size",
+       [&] { return Has(obj.dbProperties("staff", "name"), "Size", Variant(20)); }, true},
+      {"the table's row count",
+       [&] { return Has(obj.dbProperties("staff"), "RecordCount", Variant(0)); }, true},
+      {"its structure",
+       [&] {
+         const rt::SafeArray s = obj.dbGetTblStruct("staff");
+         return s.size() == 2 && rt::CLng(s.at(2).AsRecord()["Type"]) == 202 &&
+                rt::CLng(s.at(2).AsRecord()["DefinedSize"]) == 20;
+       },
+       true},
+      {"copy the structure", [&] { return obj.dbCopyTblStruct("staff", "staff2"); }, true},
+      {"the copy's index", [&] { return obj.dbIndexExists("staff2", "ix_name"); }, true},
+      {"the copy's fields", [&] { return Upper(obj.dbFields("staff2")) == "ID NAME"; }, true},
+      {"remove the copy", [&] { return obj.dbRemoveTableItem("staff2"); }, true},
       {"rename the table", [&] { return obj.dbModifyTableName(Variant("staff"), "crew"); }, true},
       {"the old name", [&] { return obj.dbTableExists("staff"); }, false},
       {"the new name", [&] { return obj.dbTableExists("crew"); }, true},

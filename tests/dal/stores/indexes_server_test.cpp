@@ -16,6 +16,7 @@
 namespace zmdb::testing {
 namespace {
 
+using dal::testing::StandInDirectory;
 using rt::Variant;
 
 // The statements sent to the default connection on the stand-in driver,
@@ -25,19 +26,15 @@ class ServerIndexesTest : public ::testing::Test {
  protected:
   void SetUp() override {
     host_->SetEcho(false);
-    dir_ =
-        std::filesystem::temp_directory_path() / ("zmdb_ix_standin_" + std::to_string(::getpid()));
-    std::filesystem::create_directories(dir_);
-    ASSERT_TRUE(obj_.dbSetConnect(
-        "DRIVER=SQL Server SQLite stand-in;Database=" + (dir_ / "t.db").string() + ";", false))
-        << obj_.dbGetLastError().Description;
+    standIn_ = std::make_unique<StandInDirectory>("ix_standin");
+    ASSERT_TRUE(obj_.dbSetConnect(standIn_->text, false)) << obj_.dbGetLastError().Description;
     cn_ = std::dynamic_pointer_cast<dal::Connection>(obj_.dbGetConnect(false));
     cn_->EnableStatementLog(true);
     cn_->Execute("CREATE TABLE Staff (ID INT, Name VARCHAR(20))");
   }
   void TearDown() override {
     obj_.dbCloseConnect(false);
-    std::filesystem::remove_all(dir_);
+    standIn_.reset();
   }
   // The log from entry `from` on.
   std::vector<std::string> LogFrom(std::size_t from) {
@@ -47,7 +44,7 @@ class ServerIndexesTest : public ::testing::Test {
 
   std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
   rt::ScopedHost scope_{host_};
-  std::filesystem::path dir_;
+  std::unique_ptr<StandInDirectory> standIn_;
   clsZMDBFunc obj_;
   std::shared_ptr<dal::Connection> cn_;
 };

@@ -164,11 +164,9 @@ INSTANTIATE_TEST_SUITE_P(Servers, LinkToPostgresTest, ::testing::Values(Store::P
 // as SQL Server names it, under dbo first; the stand-in driver runs the
 // statements on a SQLite file, which answers to the name without dbo.
 TEST(LinkToSqlServer, SendsItsStatementsAsTheServerWritesThem) {
-  const fs::path dir =
-      fs::temp_directory_path() / ("zmdb_link_standin_" + std::to_string(::getpid()));
-  fs::create_directories(dir);
-  const std::string source =
-      "DRIVER=SQL Server SQLite stand-in;Database=" + (dir / "source.db").string() + ";";
+  const StandInDirectory standIn("link_standin");
+  const fs::path& dir = standIn.dir;
+  const std::string& source = standIn.text;
   {
     auto cn = Connection::Create();
     cn->Open(source);
@@ -212,8 +210,6 @@ TEST(LinkToSqlServer, SendsItsStatementsAsTheServerWritesThem) {
   cn->Open(source);
   EXPECT_EQ(rt::CStr(Scalar(cn, "SELECT group_concat(ID || Name) FROM Staff")), "1Wang");
   cn->Close();
-  std::error_code ec;
-  fs::remove_all(dir, ec);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// The catalogue listings through a Connection on every store: the file store
+// The catalogue listings through a Connection on every store (and on a
+// server through a DAO-style database on it too): the file store
 // through its catalogue, the servers through their table rowsets, views
 // listed as the saved queries of a server; and the statements sent to SQL
 // Server, on the stand-in driver.
@@ -7,6 +8,7 @@
 
 #include <filesystem>
 
+#include "listing_texts.h"
 #include "store_fixture.h"
 #include "zmdb/frame/component.h"
 #include "zmdb/runtime/host.h"
@@ -15,12 +17,7 @@ namespace zmdb::dal::testing {
 namespace {
 
 using rt::Variant;
-
-std::vector<std::string> Texts(const rt::SafeArray& a) {
-  std::vector<std::string> out;
-  for (const Variant& v : a.items()) out.push_back(rt::CStr(v));
-  return out;
-}
+using zmdb::testing::Texts;
 
 // "Name=Value" of each property record whose name is in `names`.
 std::vector<std::string> Props(const rt::SafeArray& a, const std::vector<std::string>& names) {
@@ -49,29 +46,41 @@ TEST_P(ListingsOnStoreTest, TablesViewsFieldsAndProperties) {
   cn->Execute("INSERT INTO zeta VALUES (1, '张三', NULL)");
   cn->Execute("INSERT INTO zeta VALUES (2, 'Li', 'x')");
   cn->Execute("CREATE VIEW zview AS SELECT id FROM zeta");
-  const Variant conn{rt::ObjectRef(cn)};
-
-  EXPECT_EQ(Texts(obj_.dbTableDefs(conn)), (std::vector<std::string>{"alpha", "zeta"}));
-  EXPECT_EQ(Texts(obj_.dbQueryDefs(conn)), std::vector<std::string>{"zview"});
-  EXPECT_EQ(Texts(obj_.dbFields("zeta", conn)), (std::vector<std::string>{"id", "name", "note"}));
-  EXPECT_EQ(Props(obj_.dbProperties("zeta", "", conn), {"Name", "RecordCount", "Connect"}),
-            (std::vector<std::string>{"Name=zeta", "Connect=", "RecordCount=2"}));
-  EXPECT_EQ(
-      Props(obj_.dbProperties("zeta", "name", conn), {"Name", "Type", "Size", "OrdinalPosition"}),
-      (std::vector<std::string>{"Name=name", "Type=10", "Size=12", "OrdinalPosition=1"}));
-  const std::vector<std::string> required = {"Required"};
-  // The SQLite ODBC driver reports every column as nullable.
-  if (store() != Store::Sqlite) {
-    EXPECT_EQ(Props(obj_.dbProperties("zeta", "id", conn), required),
-              std::vector<std::string>{"Required=True"});
+  std::vector<std::pair<std::string, Variant>> conns = {{"Connection", Variant(rt::ObjectRef(cn))}};
+  // On a server, the same listings through a DAO-style database on it.
+  if (store() != Store::File) {
+    ASSERT_TRUE(obj_.dbSetConnect("ODBC;" + connectionString_, true))
+        << obj_.dbGetLastError().Description;
+    conns.emplace_back("Database", Variant(obj_.dbGetConnect(true)));
   }
-  EXPECT_EQ(Props(obj_.dbProperties("zeta", "note", conn), required),
-            std::vector<std::string>{"Required=False"});
-  EXPECT_EQ(obj_.dbGetLastError().Number, 0) << obj_.dbGetLastError().Description;
+  for (const auto& [what, conn] : conns) {
+    SCOPED_TRACE(what);
+    EXPECT_EQ(Texts(obj_.dbTableDefs(conn)), (std::vector<std::string>{"alpha", "zeta"}));
+    EXPECT_EQ(Texts(obj_.dbQueryDefs(conn)), std::vector<std::string>{"zview"});
+    EXPECT_EQ(Texts(obj_.dbFields("zeta", conn)), (std::vector<std::string>{"id", "name", "note"}));
+    EXPECT_EQ(Props(obj_.dbProperties("zeta", "", conn), {"Name", "RecordCount", "Connect"}),
+              (std::vector<std::string>{"Name=zeta", "Connect=", "RecordCount=2"}));
+    EXPECT_EQ(
+        Props(obj_.dbProperties("zeta", "name", conn), {"Name", "Type", "Size", "OrdinalPosition"}),
+        (std::vector<std::string>{"Name=name", "Type=10", "Size=12", "OrdinalPosition=1"}));
+    const std::vector<std::string> required = {"Required"};
+    // The SQLite ODBC driver reports every column as nullable.
+    if (store() != Store::Sqlite) {
+      EXPECT_EQ(Props(obj_.dbProperties("zeta", "id", conn), required),
+                std::vector<std::string>{"Required=True"});
+    }
+    EXPECT_EQ(Props(obj_.dbProperties("zeta", "note", conn), required),
+              std::vector<std::string>{"Required=False"});
+    EXPECT_EQ(obj_.dbGetLastError().Number, 0) << obj_.dbGetLastError().Description;
 
-  // A missing table is a recorded failure.
-  EXPECT_FALSE(obj_.dbFields("nowhere", conn).allocated());
-  EXPECT_NE(obj_.dbGetLastError().Number, 0);
+    // A missing table is a recorded failure.
+    EXPECT_FALSE(obj_.dbFields("nowhere", conn).allocated());
+    EXPECT_NE(obj_.dbGetLastError().Number, 0);
+    obj_.dbClearError();
+  }
+  if (conns.size() > 1) {
+    EXPECT_TRUE(obj_.dbCloseConnect(true));
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, ListingsOnStoreTest, EveryStore(), StoreParamName);
@@ -79,15 +88,11 @@ INSTANTIATE_TEST_SUITE_P(Stores, ListingsOnStoreTest, EveryStore(), StoreParamNa
 // SQL Server: the statements of the field and property listings, on the
 // stand-in driver (which lists its tables through the table rowset too).
 TEST(ListingsOnSqlServer, StatementsOnTheStandIn) {
-  const auto dir =
-      std::filesystem::temp_directory_path() / ("zmdb_listings_" + std::to_string(::getpid()));
-  std::filesystem::create_directories(dir);
+  const StandInDirectory standIn("listings");
   {
     rt::ScopedHost scope(std::make_shared<rt::HeadlessHost>());
     clsZMDBFunc obj;
-    ASSERT_TRUE(obj.dbSetConnect(
-        "DRIVER=SQL Server SQLite stand-in;Database=" + (dir / "t.db").string() + ";", false))
-        << obj.dbGetLastError().Description;
+    ASSERT_TRUE(obj.dbSetConnect(standIn.text, false)) << obj.dbGetLastError().Description;
     auto cn = std::dynamic_pointer_cast<Connection>(obj.dbGetConnect(false));
     cn->Execute("CREATE TABLE Staff (ID INT, Name VARCHAR(20))");
     cn->Execute("CREATE VIEW Named AS SELECT Name FROM Staff");
@@ -105,7 +110,6 @@ TEST(ListingsOnSqlServer, StatementsOnTheStandIn) {
     EXPECT_EQ(obj.dbGetLastError().Number, 0) << obj.dbGetLastError().Description;
     obj.dbCloseConnect(false);
   }
-  std::filesystem::remove_all(dir);
 }
 
 }  // namespace

@@ -87,21 +87,17 @@ INSTANTIATE_TEST_SUITE_P(Servers, ProceduresOnSqlServerTest, ::testing::Values(S
 class ProceduresOnStandInTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    dir_ = std::filesystem::temp_directory_path() /
-           ("zmdb_procs_" +
-            std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "_" +
-            std::to_string(::getpid()));
-    std::filesystem::create_directories(dir_);
+    standIn_ = std::make_unique<StandInDirectory>(
+        "procs_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
     host_->SetEcho(false);
-    ASSERT_TRUE(obj_.dbSetConnect(
-        "DRIVER=SQL Server SQLite stand-in;Database=" + (dir_ / "t.db").string() + ";", false));
+    ASSERT_TRUE(obj_.dbSetConnect(standIn_->text, false));
     cn_ = std::dynamic_pointer_cast<Connection>(obj_.dbGetConnect(false));
     cn_->EnableStatementLog(true);
     cn_->Execute("CREATE TABLE Staff (ID INT, Name VARCHAR(20))");
   }
   void TearDown() override {
     obj_.dbCloseConnect(false);
-    std::filesystem::remove_all(dir_);
+    standIn_.reset();
   }
   Variant conn() const { return Variant(rt::ObjectRef(cn_)); }
   // What a failed call showed: one box per error the connection collected.
@@ -118,7 +114,7 @@ class ProceduresOnStandInTest : public ::testing::Test {
     EXPECT_EQ(obj_.dbGetLastError().Number, 0);  // the last error is not touched
   }
 
-  std::filesystem::path dir_;
+  std::unique_ptr<StandInDirectory> standIn_;
   std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
   rt::ScopedHost scope_{host_};
   clsZMDBFunc obj_;

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
@@ -187,6 +188,37 @@ std::string StoreTest::Text(int size) const {
     default:
       return "varchar" + n;
   }
+}
+
+rt::Variant Of(const std::shared_ptr<Connection>& cn) {
+  return rt::Variant(rt::ObjectRef(cn));
+}
+
+std::shared_ptr<Connection> OpenLocalFile(const std::filesystem::path& dir) {
+  std::filesystem::create_directories(dir);
+  const std::string path = (dir / "local.mdb").string();
+  sqlite::OpenDatabase({path, true, false, 5000})->Close();
+  auto cn = Connection::Create();
+  cn->Open("PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + path +
+           ";Jet OLEDB:Database Password =;");
+  return cn;
+}
+
+void LocalAndStoreTest::SetUp() {
+  StoreTest::SetUp();
+  if (IsSkipped()) return;
+  std::string suite = ::testing::UnitTest::GetInstance()->current_test_info()->test_suite_name();
+  std::replace(suite.begin(), suite.end(), '/', '_');
+  dir_ = std::filesystem::temp_directory_path() /
+         ("zmdb_" + suite + "_" + StoreName(store()) + "_" + std::to_string(::getpid()));
+  local_ = OpenLocalFile(dir_);
+  remote_ = Connect();
+}
+
+void LocalAndStoreTest::TearDown() {
+  if (local_) local_->Close();
+  if (!dir_.empty()) std::filesystem::remove_all(dir_);
+  StoreTest::TearDown();
 }
 
 StandInDirectory::StandInDirectory(const std::string& tag)

@@ -17,7 +17,9 @@
 #include "raised.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/recordset.h"
+#include "zmdb/frame/component.h"
 #include "zmdb/runtime/convert.h"
+#include "zmdb/runtime/host.h"
 
 namespace zmdb::dal::testing {
 
@@ -68,6 +70,28 @@ class StoreTest : public ::testing::TestWithParam<Store> {
   std::string adminString_;
   std::string dir_;
   std::vector<std::weak_ptr<Connection>> opened_;
+};
+
+// A connection as a method's Conn argument.
+rt::Variant Of(const std::shared_ptr<Connection>& cn);
+
+// A new file-store database, local.mdb in `dir` (made when missing), open.
+std::shared_ptr<Connection> OpenLocalFile(const std::filesystem::path& dir);
+
+// A store's test with a file-store database of its own beside the store
+// (`local_`, in `dir_`), a connection to the store (`remote_`) and the
+// component, for methods that work between the two.
+class LocalAndStoreTest : public StoreTest {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
+  rt::ScopedHost scope_{host_};
+  clsZMDBFunc obj_;
+  std::filesystem::path dir_;
+  std::shared_ptr<Connection> local_;
+  std::shared_ptr<Connection> remote_;
 };
 
 // A directory of its own for a test on the "SQL Server SQLite stand-in"

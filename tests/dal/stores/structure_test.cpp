@@ -20,18 +20,9 @@ namespace {
 
 using rt::Variant;
 
-Variant Of(const std::shared_ptr<Connection>& cn) {
-  return Variant(rt::ObjectRef(cn));
-}
-
-// A file-store database holding one table of the types every server holds
+// A file-store database given one table of the types every server holds
 // as they are, with a primary key and a unique index.
-std::shared_ptr<Connection> LocalWithStaff(const std::filesystem::path& dir) {
-  std::filesystem::create_directories(dir);
-  const std::string path = (dir / "local.mdb").string();
-  sqlite::OpenDatabase({path, true, false, 5000})->Close();
-  auto cn = Connection::Create();
-  cn->Open("PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + path + ";");
+void AddStaff(const std::shared_ptr<Connection>& cn) {
   cn->Execute(
       "CREATE TABLE Staff (ID LONG NOT NULL, Name TEXT(20) NOT NULL, Note MEMO, Qty SHORT, "
       "Price CURRENCY, Amount DOUBLE, Born DATETIME, Active BIT, Exact DECIMAL(12,3), "
@@ -44,29 +35,21 @@ std::shared_ptr<Connection> LocalWithStaff(const std::filesystem::path& dir) {
        }) {
     cn->Execute(std::string("INSERT INTO Staff VALUES ") + row);
   }
-  return cn;
 }
 
-class StructureCopyTest : public StoreTest {
+class StructureCopyTest : public LocalAndStoreTest {
  protected:
   void SetUp() override {
-    StoreTest::SetUp();
+    LocalAndStoreTest::SetUp();
     if (IsSkipped()) return;
-    dir_ = std::filesystem::temp_directory_path() /
-           ("zmdb_structure_" + StoreName(store()) + "_" + std::to_string(::getpid()));
-    local_ = LocalWithStaff(dir_);
-    remote_ = Connect();
-  }
-  void TearDown() override {
-    if (local_) local_->Close();
-    if (!dir_.empty()) std::filesystem::remove_all(dir_);
-    StoreTest::TearDown();
+    AddStaff(local_);
   }
   // What a copy must keep of each field: its name (servers may fold its
   // case), type, size, Required and counter attribute.
-  std::vector<std::string> Fields(const std::shared_ptr<Connection>& cn, const std::string& t) {
+  // `conn` missing: the default database.
+  std::vector<std::string> Fields(const Variant& conn, const std::string& t) {
     std::vector<std::string> out;
-    const rt::SafeArray records = obj_.dbGetTblStruct(t, Of(cn));
+    const rt::SafeArray records = obj_.dbGetTblStruct(t, conn);
     for (const Variant& r : records.items()) {
       const zmdb::schema::FieldStructure f = zmdb::schema::FromRecord(r.AsRecord());
       out.push_back(rt::AsciiUpper(f.name) + " " + std::to_string(f.type) + " " +
@@ -88,13 +71,6 @@ class StructureCopyTest : public StoreTest {
                                          const std::string& t) {
     return Open(cn, "SELECT * FROM " + t + " ORDER BY ID")->VisibleRows();
   }
-
-  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
-  rt::ScopedHost scope_{host_};
-  clsZMDBFunc obj_;
-  std::filesystem::path dir_;
-  std::shared_ptr<Connection> local_;
-  std::shared_ptr<Connection> remote_;
 };
 
 TEST_P(StructureCopyTest, ToTheServerAndBackKeepsStructureAndRows) {
@@ -120,15 +96,38 @@ TEST_P(StructureCopyTest, ToTheServerAndBackKeepsStructureAndRows) {
       << obj_.dbGetLastError().Description;
   ASSERT_TRUE(obj_.dbCopyRows("staff", "StaffBack", "", Of(remote_), Of(local_)))
       << obj_.dbGetLastError().Description;
-  const auto fields = Fields(local_, "Staff");
+  const auto fields = Fields(Of(local_), "Staff");
   ASSERT_EQ(fields.size(), 9u);
   EXPECT_EQ(fields[1], "NAME 202 20 1 0");
-  EXPECT_EQ(Fields(local_, "StaffBack"), fields);
+  EXPECT_EQ(Fields(Of(local_), "StaffBack"), fields);
   ASSERT_EQ(Rows(local_, "Staff").size(), 3u);
   EXPECT_EQ(Rows(local_, "StaffBack"), Rows(local_, "Staff"));
   // The primary key came back.
   EXPECT_THROW(local_->Execute("INSERT INTO StaffBack (ID, Name) VALUES (1, 'Other')"),
                rt::PlatformError);
+}
+
+// The same copy to and from a DAO-style database opened on the server as
+// the default database (no Conn): the same structure as through a Connection.
+TEST_P(StructureCopyTest, ThroughADaoDatabaseOnTheServer) {
+  ASSERT_TRUE(obj_.dbCopyTblStruct("Staff", "staff", Of(local_), Of(remote_)))
+      << obj_.dbGetLastError().Description;
+  ASSERT_TRUE(obj_.dbSetConnect("ODBC;" + connectionString_, true))
+      << obj_.dbGetLastError().Description;
+  ASSERT_TRUE(obj_.dbCopyTblStruct("Staff", "staff_dao", Of(local_)))
+      << obj_.dbGetLastError().Description;
+  const auto viaConnection = Fields(Of(remote_), "staff");
+  ASSERT_EQ(viaConnection.size(), 9u);
+  EXPECT_EQ(Fields(Variant::Missing(), "staff_dao"), viaConnection);
+  ASSERT_TRUE(obj_.dbCopyTblStruct("staff_dao", "StaffBack", Variant::Missing(), Of(local_)))
+      << obj_.dbGetLastError().Description;
+  EXPECT_EQ(Fields(Of(local_), "StaffBack"), Fields(Of(local_), "Staff"));
+  // The unique index came along both ways.
+  EXPECT_TRUE(obj_.dbIndexExists("staff_dao", "ByName"));
+  local_->Execute("INSERT INTO StaffBack (ID, Name) VALUES (1, 'Li')");
+  EXPECT_THROW(local_->Execute("INSERT INTO StaffBack (ID, Name) VALUES (2, 'Li')"),
+               rt::PlatformError);
+  EXPECT_TRUE(obj_.dbCloseConnect(true));
 }
 
 TEST_P(StructureCopyTest, AnIndexTheServerRefusesTakesTheNewTableWithIt) {
@@ -143,20 +142,20 @@ TEST_P(StructureCopyTest, AnIndexTheServerRefusesTakesTheNewTableWithIt) {
 INSTANTIATE_TEST_SUITE_P(Servers, StructureCopyTest,
                          ::testing::Values(Store::Postgres, Store::SqlServer), StoreParamName);
 
-// On SQL Server the table is built by the statements the stand-in driver
-// receives (it runs them on a SQLite file with a "dbo" database attached),
-// and rows are copied through the dialect adapter.
+// On SQL Server the table is built by the store's SQL Server DDL, which the
+// stand-in driver runs (and keeps) on a SQLite file with a "dbo" database
+// attached, and rows are copied through the dialect adapter.
 TEST(StructureOnSqlServer, StatementsAsSent) {
-  const auto dir = std::filesystem::temp_directory_path() /
-                   ("zmdb_structure_standin_" + std::to_string(::getpid()));
+  const StandInDirectory standIn("structure_standin");
+  const std::filesystem::path& dir = standIn.dir;
   {
-    auto local = LocalWithStaff(dir / "local");
+    auto local = OpenLocalFile(dir / "local");
+    AddStaff(local);
     local->Execute("DROP INDEX ByName ON Staff");
     auto host = std::make_shared<rt::HeadlessHost>();
     rt::ScopedHost scope(host);
     clsZMDBFunc obj;
-    ASSERT_TRUE(obj.dbSetConnect(
-        "DRIVER=SQL Server SQLite stand-in;Database=" + (dir / "t.db").string() + ";", false));
+    ASSERT_TRUE(obj.dbSetConnect(standIn.text, false));
     auto cn = std::dynamic_pointer_cast<Connection>(obj.dbGetConnect(false));
     cn->Execute("ATTACH DATABASE '" + (dir / "dbo.db").string() + "' AS dbo");
     cn->EnableStatementLog(true);
@@ -165,11 +164,16 @@ TEST(StructureOnSqlServer, StatementsAsSent) {
     local->Execute("ALTER TABLE Staff DROP COLUMN Note");
     ASSERT_TRUE(obj.dbCopyTblStruct("Staff", "Staff", Of(local), Of(cn)))
         << obj.dbGetLastError().Description;
-    EXPECT_EQ(cn->statementLog().back(),
-              "CREATE TABLE [dbo].[Staff] ([ID] INT NOT NULL, [Name] NVARCHAR(20) NOT NULL, "
-              "[Qty] SMALLINT, [Price] MONEY, [Amount] FLOAT, [Born] DATETIME, "
-              "[Active] BIT, [Exact] DECIMAL(12,3), "
-              "CONSTRAINT [pk_Staff] PRIMARY KEY ([ID]))");
+    // The stand-in keeps each CREATE TABLE as it was sent.
+    EXPECT_EQ(rt::CStr(Scalar(cn, "SELECT sql FROM sqlite_master WHERE name = 'Staff'")),
+              "CREATE TABLE \"Staff\" (\"ID\" int NOT NULL, \"Name\" nvarchar(20) NOT NULL, "
+              "\"Qty\" smallint, \"Price\" money, \"Amount\" float, \"Born\" datetime, "
+              "\"Active\" bit, \"Exact\" decimal(12,3), "
+              "CONSTRAINT \"Staff_PrimaryKey\" PRIMARY KEY (\"ID\"))");
+    EXPECT_EQ(obj.dbGetTblStruct("Staff", Of(cn)).size(), 8u);
+    cn->Execute("INSERT INTO Staff (ID, Name) VALUES (1, 'a')");
+    EXPECT_THROW(cn->Execute("INSERT INTO Staff (ID, Name) VALUES (1, 'b')"), rt::PlatformError);
+    cn->Execute("DELETE FROM Staff");
     ASSERT_TRUE(obj.dbCopyTblStruct("Staff", "Archive", Of(local), Of(cn)));
     ASSERT_TRUE(obj.dbCopyRows("Staff", "Staff", "", Of(local), Of(cn)));
 
@@ -184,7 +188,6 @@ TEST(StructureOnSqlServer, StatementsAsSent) {
     EXPECT_TRUE(obj.dbCloseConnect(false));
     local->Close();
   }
-  std::filesystem::remove_all(dir);
 }
 
 }  // namespace

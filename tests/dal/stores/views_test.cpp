@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "store_fixture.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/frame/component.h"
 #include "zmdb/runtime/host.h"
@@ -14,14 +15,13 @@
 namespace zmdb::testing {
 namespace {
 
+using dal::testing::StandInDirectory;
 using rt::Variant;
 
 TEST(QueriesOnSqlServer, ViewStatementsInSchemaDbo) {
-  const auto dir =
-      std::filesystem::temp_directory_path() / ("zmdb_views_" + std::to_string(::getpid()));
-  std::filesystem::create_directories(dir);
-  const std::string text =
-      "DRIVER=SQL Server SQLite stand-in;Database=" + (dir / "t.db").string() + ";";
+  const StandInDirectory standIn("views");
+  const std::filesystem::path& dir = standIn.dir;
+  const std::string& text = standIn.text;
   {
     auto host = std::make_shared<rt::HeadlessHost>();
     rt::ScopedHost scope(host);
@@ -52,7 +52,6 @@ TEST(QueriesOnSqlServer, ViewStatementsInSchemaDbo) {
     EXPECT_FALSE(obj.dbRemoveQueryItem("V1", true));  // gone
     EXPECT_TRUE(obj.dbCloseConnect(false));
   }
-  std::filesystem::remove_all(dir);
 }
 
 }  // namespace
