@@ -104,12 +104,12 @@ bool Ddl::SchemaWideName(bool primary) const {
 
 std::string Ddl::IndexName(std::string_view table, std::string_view index, bool primary) const {
   if (!SchemaWideName(primary)) return Stored(index);
-  return Stored(std::string(table) + "_" + std::string(index));
+  return Stored(std::string(table) + std::string(kIndexNameJoint) + std::string(index));
 }
 
 std::string Ddl::IndexNameRead(std::string_view table, std::string_view stored,
                                bool primary) const {
-  const std::string prefix = std::string(table) + "_";
+  const std::string prefix = std::string(table) + std::string(kIndexNameJoint);
   if (!SchemaWideName(primary) || stored.size() <= prefix.size() ||
       !rt::NameEquals(stored.substr(0, prefix.size()), prefix)) {
     return std::string(stored);

@@ -36,7 +36,10 @@ class Ddl {
   // The name a new index of `table` is given, and an index's own name read
   // back. Where an index's name belongs to the schema, not the table (every
   // index on PostgreSQL, a primary key's constraint on SQL Server), it is
-  // stored as table + "_" + name and the prefix taken off again.
+  // stored as table + "__" + name and the prefix taken off again. The double
+  // underscore keeps names the server gave itself ("staff_pkey",
+  // "staff_name_idx") as they are.
+  static constexpr std::string_view kIndexNameJoint = "__";
   std::string IndexName(std::string_view table, std::string_view index, bool primary) const;
   std::string IndexNameRead(std::string_view table, std::string_view stored, bool primary) const;
   // A name quoted with the driver's quote, as given.

@@ -133,14 +133,17 @@ TEST(OdbcDdl, ColumnsCarryLiteralDefaultsAndDigits) {
 // Where an index's name is the schema's (any on PostgreSQL, a primary key
 // on SQL Server) it is named after its table, and read back without it.
 TEST(OdbcDdl, SchemaWideIndexNamesCarryTheirTable) {
-  EXPECT_EQ(kPostgres.IndexName("staff", "ByName", false), "staff_byname");
-  EXPECT_EQ(kPostgres.IndexName("所在", "PrimaryKey", true), "所在_primarykey");
+  EXPECT_EQ(kPostgres.IndexName("staff", "ByName", false), "staff__byname");
+  EXPECT_EQ(kPostgres.IndexName("所在", "PrimaryKey", true), "所在__primarykey");
   EXPECT_EQ(kSqlServer.IndexName("Staff", "ByName", false), "ByName");
-  EXPECT_EQ(kSqlServer.IndexName("Staff", "PrimaryKey", true), "Staff_PrimaryKey");
-  EXPECT_EQ(kSqlServer.IndexNameRead("Staff", "Staff_PrimaryKey", true), "PrimaryKey");
-  for (const auto& [stored, own] : {std::pair("staff_byname", "byname"),
-                                    {"Staff_", "Staff_"},
-                                    {"other_byname", "other_byname"},
+  EXPECT_EQ(kSqlServer.IndexName("Staff", "PrimaryKey", true), "Staff__PrimaryKey");
+  EXPECT_EQ(kSqlServer.IndexNameRead("Staff", "Staff__PrimaryKey", true), "PrimaryKey");
+  // Names the server gave itself are read as they are.
+  for (const auto& [stored, own] : {std::pair("staff__byname", "byname"),
+                                    {"staff_pkey", "staff_pkey"},
+                                    {"staff_name_idx", "staff_name_idx"},
+                                    {"Staff__", "Staff__"},
+                                    {"other__byname", "other__byname"},
                                     {"byname", "byname"}}) {
     EXPECT_EQ(kPostgres.IndexNameRead("Staff", stored, false), own);
   }

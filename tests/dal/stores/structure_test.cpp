@@ -133,7 +133,7 @@ TEST_P(StructureCopyTest, ThroughADaoDatabaseOnTheServer) {
 TEST_P(StructureCopyTest, AnIndexTheServerRefusesTakesTheNewTableWithIt) {
   if (store() != Store::Postgres) GTEST_SKIP() << "only PostgreSQL names indexes schema-wide";
   // A table already bears the name the index would take.
-  remote_->Execute("CREATE TABLE second_byname (x INTEGER)");
+  remote_->Execute("CREATE TABLE second__byname (x INTEGER)");
   EXPECT_FALSE(obj_.dbCopyTblStruct("Staff", "second", Of(local_), Of(remote_)));
   EXPECT_NE(obj_.dbGetLastError().Number, 0);
   EXPECT_FALSE(Exists("second"));
@@ -169,7 +169,7 @@ TEST(StructureOnSqlServer, StatementsAsSent) {
               "CREATE TABLE \"Staff\" (\"ID\" int NOT NULL, \"Name\" nvarchar(20) NOT NULL, "
               "\"Qty\" smallint, \"Price\" money, \"Amount\" float, \"Born\" datetime, "
               "\"Active\" bit, \"Exact\" decimal(12,3), "
-              "CONSTRAINT \"Staff_PrimaryKey\" PRIMARY KEY (\"ID\"))");
+              "CONSTRAINT \"Staff__PrimaryKey\" PRIMARY KEY (\"ID\"))");
     EXPECT_EQ(obj.dbGetTblStruct("Staff", Of(cn)).size(), 8u);
     cn->Execute("INSERT INTO Staff (ID, Name) VALUES (1, 'a')");
     EXPECT_THROW(cn->Execute("INSERT INTO Staff (ID, Name) VALUES (1, 'b')"), rt::PlatformError);
