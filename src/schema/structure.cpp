@@ -28,6 +28,7 @@
 #include "zmdb/runtime/errors.h"
 #include "zmdb/runtime/text.h"
 #include "zmdb/schema/server_indexes.h"
+#include "zmdb/schema/statements.h"
 
 namespace zmdb {
 
@@ -102,7 +103,7 @@ TableStructure ReadStructure(const Variant& conn, const std::string& table) {
   dal::Backend& backend = BackendOf(conn);
   TableStructure s;
   {
-    const dal::Result result = backend.Execute(schema::ColumnsOnlyStatement(table));
+    const dal::Result result = backend.Execute(schema::ColumnsStatement(table));
     if (!result.cursor) rt::RaiseStandard(rt::err::kItemNotFound);
     std::int32_t place = 0;
     for (const auto& c : result.cursor->columns()) {

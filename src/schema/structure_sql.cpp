@@ -134,8 +134,4 @@ std::string CopyTableDataStatement(const std::string& source, const std::string&
   return sql;
 }
 
-std::string ColumnsOnlyStatement(const std::string& table) {
-  return "SELECT * FROM " + table + " WHERE 1=0";
-}
-
 }  // namespace zmdb::schema

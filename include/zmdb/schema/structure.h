@@ -63,7 +63,5 @@ std::string FirstUnholdableField(const std::vector<FieldStructure>& fields);
 // The statement that copies rows between two tables of one connection.
 std::string CopyTableDataStatement(const std::string& source, const std::string& target,
                                    const std::string& condition);
-// A query that reads a table's columns and no rows.
-std::string ColumnsOnlyStatement(const std::string& table);
 
 }  // namespace zmdb::schema
