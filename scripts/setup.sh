@@ -12,6 +12,8 @@ packages=(
   # (FreeTDS for SQL Server, psqlODBC, the SQLite ODBC driver), and a
   # PostgreSQL the tests start and stop themselves.
   unixodbc odbcinst tdsodbc odbc-postgresql libsqliteodbc postgresql
+  # scripts/package.sh: dpkg-shlibdeps for the packages' dependencies.
+  dpkg-dev
 )
 
 missing=()
