@@ -22,15 +22,19 @@ std::string RenderProgress(double value, double max, int width) {
   if (max <= 0) return CountText(value);
   const double shown = std::clamp(value, 0.0, max);
   const int percent = static_cast<int>(std::floor(shown * 100.0 / max));
-  std::string tail = std::to_string(percent) + "% " + CountText(value) + "/" + CountText(max);
-  tail.insert(0, tail.size() < 12 ? 12 - tail.size() + 1 : 1, ' ');
+  // The count is padded to the total's digits, so the line keeps its width
+  // as the count grows.
+  const std::string total = CountText(max);
+  std::string count = CountText(value);
+  if (count.size() < total.size()) count.insert(0, total.size() - count.size(), ' ');
+  std::string tail = std::to_string(percent) + "% " + count + "/" + total;
+  tail.insert(0, 5 + count.size() + 1 + total.size() + 1 - tail.size(), ' ');
   const int barWidth = std::max(width - static_cast<int>(tail.size()) - 2, 0);
   const auto filled = static_cast<int>(std::floor(shown * barWidth / max));
   std::string line = "[";
   line.append(static_cast<std::size_t>(filled), '#');
   line.append(static_cast<std::size_t>(barWidth - filled), '.');
-  line += ']';
-  return line + tail;
+  return line + "]" + tail;
 }
 
 TerminalProgress::TerminalProgress(std::FILE* out, bool enabled, int width)
