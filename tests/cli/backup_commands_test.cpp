@@ -9,9 +9,7 @@ namespace zmdb::cli::testing {
 namespace {
 
 const std::vector<std::string> kStaff = {
-    "CREATE TABLE Staff (ID LONG PRIMARY KEY, Name TEXT(20), Salary CURRENCY, Hired DATETIME, "
-    "Active YESNO)",
-    "INSERT INTO Staff VALUES (1, '张三', 1200.5, #2004-08-30#, True)",
+    kCreateStaff, "INSERT INTO Staff VALUES (1, '张三', 1200.5, #2004-08-30#, True)",
     "INSERT INTO Staff VALUES (2, 'Li Si', 800, #2010-01-02 08:30:00#, False)",
     "CREATE TABLE Empty (ID LONG)"};
 

@@ -13,11 +13,20 @@ namespace zmdb::cli::testing {
 namespace {
 
 const std::vector<std::string> kStaff = {
-    "CREATE TABLE Staff (ID LONG PRIMARY KEY, Name TEXT(20), Salary CURRENCY, Hired DATETIME, "
-    "Active YESNO)",
-    "INSERT INTO Staff VALUES (1, '张三', 1200.5, #2004-08-30#, True)",
+    kCreateStaff, "INSERT INTO Staff VALUES (1, '张三', 1200.5, #2004-08-30#, True)",
     "INSERT INTO Staff VALUES (2, 'Li, \"Si\"', NULL, NULL, False)",
     "CREATE TABLE Dept (Code TEXT(4))"};
+
+const std::string kStaffSchema =
+    "Staff\n"
+    "  Field   Type            Size  Required\n"
+    "  ------  --------------  ----  --------\n"
+    "  ID      Int (3)            4  yes\n"
+    "  Name    VarWChar (202)    20\n"
+    "  Salary  Money (6)          8\n"
+    "  Hired   DateTime (7)       8\n"
+    "  Active  Bit (11)           2\n"
+    "  index PrimaryKey (ID) primary unique\n";
 
 struct Case {
   const char* name;
@@ -29,19 +38,7 @@ struct Case {
 
 const Case kCases[] = {
     {"tables", {"tables", "s.mdb"}, 0, "Dept\nStaff\n", ""},
-    {"schema_of_one_table",
-     {"schema", "s.mdb", "Staff"},
-     0,
-     "Staff\n"
-     "  Field   Type            Size  Required\n"
-     "  ------  --------------  ----  --------\n"
-     "  ID      Int (3)            4  yes\n"
-     "  Name    VarWChar (202)    20\n"
-     "  Salary  Money (6)          8\n"
-     "  Hired   DateTime (7)       8\n"
-     "  Active  Bit (11)           2\n"
-     "  index PrimaryKey (ID) primary unique\n",
-     ""},
+    {"schema_of_one_table", {"schema", "s.mdb", "Staff"}, 0, kStaffSchema, ""},
     {"schema_of_every_table",
      {"schema", "s.mdb"},
      0,
@@ -49,16 +46,8 @@ const Case kCases[] = {
      "  Field  Type            Size  Required\n"
      "  -----  --------------  ----  --------\n"
      "  Code   VarWChar (202)     4\n"
-     "\n"
-     "Staff\n"
-     "  Field   Type            Size  Required\n"
-     "  ------  --------------  ----  --------\n"
-     "  ID      Int (3)            4  yes\n"
-     "  Name    VarWChar (202)    20\n"
-     "  Salary  Money (6)          8\n"
-     "  Hired   DateTime (7)       8\n"
-     "  Active  Bit (11)           2\n"
-     "  index PrimaryKey (ID) primary unique\n",
+     "\n" +
+         kStaffSchema,
      ""},
     {"query_as_text",
      {"query", "s.mdb", "SELECT * FROM Staff ORDER BY ID"},

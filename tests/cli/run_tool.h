@@ -17,6 +17,11 @@
 
 namespace zmdb::cli::testing {
 
+// The staff table both command tests fill, each with rows of its own.
+inline const std::string kCreateStaff =
+    "CREATE TABLE Staff (ID LONG PRIMARY KEY, Name TEXT(20), Salary CURRENCY, Hired DATETIME, "
+    "Active YESNO)";
+
 struct ToolRun {
   int exitCode = -1;
   std::string out, err;

@@ -11,20 +11,6 @@ namespace {
 
 using rt::VarType;
 
-bool IsNumber(const rt::Variant& v) {
-  switch (v.Type()) {
-    case VarType::Byte:
-    case VarType::Integer:
-    case VarType::Long:
-    case VarType::Single:
-    case VarType::Double:
-    case VarType::Currency:
-      return true;
-    default:
-      return false;
-  }
-}
-
 // The next code point of `s` from `i` (moving `i` past it); a stray byte
 // counts as one code point of its own.
 char32_t NextCodePoint(std::string_view s, std::size_t& i) {
@@ -107,7 +93,7 @@ std::string AlignedText(const Grid& grid, bool countLine) {
     for (std::size_t c = 0; c < n && c < row.size(); ++c) {
       texts.push_back(CellText(row[c]));
       widths[c] = std::max(widths[c], DisplayWidth(texts.back()));
-      if (IsNumber(row[c])) numeric[c] = true;
+      if (row[c].IsNumeric()) numeric[c] = true;
     }
   }
   std::string out;
