@@ -205,7 +205,11 @@ void AddBackupCommands(CLI::App& app, Commands& commands) {
                    "A database file or connection string, the table (left out with --sql), "
                    "and the file to write")
       ->required()
-      ->expected(2, 3);
+      ->expected(2, 3)
+      ->type_name("");
+  backup->footer(
+      "Forms:\n  zmdb backup DB TABLE FILE [OPTIONS]\n"
+      "  zmdb backup DB --sql \"SELECT ...\" FILE [OPTIONS]");
   backup->add_option("--sql", b->sql, "Back up the rows of this SELECT instead of a table");
   backup->add_option("--separator", b->separator, "Value separator, any length")
       ->capture_default_str();
