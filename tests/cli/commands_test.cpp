@@ -108,6 +108,11 @@ const Case kCases[] = {
      1,
      "",
      "zmdb restore: no such file: none.txt\n"},
+    {"restore_of_data_lines_only",
+     {"restore", "data.txt", "s.mdb", "T"},
+     1,
+     "",
+     "zmdb restore: data.txt has no header lines (written with --no-header?)\n"},
     {"csv_and_json_together",
      {"query", "s.mdb", "SELECT 1", "--csv", "--json"},
      1,
@@ -127,6 +132,7 @@ TEST_P(CommandCase, PrintsAndExits) {
   const Case& c = GetParam();
   MakeDatabase("s.mdb", kStaff);
   std::ofstream(dir_ / "junk.mdb") << "this is a text file, not a database\n";
+  std::ofstream(dir_ / "data.txt") << "1,2\r\n3,4\r\n";
   const ToolRun r = Zmdb(c.args);
   if (c.exitCode != 0) {
     ExpectOneLineFailure(r);
@@ -239,29 +245,12 @@ TEST(RowForms, DisplayWidthCountsWideCharacters) {
   for (const auto& [text, width] : cases) EXPECT_EQ(DisplayWidth(text), width) << text;
 }
 
-TEST(RowForms, CsvQuotesOnlyWhatNeedsIt) {
-  const Grid grid{{"a", "b,c"},
-                  {{rt::Variant("plain"), rt::Variant("say \"hi\"")},
-                   {rt::Variant("two\nlines"), rt::Variant::Null()},
-                   {rt::Variant(std::int32_t{-5}), rt::Variant(0.25)}}};
-  EXPECT_EQ(Csv(grid), "a,\"b,c\"\r\nplain,\"say \"\"hi\"\"\"\r\n\"two\nlines\",\r\n-5,0.25\r\n");
-}
-
 TEST(RowForms, AlignedTextKeepsOneLinePerRow) {
   const Grid grid{{"N", "Text"},
                   {{rt::Variant(std::int32_t{10}), rt::Variant("a\tb\r\nc")},
                    {rt::Variant(std::int32_t{7}), rt::Variant::Null()}}};
   EXPECT_EQ(AlignedText(grid), " N  Text\n--  ------\n10  a b  c\n 7\n(2 rows)\n");
   EXPECT_EQ(AlignedText(Grid{{"X"}, {}}, false), "X\n-\n");
-}
-
-TEST(RowForms, JsonKeepsNumbersExactEnough) {
-  const Grid grid{
-      {"c", "b", "d"},
-      {{rt::Variant(rt::Currency{123456789}), rt::Variant(true), rt::Variant(rt::Date{38229.5})}}};
-  const auto rows = nlohmann::json::parse(JsonRows(grid));
-  EXPECT_EQ(rows, nlohmann::json::parse(R"([{"c": 12345.6789, "b": true,
-                                            "d": "2004-08-30 12:00:00"}])"));
 }
 
 }  // namespace

@@ -90,14 +90,15 @@ void Backup(const BackupOptions& opt) {
   std::cout << "backed up " << count << (count == 1 ? " row to " : " rows to ") << file << '\n';
 }
 
-// A file written with its header starts with four lines beginning with ";"
-// (the note line and the three field lines); without the note, three.
-bool StartsWithNoteLine(const std::string& file) {
+// How many of a file's first four lines start with ";": a file written
+// with its header has four (the note line and the three field lines), or
+// three without the note; a file of data lines only has none.
+int HeaderLines(const std::string& file) {
   std::ifstream in(file, std::ios::binary);
   std::string line;
   int marked = 0;
   while (marked < 4 && std::getline(in, line) && !line.empty() && line[0] == ';') ++marked;
-  return marked == 4;
+  return marked;
 }
 
 // Data lines of a backup file (lines after the header), for the bar's total.
@@ -157,7 +158,11 @@ void Restore(const RestoreOptions& opt) {
   }
   Database db(opt.db);
   clsZMDBFunc& o = db.component();
-  const bool note = opt.note || StartsWithNoteLine(opt.file);
+  const int headerLines = HeaderLines(opt.file);
+  if (headerLines < 3 && !opt.note) {
+    throw CommandError(opt.file + " has no header lines (written with --no-header?)");
+  }
+  const bool note = opt.note || headerLines == 4;
   NamedArgs args{{"fsFile", rt::Variant(opt.file)},
                  {"fsSeparator", rt::Variant(opt.separator)},
                  {"fbNote", rt::Variant(note)}};
