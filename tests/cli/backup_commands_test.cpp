@@ -106,8 +106,13 @@ const RestoreFailure kRestoreFailures[] = {
     {"too_few_values", ";n\r\n;A,B\r\n;3,3\r\n;4,4\r\n1,2\r\n3\r\n", {}},
     {"text_in_a_number", ";n\r\n;A\r\n;3\r\n;4\r\nabc\r\n", {}},
     {"header_cut_short", ";n\r\n;A,B\r\n", {}},
-    {"binary_bytes", std::string("\x00\x01\xff\xfe;\r\n\x00", 8), {}},
-    {"wrong_separator", ";n\r\n;A|B\r\n;3|3\r\n;4|4\r\n1|x\r\n", {"--separator", "|"}},
+    {"binary_bytes_as_a_number",
+     std::string(";n\r\n;A\r\n;3\r\n;4\r\n\x00\xff\xfe\x01\r\n", 22),
+     {}},
+    {"read_with_the_wrong_separator", ";n\r\n;A|B\r\n;3|3\r\n;4|4\r\n1|2\r\n", {}},
+    {"multi_character_separator_cut_short",
+     ";n\r\n;A<>B\r\n;3<>3\r\n;4<>4\r\n1<>2<\r\n",
+     {"--separator", "<>"}},
 };
 
 void PrintTo(const RestoreFailure& c, std::ostream* os) {
