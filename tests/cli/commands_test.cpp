@@ -168,6 +168,40 @@ TEST_F(ToolTest, EveryCommandHasHelp) {
   }
 }
 
+// DB as a connection string to a server store: the same file reached through
+// the SQLite ODBC driver, registered in a private odbcinst.ini.
+TEST_F(ToolTest, ServerStoreThroughAConnectionString) {
+  const std::string ini = (dir_ / "odbc").string();
+  const std::string script = std::string(ZMDB_SOURCE_DIR) + "/scripts/register-odbc-drivers.sh";
+  ASSERT_EQ(std::system((ShellQuoted(script) + " " + ShellQuoted(ini) + " >/dev/null").c_str()), 0);
+  if (ReadAll(dir_ / "odbc" / "odbcinst.ini").find("[SQLite3]") == std::string::npos) {
+    GTEST_SKIP() << "the SQLite ODBC driver is not installed";
+  }
+  ::setenv("ODBCSYSINI", ini.c_str(), 1);
+  const std::string db = "DRIVER={SQLite3};DATABASE=" + MakeDatabase("s.mdb", kStaff);
+  const struct {
+    std::vector<std::string> args;
+    int exitCode;
+    std::string out;
+  } cases[] = {
+      {{"tables", db}, 0, "Dept\nStaff\n"},
+      {{"query", db, "select ID, Name from Staff order by ID", "--csv"},
+       0,
+       "ID,Name\r\n1,张三\r\n2,\"Li, \"\"Si\"\"\"\r\n"},
+      {{"schema", db, "Dept"},
+       0,
+       "Dept\n  Field  Type           Size  Required\n  -----  -------------  ----  --------\n"
+       "  Code   VarChar (200)     4\n"},
+      {{"schema", db, "Nope"}, 1, ""},
+  };
+  for (const auto& c : cases) {
+    const ToolRun r = Zmdb(c.args);
+    EXPECT_EQ(r.exitCode, c.exitCode) << c.args[0] << ": " << r.err;
+    EXPECT_EQ(r.out, c.out) << c.args[0];
+  }
+  ::unsetenv("ODBCSYSINI");
+}
+
 // ---- The pure parts ----
 
 TEST(ProgressLine, ShowsBarPercentageAndCount) {

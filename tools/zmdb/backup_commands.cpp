@@ -65,7 +65,7 @@ void Backup(const BackupOptions& opt) {
   const std::string& file = p.back();
   Database db(p[0]);
   clsZMDBFunc& o = db.component();
-  if (!bySql && !o.dbTableExists(p[1], db.connection())) {
+  if (!bySql && !db.HasTable(p[1])) {
     throw CommandError("no table named " + p[1]);
   }
   const rt::Variant rs = db.Execute(bySql ? opt.sql : "SELECT * FROM " + TableReference(p[1]));
@@ -185,7 +185,7 @@ void Restore(const RestoreOptions& opt) {
     throw CommandError("cannot read " + opt.file + (why.empty() ? "" : ": " + why));
   }
   const std::int32_t count = rt::CLng(rt::GetProp(rs, "RecordCount"));
-  const bool created = !o.dbTableExists(opt.table, db.connection());
+  const bool created = !db.HasTable(opt.table);
   if (created && !o.dbCreateTblStruct(opt.table, FieldStructures(rs), db.connection())) {
     throw CommandError("cannot create table " + opt.table + ": " + db.LastError());
   }

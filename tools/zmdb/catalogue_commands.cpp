@@ -60,7 +60,7 @@ rt::SafeArray Indexes(Database& db, const std::string& table) {
 
 void PrintTable(Database& db, const std::string& table) {
   clsZMDBFunc& o = db.component();
-  if (!o.dbTableExists(table, db.connection())) throw CommandError("no table named " + table);
+  if (!db.HasTable(table)) throw CommandError("no table named " + table);
   o.dbClearError();
   const rt::SafeArray fields = o.dbGetTblStruct(table, db.connection());
   if (!fields.allocated()) throw CommandError("cannot read table " + table + ": " + db.LastError());

@@ -1,11 +1,13 @@
 #include "database.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <optional>
 
 #include "commands.h"
 #include "zmdb/frame/methods.h"
+#include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/error.h"
 #include "zmdb/runtime/object.h"
 
@@ -48,6 +50,14 @@ Database::Database(const std::string& db)
 Database::~Database() {
   component_->dbCloseConnect(false);
   component_.reset();
+}
+
+bool Database::HasTable(const std::string& table) {
+  const rt::SafeArray names = component_->dbTableDefs(connection_, true);
+  const auto& items = names.items();
+  return std::any_of(items.begin(), items.end(), [&](const rt::Variant& name) {
+    return rt::NameEquals(rt::CStr(name), table);
+  });
 }
 
 rt::Variant Database::Execute(const std::string& sql) {

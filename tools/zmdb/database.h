@@ -41,6 +41,9 @@ class Database {
   const std::string& filePath() const { return filePath_; }
   const rt::Variant& connection() const { return connection_; }
 
+  // Whether the database has a table of this name (without regard to case),
+  // from the catalogue listing, which every store answers.
+  bool HasTable(const std::string& table);
   // Run a statement; a statement that returns no rows gives a closed recordset.
   rt::Variant Execute(const std::string& sql);
   // The last error the component recorded, as one line ("" when none).
