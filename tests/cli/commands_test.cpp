@@ -1,0 +1,291 @@
+// The commands for people, run as processes on a database the test makes,
+// and the pure parts they print with: the row forms and the progress line.
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "progress.h"
+#include "rows_output.h"
+#include "run_tool.h"
+#include "zmdb/runtime/convert.h"
+
+namespace zmdb::cli::testing {
+namespace {
+
+const std::vector<std::string> kStaff = {
+    kCreateStaff, "INSERT INTO Staff VALUES (1, '张三', 1200.5, #2004-08-30#, True)",
+    "INSERT INTO Staff VALUES (2, 'Li, \"Si\"', NULL, NULL, False)",
+    "CREATE TABLE Dept (Code TEXT(4))"};
+
+const std::string kStaffSchema =
+    "Staff\n"
+    "  Field   Type            Size  Required\n"
+    "  ------  --------------  ----  --------\n"
+    "  ID      Int (3)            4  yes\n"
+    "  Name    VarWChar (202)    20\n"
+    "  Salary  Money (6)          8\n"
+    "  Hired   DateTime (7)       8\n"
+    "  Active  Bit (11)           2\n"
+    "  index PrimaryKey (ID) primary unique\n";
+
+struct Case {
+  const char* name;
+  std::vector<std::string> args;  // run in the test's directory, where s.mdb is
+  int exitCode;
+  std::string out;       // the whole of stdout (failures: empty)
+  std::string errStart;  // the start of stderr's one line (successes: stderr empty)
+};
+
+const Case kCases[] = {
+    {"tables", {"tables", "s.mdb"}, 0, "Dept\nStaff\n", ""},
+    {"schema_of_one_table", {"schema", "s.mdb", "Staff"}, 0, kStaffSchema, ""},
+    {"schema_of_every_table",
+     {"schema", "s.mdb"},
+     0,
+     "Dept\n"
+     "  Field  Type            Size  Required\n"
+     "  -----  --------------  ----  --------\n"
+     "  Code   VarWChar (202)     4\n"
+     "\n" +
+         kStaffSchema,
+     ""},
+    {"query_as_text",
+     {"query", "s.mdb", "SELECT * FROM Staff ORDER BY ID"},
+     0,
+     "ID  Name      Salary  Hired       Active\n"
+     "--  --------  ------  ----------  ------\n"
+     " 1  张三      1200.5  2004-08-30  True\n"
+     " 2  Li, \"Si\"                      False\n"
+     "(2 rows)\n",
+     ""},
+    {"query_as_csv",
+     {"query", "s.mdb", "SELECT * FROM Staff ORDER BY ID", "--csv"},
+     0,
+     "ID,Name,Salary,Hired,Active\r\n1,张三,1200.5,2004-08-30,True\r\n"
+     "2,\"Li, \"\"Si\"\"\",,,False\r\n",
+     ""},
+    {"query_in_jet_sql",
+     {"query", "s.mdb", "SELECT TOP 1 Name & '!' AS Shout FROM Staff WHERE Active = True"},
+     0,
+     "Shout\n-----\n张三!\n(1 row)\n",
+     ""},
+    {"query_without_rows",
+     {"query", "s.mdb", "UPDATE Staff SET Salary = 1"},
+     0,
+     "(2 rows affected)\n",
+     ""},
+    {"query_of_no_rows", {"query", "s.mdb", "SELECT Code FROM Dept", "--csv"}, 0, "Code\r\n", ""},
+    {"missing_database_file",
+     {"tables", "nofile.mdb"},
+     1,
+     "",
+     "zmdb tables: no such database file: nofile.mdb\n"},
+    {"database_file_that_is_no_database", {"query", "junk.mdb", "SELECT 1"}, 1, "", "zmdb query: "},
+    {"bad_connection_string",
+     {"tables", "PROVIDER=NoSuchThing;Data Source=x"},
+     1,
+     "",
+     "zmdb tables: cannot open PROVIDER=NoSuchThing;Data Source=x"},
+    {"bad_sql", {"query", "s.mdb", "SELEC x"}, 1, "", "zmdb query: Syntax error"},
+    {"query_of_missing_table", {"query", "s.mdb", "SELECT * FROM Nope"}, 1, "", "zmdb query: "},
+    {"schema_of_missing_table",
+     {"schema", "s.mdb", "Nope"},
+     1,
+     "",
+     "zmdb schema: no table named Nope\n"},
+    {"backup_of_missing_table",
+     {"backup", "s.mdb", "Nope", "out.txt"},
+     1,
+     "",
+     "zmdb backup: no table named Nope\n"},
+    {"backup_with_too_few_names",
+     {"backup", "s.mdb", "out.txt"},
+     1,
+     "",
+     "zmdb backup: expected DB TABLE FILE\n"},
+    {"restore_of_missing_file",
+     {"restore", "none.txt", "s.mdb", "T"},
+     1,
+     "",
+     "zmdb restore: no such file: none.txt\n"},
+    {"restore_of_data_lines_only",
+     {"restore", "data.txt", "s.mdb", "T"},
+     1,
+     "",
+     "zmdb restore: data.txt has no header lines (written with --no-header?)\n"},
+    {"csv_and_json_together",
+     {"query", "s.mdb", "SELECT 1", "--csv", "--json"},
+     1,
+     "",
+     "zmdb: --csv excludes --json"},
+    {"query_without_sql", {"query", "s.mdb"}, 1, "", "zmdb: SQL is required"},
+    {"unknown_command", {"tabels", "s.mdb"}, 1, "", "zmdb: "},
+};
+
+void PrintTo(const Case& c, std::ostream* os) {
+  *os << c.name;
+}
+
+class CommandCase : public ToolTest, public ::testing::WithParamInterface<Case> {};
+
+TEST_P(CommandCase, PrintsAndExits) {
+  const Case& c = GetParam();
+  MakeDatabase("s.mdb", kStaff);
+  std::ofstream(dir_ / "junk.mdb") << "this is a text file, not a database\n";
+  std::ofstream(dir_ / "data.txt") << "1,2\r\n3,4\r\n";
+  const ToolRun r = Zmdb(c.args);
+  if (c.exitCode != 0) {
+    ExpectOneLineFailure(r);
+    EXPECT_EQ(r.err.rfind(c.errStart, 0), 0u) << r.err;
+    return;
+  }
+  EXPECT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_EQ(r.out, c.out);
+  EXPECT_EQ(r.err, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Zmdb, CommandCase, ::testing::ValuesIn(kCases),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(ToolTest, QueryAsJsonKeepsTypes) {
+  MakeDatabase("s.mdb", kStaff);
+  const ToolRun r = Zmdb({"query", "s.mdb", "SELECT * FROM Staff ORDER BY ID", "--json"});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  const auto rows = nlohmann::json::parse(r.out);
+  const auto expected = nlohmann::json::parse(R"([
+    {"ID": 1, "Name": "张三", "Salary": 1200.5, "Hired": "2004-08-30", "Active": true},
+    {"ID": 2, "Name": "Li, \"Si\"", "Salary": null, "Hired": null, "Active": false}])");
+  EXPECT_EQ(rows, expected);
+}
+
+TEST_F(ToolTest, EveryCommandHasHelp) {
+  for (const char* command :
+       {"tables", "schema", "query", "backup", "restore", "session", "call"}) {
+    const ToolRun r = Zmdb({command, "--help"});
+    EXPECT_EQ(r.exitCode, 0) << command;
+    EXPECT_NE(r.out.find(std::string("zmdb ") + command), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("Usage:"), std::string::npos) << r.out;
+  }
+}
+
+// DB as a connection string to a server store: the same file reached through
+// the SQLite ODBC driver, registered in a private odbcinst.ini.
+TEST_F(ToolTest, ServerStoreThroughAConnectionString) {
+  const std::string ini = (dir_ / "odbc").string();
+  const std::string script = std::string(ZMDB_SOURCE_DIR) + "/scripts/register-odbc-drivers.sh";
+  ASSERT_EQ(std::system((ShellQuoted(script) + " " + ShellQuoted(ini) + " >/dev/null").c_str()), 0);
+  if (ReadAll(dir_ / "odbc" / "odbcinst.ini").find("[SQLite3]") == std::string::npos) {
+    GTEST_SKIP() << "the SQLite ODBC driver is not installed";
+  }
+  ::setenv("ODBCSYSINI", ini.c_str(), 1);
+  const std::string db = "DRIVER={SQLite3};DATABASE=" + MakeDatabase("s.mdb", kStaff);
+  const struct {
+    std::vector<std::string> args;
+    int exitCode;
+    std::string out;
+  } cases[] = {
+      {{"tables", db}, 0, "Dept\nStaff\n"},
+      {{"query", db, "select ID, Name from Staff order by ID", "--csv"},
+       0,
+       "ID,Name\r\n1,张三\r\n2,\"Li, \"\"Si\"\"\"\r\n"},
+      {{"schema", db, "Dept"},
+       0,
+       "Dept\n  Field  Type           Size  Required\n  -----  -------------  ----  --------\n"
+       "  Code   VarChar (200)     4\n"},
+      {{"schema", db, "Nope"}, 1, ""},
+  };
+  for (const auto& c : cases) {
+    const ToolRun r = Zmdb(c.args);
+    EXPECT_EQ(r.exitCode, c.exitCode) << c.args[0] << ": " << r.err;
+    EXPECT_EQ(r.out, c.out) << c.args[0];
+  }
+  ::unsetenv("ODBCSYSINI");
+}
+
+// ---- The pure parts ----
+
+TEST(ProgressLine, ShowsBarPercentageAndCount) {
+  struct {
+    double value, max;
+    int width;
+    std::string line;
+  } cases[] = {
+      {0, 10, 30, "[.................]   0%  0/10"},
+      {5, 10, 30, "[########.........]  50%  5/10"},
+      {10, 10, 30, "[#################] 100% 10/10"},
+      {15, 10, 30, "[#################] 100% 15/10"},  // past the total: a full bar
+      {-3, 10, 30, "[.................]   0% -3/10"},
+      {999, 1000, 30, "[############.]  99%  999/1000"},
+      {1, 3, 20, "[###......]  33% 1/3"},
+      {7, 0, 30, "7"},           // no total known: the count alone
+      {2, 4, 5, "[]  50% 2/4"},  // too narrow for a bar: the numbers stay
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(RenderProgress(c.value, c.max, c.width), c.line)
+        << c.value << "/" << c.max << " in " << c.width;
+  }
+}
+
+TEST(ProgressLine, WidthIsKeptUpToLargeCounts) {
+  for (double max : {10.0, 1000.0, 1000000.0}) {
+    EXPECT_EQ(RenderProgress(max / 2, max, 60).size(), 60u) << max;
+  }
+}
+
+// The bar as the library meets it: late-bound members, and at most one
+// redraw per tenth of a second however fast Value moves.
+TEST(TerminalProgress, HonoursTheControlContractAndLimitsRedraws) {
+  std::FILE* sink = std::tmpfile();
+  ASSERT_NE(sink, nullptr);
+  auto bar = std::make_shared<TerminalProgress>(sink, true, 40);
+  const rt::Variant ctrl{rt::ObjectRef(bar)};
+  EXPECT_EQ(rt::TypeName(ctrl), "ProgressBar");
+  EXPECT_FALSE(rt::CBool(rt::GetProp(ctrl, "Visible")));
+  rt::SetProp(ctrl, "Visible", rt::Variant(true));
+  rt::SetProp(ctrl, "Max", rt::Variant(std::int32_t{200000}));
+  const auto start = std::chrono::steady_clock::now();
+  for (std::int32_t i = 1; i <= 200000; ++i) rt::SetProp(ctrl, "Value", rt::Variant(i));
+  const auto tenths = std::chrono::duration_cast<std::chrono::milliseconds>(
+                          std::chrono::steady_clock::now() - start)
+                          .count() /
+                      100;
+  EXPECT_TRUE(rt::CBool(rt::GetProp(ctrl, "Visible")));
+  EXPECT_EQ(rt::CDbl(rt::GetProp(ctrl, "Value")), 200000.0);
+  EXPECT_LE(bar->redraws(), tenths + 3);
+  bar->Finish();
+  std::rewind(sink);
+  char text[256] = {};
+  const std::size_t n = std::fread(text, 1, sizeof text - 1, sink);
+  const std::string drawn(text, n);
+  EXPECT_NE(drawn.find("100% 200000/200000\n"), std::string::npos) << drawn;
+  std::fclose(sink);
+}
+
+TEST(TerminalProgress, DrawsNothingWhenOff) {
+  std::FILE* sink = std::tmpfile();
+  ASSERT_NE(sink, nullptr);
+  {
+    TerminalProgress bar(sink, false);
+    bar.SetProperty("Max", rt::Variant(10.0), {});
+    bar.SetProperty("Value", rt::Variant(5.0), {});
+  }
+  EXPECT_EQ(std::ftell(sink), 0);
+  std::fclose(sink);
+}
+
+TEST(RowForms, DisplayWidthCountsWideCharacters) {
+  const std::pair<const char*, std::size_t> cases[] = {
+      {"", 0}, {"abc", 3}, {"张三", 4}, {"a张b", 4}, {"ｱ", 1}, {"Ａ", 2}, {"é", 1}, {"\xff", 1}};
+  for (const auto& [text, width] : cases) EXPECT_EQ(DisplayWidth(text), width) << text;
+}
+
+TEST(RowForms, AlignedTextKeepsOneLinePerRow) {
+  const Grid grid{{"N", "Text"},
+                  {{rt::Variant(std::int32_t{10}), rt::Variant("a\tb\r\nc")},
+                   {rt::Variant(std::int32_t{7}), rt::Variant::Null()}}};
+  EXPECT_EQ(AlignedText(grid), " N  Text\n--  ------\n10  a b  c\n 7\n(2 rows)\n");
+  EXPECT_EQ(AlignedText(Grid{{"X"}, {}}, false), "X\n-\n");
+}
+
+}  // namespace
+}  // namespace zmdb::cli::testing
