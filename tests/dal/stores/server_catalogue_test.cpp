@@ -1,0 +1,348 @@
+// The server catalogue, rights and clock methods: table listings on every
+// store, with and without user tables; databases, rights and the clock for
+// real on PostgreSQL; what SQL Server is sent, on the stand-in driver; and
+// procedures with output parameters on PostgreSQL.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+
+#include "listing_texts.h"
+#include "store_fixture.h"
+#include "zmdb/dal/command.h"
+#include "zmdb/frame/component.h"
+#include "zmdb/runtime/convert.h"
+#include "zmdb/runtime/datetime.h"
+#include "zmdb/runtime/errors.h"
+#include "zmdb/runtime/host.h"
+
+namespace zmdb::dal::testing {
+namespace {
+
+using rt::Variant;
+using zmdb::testing::Texts;
+
+// A user data-source file of this process (ODBCINI) naming the shared
+// PostgreSQL's "postgres" database as zmdb_pg, and the stand-in's file (when
+// given) as zmdb_standin, so that the methods that take a server name can be
+// pointed at them through the ODBC provider.
+void WriteDataSources(const std::filesystem::path& standInFile = {}) {
+  const auto file =
+      std::filesystem::temp_directory_path() / ("zmdb_dsn_" + std::to_string(::getpid()) + ".ini");
+  std::ofstream out(file);
+  if (SharedPostgres()) {
+    out << "[zmdb_pg]\nDriver=PostgreSQL Unicode\nServername=127.0.0.1\nPort="
+        << SharedPostgres()->port() << "\nDatabase=postgres\n";
+  }
+  if (!standInFile.empty()) {
+    out << "[zmdb_standin]\nDriver=SQL Server SQLite stand-in\nDatabase=" << standInFile.string()
+        << "\n";
+  }
+  ::setenv("ODBCINI", file.c_str(), 1);
+}
+
+class ServerMethodsTest : public StoreTest {
+ protected:
+  void SetUp() override {
+    StoreTest::SetUp();
+    host_->SetEcho(false);
+  }
+  Variant Conn() { return Variant(rt::ObjectRef(Connect())); }
+  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
+  rt::ScopedHost scope_{host_};
+  clsZMDBFunc obj_;
+};
+
+// ---- Table listings, on every store ----
+
+using TableListingsTest = ServerMethodsTest;
+
+// No user tables: one empty name and one empty date entry; the closing step
+// that fails on purpose is recorded all the same.
+TEST_P(TableListingsTest, WithoutUserTablesOneEmptyElement) {
+  Variant dates;
+  const rt::SafeArray names = obj_.dbListSQLTables(dates, Conn());
+  EXPECT_EQ(names.LBound(), 1);
+  EXPECT_EQ(Texts(names), std::vector<std::string>{""});
+  ASSERT_TRUE(dates.IsArray());
+  EXPECT_EQ(dates.AsArray().LBound(), 1);
+  EXPECT_EQ(Texts(dates.AsArray()), std::vector<std::string>{""});
+  EXPECT_EQ(obj_.dbGetLastError().Number, rt::err::kObjectClosed);
+  EXPECT_TRUE(host_->shown().empty());  // the debug flag is off
+}
+
+TEST_P(TableListingsTest, UserTablesAndEveryKindWithIsAll) {
+  auto cn = Connect();
+  cn->Execute("CREATE TABLE zeta (id INT)");
+  cn->Execute("CREATE TABLE alpha (a INT)");
+  cn->Execute("CREATE VIEW zview AS SELECT id FROM zeta");
+  const Variant conn{rt::ObjectRef(cn)};
+  obj_.dbSetDebug(true);
+  Variant dates;
+  std::vector<std::string> names = Texts(obj_.dbListSQLTables(dates, conn));
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (std::vector<std::string>{"alpha", "zeta"}));
+  ASSERT_EQ(dates.AsArray().size(), 2u);
+  // The recorded failure of the closing step shows its debug box once.
+  ASSERT_EQ(host_->shown().size(), 1u);
+  EXPECT_EQ(host_->shown()[0].title, "DebugMode");
+  const std::vector<std::string> all = Texts(obj_.dbListSQLTables(dates, conn, true));
+  EXPECT_NE(std::find(all.begin(), all.end(), "zview"), all.end());
+  EXPECT_EQ(dates.AsArray().size(), all.size());
+}
+
+// A connection that cannot list (closed) gives the unallocated array, and
+// fsVal is left alone.
+TEST_P(TableListingsTest, ClosedConnectionRecordsItsError) {
+  auto cn = Connect();
+  cn->Close();
+  Variant dates("untouched");
+  EXPECT_FALSE(obj_.dbListSQLTables(dates, Variant(rt::ObjectRef(cn))).allocated());
+  EXPECT_EQ(rt::CStr(dates), "untouched");
+  EXPECT_EQ(obj_.dbGetLastError().Number, rt::err::kObjectClosed);
+}
+
+INSTANTIATE_TEST_SUITE_P(Stores, TableListingsTest, EveryStore(), StoreParamName);
+
+// The file store keeps creation and change dates: an entry is the creation
+// date as text, then "," and the change date only when the table has one.
+TEST(TableListingDates, FileStoreEntriesAreDatesAsText) {
+  const auto dir =
+      std::filesystem::temp_directory_path() / ("zmdb_listdates_" + std::to_string(::getpid()));
+  auto cn = OpenLocalFile(dir);
+  cn->Execute("CREATE TABLE t1 (a INT)");
+  rt::ScopedHost scope(std::make_shared<rt::HeadlessHost>());
+  clsZMDBFunc obj;
+  Variant dates;
+  EXPECT_EQ(Texts(obj.dbListSQLTables(dates, Variant(rt::ObjectRef(cn)))),
+            std::vector<std::string>{"t1"});
+  const std::string entry = rt::CStr(dates.AsArray().at(1));
+  const auto comma = entry.find(',');
+  const std::string created = entry.substr(0, comma);
+  EXPECT_TRUE(rt::IsDate(Variant(created))) << entry;
+  if (comma != std::string::npos) {
+    EXPECT_TRUE(rt::IsDate(Variant(entry.substr(comma + 1)))) << entry;
+  }
+  cn->Close();
+  std::filesystem::remove_all(dir);
+}
+
+// ---- PostgreSQL for real ----
+
+using PostgresServerTest = ServerMethodsTest;
+
+TEST_P(PostgresServerTest, DatabasesAndExistenceWithoutRegardToCase) {
+  WriteDataSources();
+  const std::string db = rt::CStr(Scalar(Connect(), "SELECT current_database()"));
+  const std::string user = testsupport::PgServer::kUser, pwd = testsupport::PgServer::kPassword;
+  const std::vector<std::string> names =
+      Texts(obj_.dbListSQLDBase("zmdb_pg", user, pwd, "MSDASQL"));
+  EXPECT_NE(std::find(names.begin(), names.end(), "postgres"), names.end());
+  EXPECT_NE(std::find(names.begin(), names.end(), db), names.end());
+  EXPECT_EQ(std::find(names.begin(), names.end(), "template0"), names.end());
+  std::string upper = db;
+  std::transform(upper.begin(), upper.end(), upper.begin(), ::toupper);
+  const struct {
+    std::string name, server, pwd;
+    bool exists;
+  } cases[] = {
+      {upper, "zmdb_pg", pwd, true},     {"Postgres", "zmdb_pg", pwd, true},
+      {db + "x", "zmdb_pg", pwd, false}, {"", "zmdb_pg", pwd, false},
+      {db, "zmdb_pg", "wrong", false},   // no connection
+      {db, "zmdb_nowhere", pwd, false},  // no such data source
+  };
+  for (const auto& c : cases) {
+    obj_.dbClearError();
+    EXPECT_EQ(obj_.dbSQLTblExists(c.name, c.server, user, c.pwd, "MSDASQL"), c.exists)
+        << c.name << " on " << c.server;
+    // A listing that failed recorded its error; the existence test adds none.
+    EXPECT_EQ(obj_.dbGetLastError().Number != 0, c.pwd == "wrong" || c.server == "zmdb_nowhere");
+  }
+  EXPECT_FALSE(obj_.dbListSQLDBase("zmdb_pg", user, "wrong", "MSDASQL").allocated());
+  EXPECT_NE(obj_.dbGetLastError().Description.find("zmdb"), std::string::npos);
+}
+
+TEST_P(PostgresServerTest, ServerDateIsTheServersClock) {
+  const double before = rt::Now().serial;
+  const rt::Date server = obj_.dbGetServerDate(Conn());
+  const double after = rt::Now().serial;
+  // Whole seconds locally, fractions on the server; a minute allows for a
+  // slow machine without letting a wrong zone or a fixed value pass.
+  constexpr double kTolerance = 60.0 / 86400;
+  EXPECT_GT(server.serial, before - kTolerance) << rt::DateToText(server);
+  EXPECT_LT(server.serial, after + kTolerance) << rt::DateToText(server);
+}
+
+TEST_P(PostgresServerTest, RightsAreGrantedToAUserOrPublic) {
+  auto cn = Connect();
+  cn->Execute("CREATE TABLE Staff (id INT)");
+  cn->Execute(
+      "DO $$ BEGIN IF NOT EXISTS (SELECT 1 FROM pg_roles WHERE rolname = 'zmdb_clerk') "
+      "THEN CREATE ROLE zmdb_clerk; END IF; END $$");
+  const rt::ObjectRef conn(cn);
+  auto has = [&](const std::string& who, const std::string& right) {
+    return rt::CBool(
+        Scalar(cn, "SELECT has_table_privilege('" + who + "', 'staff', '" + right + "')"));
+  };
+  EXPECT_TRUE(obj_.dbSetSQLDBRight(conn, "Staff", 5, "zmdb_clerk"));
+  EXPECT_TRUE(has("zmdb_clerk", "SELECT"));
+  EXPECT_TRUE(has("zmdb_clerk", "DELETE"));
+  EXPECT_FALSE(has("zmdb_clerk", "INSERT"));
+  EXPECT_FALSE(has("zmdb_clerk", "UPDATE"));
+  EXPECT_TRUE(obj_.dbSetSQLDBRight(conn, "staff", 8));  // the default grantee Public
+  EXPECT_TRUE(rt::CBool(
+      Scalar(cn,
+             "SELECT COUNT(*) > 0 FROM information_schema.role_table_grants WHERE "
+             "grantee = 'PUBLIC' AND table_name = 'staff' AND privilege_type = 'UPDATE'")));
+  // No rights, no such table, no such grantee: False, and nothing recorded.
+  EXPECT_FALSE(obj_.dbSetSQLDBRight(conn, "Staff", 0));
+  EXPECT_FALSE(obj_.dbSetSQLDBRight(conn, "nowhere", 1));
+  EXPECT_FALSE(obj_.dbSetSQLDBRight(conn, "Staff", 1, "zmdb_nobody"));
+  EXPECT_FALSE(obj_.dbSetSQLDBRight(nullptr, "Staff", 1));
+  EXPECT_EQ(obj_.dbGetLastError().Number, 0);
+  EXPECT_TRUE(host_->shown().empty());
+}
+
+// A Parameter as a caller makes one: a value, and a type (0 for none).
+std::shared_ptr<Parameter> Param(const Variant& value, std::int32_t type = 0) {
+  auto p = std::make_shared<Parameter>();
+  p->data().value = value;
+  p->data().adoType = type;
+  return p;
+}
+
+TEST_P(PostgresServerTest, ProceduresAndFunctionsWithInputAndOutputParameters) {
+  auto cn = Connect();
+  cn->Execute(
+      "CREATE FUNCTION with_tax(amount INT, label VARCHAR, OUT total INT) LANGUAGE SQL AS "
+      "$$ SELECT amount * 2 + length(label) $$");
+  cn->Execute("CREATE TABLE said (word VARCHAR(20))");
+  cn->Execute(
+      "CREATE PROCEDURE say(w VARCHAR, OUT n INT) LANGUAGE plpgsql AS $$ BEGIN "
+      "INSERT INTO said VALUES (w); n := length(w) * 2; END $$");
+  const struct {
+    const char* name;
+    std::vector<Variant> inputs;
+    std::int32_t want;
+  } cases[] = {
+      {"with_tax", {Variant(std::int32_t{20}), Variant("abc")}, 43},
+      {"say", {Variant("你好abc")}, 10},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::vector<Variant> items;
+    std::vector<std::shared_ptr<Parameter>> inputs;
+    for (const Variant& v : c.inputs) {
+      inputs.push_back(Param(v, v.IsString() ? 0 : 3));
+      items.emplace_back(rt::ObjectRef(inputs.back()));
+    }
+    const auto ret = Param(Variant(), 3);
+    host_->ClearRecord();
+    EXPECT_TRUE(obj_.dbExecProc(Variant(rt::ObjectRef(cn)), c.name,
+                                rt::SafeArray(rt::VarType::Object, 0, std::move(items)), ret))
+        << (host_->shown().empty() ? "" : host_->shown().front().prompt);
+    EXPECT_EQ(ret->data().direction, 2);
+    EXPECT_EQ(rt::CLng(ret->data().value), c.want);
+    for (const auto& p : inputs) {
+      EXPECT_EQ(p->data().direction, 1);
+      EXPECT_EQ(p->data().adoType, p->data().value.IsString() ? 200 : 3);
+    }
+    EXPECT_EQ(host_->pointerHistory(), (std::vector<int>{rt::kPointerHourglass, 0}));
+  }
+  EXPECT_EQ(rt::CStr(Scalar(cn, "SELECT word FROM said")), "你好abc");
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, PostgresServerTest, ::testing::Values(Store::Postgres),
+                         StoreParamName);
+
+// ---- SQL Server, as sent to the stand-in driver ----
+
+class ServerMethodsOnStandInTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    host_->SetEcho(false);
+    cn_ = Connection::Create();
+    cn_->Open(standIn_.text);
+    cn_->EnableStatementLog(true);
+    cn_->Execute("CREATE TABLE T1 (ID INT)");
+  }
+  void TearDown() override { cn_->Close(); }
+  StandInDirectory standIn_{
+      "server_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name())};
+  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
+  rt::ScopedHost scope_{host_};
+  clsZMDBFunc obj_;
+  std::shared_ptr<Connection> cn_;
+};
+
+// SQLite has no GRANT: every call answers False silently, after sending
+// exactly the statement SQL Server would get.
+TEST_F(ServerMethodsOnStandInTest, RightsStatementsAsSent) {
+  const struct {
+    std::int32_t rights;
+    const char* grantee;
+    const char* sent;
+  } cases[] = {
+      {5, nullptr, "GRANT SELECT,DELETE ON [dbo].[T1] TO [Public]"},
+      {15, "sales", "GRANT SELECT,INSERT,DELETE,UPDATE ON [dbo].[T1] TO [sales]"},
+      {0, nullptr, "GRANT  ON [dbo].[T1] TO [Public]"},
+  };
+  for (const auto& c : cases) {
+    const bool granted = c.grantee
+                             ? obj_.dbSetSQLDBRight(rt::ObjectRef(cn_), "T1", c.rights, c.grantee)
+                             : obj_.dbSetSQLDBRight(rt::ObjectRef(cn_), "T1", c.rights);
+    EXPECT_FALSE(granted) << c.sent;
+    EXPECT_EQ(cn_->statementLog().back(), c.sent);
+  }
+  EXPECT_EQ(obj_.dbGetLastError().Number, 0);
+  EXPECT_TRUE(host_->shown().empty());
+}
+
+// The clock statement goes as written; SQLite's refusal reaches the caller.
+TEST_F(ServerMethodsOnStandInTest, ServerDateIsUnguarded) {
+  EXPECT_NE(RaisedNumber([&] { obj_.dbGetServerDate(Variant(rt::ObjectRef(cn_))); }), 0);
+  EXPECT_EQ(cn_->statementLog().back(), "SELECT GETDATE()");
+  EXPECT_EQ(obj_.dbGetLastError().Number, 0);
+}
+
+TEST_F(ServerMethodsOnStandInTest, DatabasesThroughADataSource) {
+  WriteDataSources(standIn_.dir / "t.db");
+  const rt::SafeArray names = obj_.dbListSQLDBase("zmdb_standin", "", "", "MSDASQL");
+  EXPECT_EQ(names.LBound(), 1);
+  EXPECT_EQ(names.size(), 1u) << obj_.dbGetLastError().Description;
+  // The stand-in names its one database by its file; any case matches it.
+  const std::string name = rt::CStr(names.at(1));
+  std::string upper = name;
+  std::transform(upper.begin(), upper.end(), upper.begin(), ::toupper);
+  EXPECT_TRUE(obj_.dbSQLTblExists(upper, "zmdb_standin", "", "", "MSDASQL")) << name;
+  // The SQL Server provider's default reaches no server here: recorded, False.
+  EXPECT_FALSE(obj_.dbSQLTblExists(name, "127.0.0.1,1", "sa", ""));
+  EXPECT_NE(obj_.dbGetLastError().Number, 0);
+}
+
+// ---- The file store: no clock, no rights ----
+
+TEST(ServerMethodsOnFileStore, ClockAndRightsAreRefused) {
+  const auto dir =
+      std::filesystem::temp_directory_path() / ("zmdb_serverfile_" + std::to_string(::getpid()));
+  auto cn = OpenLocalFile(dir);
+  cn->Execute("CREATE TABLE T1 (a INT)");
+  rt::ScopedHost scope(std::make_shared<rt::HeadlessHost>());
+  clsZMDBFunc obj;
+  try {
+    obj.dbGetServerDate(Variant(rt::ObjectRef(cn)));
+    ADD_FAILURE() << "a date was read";
+  } catch (const rt::PlatformError& e) {
+    EXPECT_EQ(e.number(), rt::err::kAdoNotSupported);
+    EXPECT_NE(std::string(e.what()).find("no server clock"), std::string::npos) << e.what();
+  }
+  EXPECT_FALSE(obj.dbSetSQLDBRight(rt::ObjectRef(cn), "T1", 1));
+  EXPECT_EQ(obj.dbGetLastError().Number, 0);
+  cn->Close();
+  std::filesystem::remove_all(dir);
+}
+
+}  // namespace
+}  // namespace zmdb::dal::testing
