@@ -168,6 +168,7 @@ void Connection::Open(const std::string& connectionString, const std::string&, c
     properties_->Put("Data Source", Variant(route.dataSource));
     properties_->Put("Extended Properties", Variant(std::string()));
     properties_->Put("Provider Name", Variant(provider_));
+    properties_->Put("DBMS Name", Variant(backend_->DbmsName()));
     return 0;
   });
 }

@@ -145,12 +145,9 @@ constexpr Home kFabricated{"records", "src/records/fabricated.cpp"};
 constexpr Home kTypes{"types", "src/types/methods.cpp"};
 constexpr Home kSqlconv{"sqlconv", "src/sqlconv/methods.cpp"};
 constexpr Home kTables{"schema", "src/schema/tables.cpp"};
-// A built method of a file whose other methods are not built yet.
-constexpr Home kProcedures{"connect", "src/connect/server.cpp"};
+constexpr Home kServer{"connect", "src/connect/server.cpp"};
 // Not built yet.
 constexpr Home kCreate{"connect", "src/connect/create.cpp", "database creation"};
-constexpr Home kServer{"connect", "src/connect/server.cpp",
-                       "the server catalogue, rights and procedures"};
 constexpr Home kFields{"schema", "src/schema/fields.cpp"};
 constexpr Home kIndexes{"schema", "src/schema/indexes.cpp"};
 constexpr Home kRelations{"schema", "src/schema/relations.cpp"};
@@ -400,20 +397,25 @@ std::vector<MethodSpec> BuildTable() {
                 Bind(&C::dbRemoveQueryItem)));
   t.push_back(M(kServer, 72, "dbListSQLDBase", Array, G::Recording,
                 {In("fsServer", String), Ref("fsUser", String), Ref("fsPwd", String),
-                 OptRef("fsProvider", String, S("SQLOLEDB"))}));
+                 OptRef("fsProvider", String, S("SQLOLEDB"))},
+                Bind(&C::dbListSQLDBase)));
   t.push_back(M(kServer, 73, "dbSQLTblExists", Boolean, G::Silent,
                 {Ref("fsTbl", String), Ref("fsServer", String), Ref("fsUser", String),
-                 Ref("fsPwd", String), OptRef("fsProvider", String, S("SQLOLEDB"))}));
+                 Ref("fsPwd", String), OptRef("fsProvider", String, S("SQLOLEDB"))},
+                Bind(&C::dbSQLTblExists)));
   t.push_back(M(
-      kProcedures, 74, "dbExecProc", Boolean, G::OwnHandler,
+      kServer, 74, "dbExecProc", Boolean, G::OwnHandler,
       {In("cn", Variant), Ref("ProcName", String), Ref("InputParm", Array), Opt("RetParm", Object)},
       Bind(&C::dbExecProc)));
   t.push_back(M(kServer, 75, "dbListSQLTables", Array, G::Recording,
-                {Ref("fsVal", Variant), In("Conn", Variant), Opt("bIsAll", Boolean, B(false))}));
-  t.push_back(M(kServer, 76, "dbGetServerDate", Date, G::Unguarded, {In("fConn", Variant)}));
+                {Ref("fsVal", Variant), In("Conn", Variant), Opt("bIsAll", Boolean, B(false))},
+                Bind(&C::dbListSQLTables)));
+  t.push_back(M(kServer, 76, "dbGetServerDate", Date, G::Unguarded, {In("fConn", Variant)},
+                Bind(&C::dbGetServerDate)));
   t.push_back(M(kServer, 77, "dbSetSQLDBRight", Boolean, G::Silent,
                 {In("cn", Object), Ref("sTblName", String), In("Operator", Long),
-                 OptRef("fsGroupOrUser", String, S("Public"))}));
+                 OptRef("fsGroupOrUser", String, S("Public"))},
+                Bind(&C::dbSetSQLDBRight)));
   t.push_back(
       M(kSqlconv, 78, "dbCSql", String, G::Unguarded, {Ref("fsSQL", String)}, Bind(&C::dbCSql)));
   t.push_back(

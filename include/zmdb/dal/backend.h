@@ -140,6 +140,9 @@ class Backend {
   // to the caller. No value when the store cannot copy that way (the
   // default): the caller then copies row by row.
   virtual std::optional<std::int64_t> CopyRowsFrom(Backend& source, const BulkCopy& copy);
+  // The product the store is, as the connection's "DBMS Name" property gives
+  // it ("PostgreSQL", "Microsoft SQL Server", ...); "" when it cannot tell.
+  virtual std::string DbmsName() const { return {}; }
   virtual void Close() = 0;
   // The store's schema store (tables, fields, indexes, relations, queries
   // for the DAO and ADOX objects), owned by the backend. A store without one

@@ -132,7 +132,26 @@ class clsZMDBFunc {
   bool dbModifyFieldName(const std::string& fsTblName, const rt::Variant& fsOldName,
                          const std::string& fsNewName,
                          const rt::Variant& Conn = rt::Variant::Missing());
-  // ---- Stored procedures ----
+  // ---- Server catalogue, rights and procedures ----
+  // The server's databases (1-based; unallocated when it has none), through a
+  // private connection of provider fsProvider to "Data Source=fsServer;...".
+  rt::SafeArray dbListSQLDBase(const std::string& fsServer, const std::string& fsUser,
+                               const std::string& fsPwd,
+                               const std::string& fsProvider = "SQLOLEDB");
+  // Whether the server has a database fsTbl (compared without regard to case).
+  bool dbSQLTblExists(const std::string& fsTbl, const std::string& fsServer,
+                      const std::string& fsUser, const std::string& fsPwd,
+                      const std::string& fsProvider = "SQLOLEDB");
+  // Conn's table names (every kind with bIsAll), 1-based, one empty element
+  // when none; fsVal gets their "created[,modified]" date texts alike. Always
+  // records the error of a closing step that fails on purpose.
+  rt::SafeArray dbListSQLTables(rt::Variant& fsVal, const rt::Variant& Conn, bool bIsAll = false);
+  // The server's local date and time. Unguarded.
+  rt::Date dbGetServerDate(const rt::Variant& fConn);
+  // GRANT the DBaseRight flags of Operator (eSELECT 1, eINSERT 2, eDELETE 4,
+  // eUPDATE 8) on sTblName to fsGroupOrUser. Silent.
+  bool dbSetSQLDBRight(const rt::ObjectRef& cn, const std::string& sTblName, std::int32_t Operator,
+                       const std::string& fsGroupOrUser = "Public");
   // Runs ProcName on cn with InputParm (indexes 0 to the upper bound) as input
   // parameters and RetParm, when given, as an output parameter appended last.
   // On failure shows the connection's errors and answers False.

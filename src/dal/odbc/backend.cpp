@@ -114,6 +114,7 @@ class OdbcBackend : public Backend {
   ~OdbcBackend() override { Close(); }
 
   const Quirks& quirks() const override { return quirks_; }
+  std::string DbmsName() const override { return InfoText(*link_, SQL_DBMS_NAME); }
 
   Result Execute(std::string_view statement) override {
     if (ChangesSchema(statement)) keys_->Clear();
@@ -324,7 +325,10 @@ class OdbcBackend : public Backend {
   // current catalogue.
   Result Catalogs() {
     std::vector<std::string> names;
-    {
+    if (*link_->profile.catalogsSql) {
+      Result r = Run(link_->profile.catalogsSql, nullptr);
+      while (r.cursor && r.cursor->Step()) names.emplace_back(r.cursor->Text(0));
+    } else {
       auto st = NewStatement();
       Check(odbc::Tables(*st, SQL_ALL_CATALOGS, "", "", ""), SQL_HANDLE_STMT, st->get(), *link_);
       for (const auto& row : TextRows(*st, 1)) {

@@ -309,6 +309,8 @@ const DriverProfile& ProfileFor(DriverFamily family) {
     p.rollbackToSql = "ROLLBACK TO SAVEPOINT {name}";
     p.releaseSql = "RELEASE SAVEPOINT {name}";
     p.callRetryState = "42809";  // "... is a procedure"
+    p.catalogsSql =
+        "SELECT datname FROM pg_database WHERE datallowconn AND NOT datistemplate ORDER BY datname";
     p.datesAsText = true;
     return p;
   }();

@@ -85,6 +85,9 @@ struct DriverProfile {
   // Creation and change dates of tables: rows (schema, name, created,
   // modified); "" when the store keeps none.
   const char* tableDatesSql = "";
+  // The databases of the server, one name a row; "" to ask the driver's
+  // catalogue function (which some drivers answer with the current one only).
+  const char* catalogsSql = "";
   // Nested transactions as savepoints; "" when the store has none.
   const char* savepointSql = "";
   const char* rollbackToSql = "";

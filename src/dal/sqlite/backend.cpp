@@ -184,6 +184,7 @@ class SqliteBackend : public Backend {
     static const Quirks q{};
     return q;
   }
+  std::string DbmsName() const override { return "MS Jet"; }
 
   Result Execute(std::string_view statement) override {
     RefuseNulInStatement(statement, kSource);

@@ -1,0 +1,102 @@
+// The statements the server methods send, compared whole, for every kind of
+// store the dialect table knows.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "zmdb/connect/dialect.h"
+#include "zmdb/runtime/error.h"
+#include "zmdb/runtime/errors.h"
+
+namespace zmdb::connect {
+namespace {
+
+// Every combination of eSELECT 1, eINSERT 2, eDELETE 4 and eUPDATE 8, and
+// the statement SQL Server is sent for it on table T1 and the grantee Public.
+TEST(ServerStatements, RightsOfEveryFlagCombination) {
+  const char* const want[16] = {
+      "",
+      "SELECT",
+      "INSERT",
+      "SELECT,INSERT",
+      "DELETE",
+      "SELECT,DELETE",
+      "INSERT,DELETE",
+      "SELECT,INSERT,DELETE",
+      "UPDATE",
+      "SELECT,UPDATE",
+      "INSERT,UPDATE",
+      "SELECT,INSERT,UPDATE",
+      "DELETE,UPDATE",
+      "SELECT,DELETE,UPDATE",
+      "INSERT,DELETE,UPDATE",
+      "SELECT,INSERT,DELETE,UPDATE",
+  };
+  for (std::int32_t flags = 0; flags < 16; ++flags) {
+    EXPECT_EQ(RightsText(flags), want[flags]) << flags;
+    EXPECT_EQ(GrantStatement(ServerKind::SqlServer, RightsText(flags), "T1", "Public"),
+              "GRANT " + std::string(want[flags]) + " ON [dbo].[T1] TO [Public]")
+        << flags;
+  }
+  // Bits above the four rights add nothing.
+  EXPECT_EQ(RightsText(16 | 5), "SELECT,DELETE");
+  EXPECT_EQ(RightsText(-1), "SELECT,INSERT,DELETE,UPDATE");
+}
+
+TEST(ServerStatements, GrantNamesAsEachStoreSpellsThem) {
+  const struct {
+    ServerKind kind;
+    const char* table;
+    const char* grantee;
+    const char* want;
+  } cases[] = {
+      // SQL Server, and stores of unknown kind: as given, nothing escaped.
+      {ServerKind::SqlServer, "Order Lines", "sales",
+       "GRANT SELECT ON [dbo].[Order Lines] TO [sales]"},
+      {ServerKind::Other, "a]b", "public", "GRANT SELECT ON [dbo].[a]b] TO [public]"},
+      // PostgreSQL: plain names as written (folded by the server), PUBLIC the keyword.
+      {ServerKind::PostgreSql, "Staff", "Public", "GRANT SELECT ON Staff TO PUBLIC"},
+      {ServerKind::PostgreSql, "staff", "PUBLIC", "GRANT SELECT ON staff TO PUBLIC"},
+      {ServerKind::PostgreSql, "员工", "clerk_1", "GRANT SELECT ON 员工 TO clerk_1"},
+      {ServerKind::PostgreSql, "Order Lines", "a\"b", R"(GRANT SELECT ON "Order Lines" TO "a""b")"},
+      {ServerKind::PostgreSql, "1st", "x-y", R"(GRANT SELECT ON "1st" TO "x-y")"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(GrantStatement(c.kind, "SELECT", c.table, c.grantee), c.want) << c.want;
+  }
+}
+
+// A store without rights or a clock is refused with the reason in the text.
+TEST(ServerStatements, StoresWithoutTheStatementSayWhy) {
+  const struct {
+    const char* what;
+    std::function<void()> build;
+    const char* reason;
+  } cases[] = {
+      {"grant", [] { GrantStatement(ServerKind::FileStore, "SELECT", "T", "Public"); },
+       "keeps no users or rights"},
+      {"clock", [] { ServerDateStatement(ServerKind::FileStore); }, "has no server clock"},
+  };
+  for (const auto& c : cases) {
+    try {
+      c.build();
+      ADD_FAILURE() << c.what << " was built";
+    } catch (const rt::PlatformError& e) {
+      EXPECT_EQ(e.number(), rt::err::kAdoNotSupported) << c.what;
+      EXPECT_NE(std::string(e.what()).find(c.reason), std::string::npos) << e.what();
+    }
+  }
+}
+
+TEST(ServerStatements, ClockAndCatalogueConnection) {
+  EXPECT_EQ(ServerDateStatement(ServerKind::SqlServer), "SELECT GETDATE()");
+  EXPECT_EQ(ServerDateStatement(ServerKind::Other), "SELECT GETDATE()");
+  EXPECT_EQ(ServerDateStatement(ServerKind::PostgreSql), "SELECT LOCALTIMESTAMP");
+  EXPECT_EQ(CatalogueConnectionString("srv", "sa", ""), "Data Source=srv;User ID=sa;Pwd=");
+  EXPECT_EQ(CatalogueConnectionString("a;b", "u", "p=q"), "Data Source=a;b;User ID=u;Pwd=p=q");
+}
+
+}  // namespace
+}  // namespace zmdb::connect
