@@ -15,7 +15,7 @@ foreach(line
     "ran: DELETE * FROM Staff WHERE Dept='Accounts' AND Salary IS NULL"
     "dbGetMaxID(\"Staff\", \"Code\", , True, 6)                     -> \"000117\""
     "-> \"00000000\""
-    "dbBackupRecordset(rs, \"staff.txt\", , , , \"yyyy-mm-dd\")         -> True"
+    "dbBackupRecordset(rs, \"staff.txt\", , , , \"yyyy-mm-dd\")     -> True"
     "file: ;ID,Code,Name,Dept,Salary,Hired"
     "file: 1,000101,李明,Sales,4800,2019-03-01"
     "-> a recordset of 3 rows"
