@@ -24,6 +24,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_sizes.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/frame/component.h"
@@ -33,18 +34,10 @@ namespace {
 
 using zmdb::rt::Variant;
 namespace dal = zmdb::dal;
-using Clock = std::chrono::steady_clock;
-
-int Scaled(int n) {
-  const char* scale = std::getenv("ZMDB_BENCH_SCALE");
-  if (!scale) return n;
-  const double factor = std::atof(scale);
-  return factor > 0 ? std::max(1, static_cast<int>(n * factor)) : n;
-}
-
-std::string BenchFile(const char* name) {
-  return (std::filesystem::temp_directory_path() / name).string();
-}
+using zmdb::bench::BenchFile;
+using zmdb::bench::Clock;
+using zmdb::bench::Scaled;
+using zmdb::bench::SecondsSince;
 
 // What one child process cost: its wall time and its peak resident memory.
 struct ChildRun {
@@ -61,7 +54,7 @@ ChildRun Wait(pid_t pid, Clock::time_point start) {
     run.ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
     run.peakMiB = static_cast<double>(usage.ru_maxrss) / 1024.0;  // kilobytes on Linux
   }
-  run.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  run.seconds = SecondsSince(start);
   return run;
 }
 
@@ -123,32 +116,12 @@ void Quiet() {
   zmdb::rt::SetProcessHost(host);
 }
 
-void Report(benchmark::State& state, double ours, double shell, double oursPeak, double shellPeak,
-            int rows) {
-  const double n = static_cast<double>(state.iterations());
-  state.counters["time_ratio"] = ours / shell;
-  state.counters["ours_s"] = ours / n;
-  state.counters["shell_s"] = shell / n;
-  state.counters["ours_peak_MiB"] = oursPeak;
-  state.counters["shell_peak_MiB"] = shellPeak;
-  state.counters["rows"] = rows;
-}
-
-void BM_BackupVsShellCsv(benchmark::State& state) {
-  const int rows = Scaled(1'000'000);
-  const std::string db = SourceFile(rows);
-  const std::string ourFile = BenchFile("zmdb_bench_backup.txt");
-  const std::string shellFile = BenchFile("zmdb_bench_backup.csv");
+// Both sides of a benchmark: the time and the highest peak of each.
+struct Sides {
   double ours = 0, shell = 0, oursPeak = 0, shellPeak = 0;
-  for (auto _ : state) {
-    const ChildRun peer = Shell({"-csv", db, "SELECT * FROM T"}, shellFile);
-    const ChildRun run = InChild([&] {
-      Quiet();
-      auto rs = dal::Recordset::Create();
-      rs->Open(Variant("SELECT * FROM T"), Variant(zmdb::rt::ObjectRef(Connect(db))), 3, 1);
-      zmdb::clsZMDBFunc obj;
-      return obj.dbBackupRecordset(rs, ourFile);
-    });
+
+  // One iteration: ours timed by hand, the shell's beside it.
+  void Add(benchmark::State& state, const ChildRun& run, const ChildRun& peer) {
     if (!run.ok || !peer.ok) state.SkipWithError("a side failed");
     state.SetIterationTime(run.seconds);
     ours += run.seconds;
@@ -156,7 +129,41 @@ void BM_BackupVsShellCsv(benchmark::State& state) {
     oursPeak = std::max(oursPeak, run.peakMiB);
     shellPeak = std::max(shellPeak, peer.peakMiB);
   }
-  Report(state, ours, shell, oursPeak, shellPeak, rows);
+  void Report(benchmark::State& state, int rows) const {
+    const double n = static_cast<double>(state.iterations());
+    state.counters["time_ratio"] = ours / shell;
+    state.counters["ours_s"] = ours / n;
+    state.counters["shell_s"] = shell / n;
+    state.counters["ours_peak_MiB"] = oursPeak;
+    state.counters["shell_peak_MiB"] = shellPeak;
+    state.counters["rows"] = rows;
+  }
+};
+
+// Our backup of the whole table, the recordset's opening included.
+ChildRun OurBackup(const std::string& db, const std::string& file) {
+  return InChild([&] {
+    Quiet();
+    auto rs = dal::Recordset::Create();
+    rs->Open(Variant("SELECT * FROM T"), Variant(zmdb::rt::ObjectRef(Connect(db))), 3, 1);
+    zmdb::clsZMDBFunc obj;
+    return obj.dbBackupRecordset(rs, file);
+  });
+}
+
+ChildRun ShellExport(const std::string& db, const std::string& file) {
+  return Shell({"-csv", db, "SELECT * FROM T"}, file);
+}
+
+void BM_BackupVsShellCsv(benchmark::State& state) {
+  const int rows = Scaled(1'000'000);
+  const std::string db = SourceFile(rows);
+  Sides sides;
+  for (auto _ : state) {
+    const ChildRun peer = ShellExport(db, BenchFile("zmdb_bench_backup.csv"));
+    sides.Add(state, OurBackup(db, BenchFile("zmdb_bench_backup.txt")), peer);
+  }
+  sides.Report(state, rows);
 }
 
 void BM_RestoreVsShellImport(benchmark::State& state) {
@@ -165,19 +172,11 @@ void BM_RestoreVsShellImport(benchmark::State& state) {
   const std::string ourFile = BenchFile("zmdb_bench_backup.txt");
   const std::string shellFile = BenchFile("zmdb_bench_backup.csv");
   // Both files as their writers make them.
-  const auto made = InChild([&] {
-    Quiet();
-    auto rs = dal::Recordset::Create();
-    rs->Open(Variant("SELECT * FROM T"), Variant(zmdb::rt::ObjectRef(Connect(db))), 3, 1);
-    zmdb::clsZMDBFunc obj;
-    return obj.dbBackupRecordset(rs, ourFile);
-  });
-  const auto exported = Shell({"-csv", db, "SELECT * FROM T"}, shellFile);
-  if (!made.ok || !exported.ok) {
+  if (!OurBackup(db, ourFile).ok || !ShellExport(db, shellFile).ok) {
     state.SkipWithError("the files to read could not be written");
     return;
   }
-  double ours = 0, shell = 0, oursPeak = 0, shellPeak = 0;
+  Sides sides;
   for (auto _ : state) {
     Shell({db, std::string("DROP TABLE IF EXISTS R; DROP TABLE IF EXISTS S; CREATE TABLE R ") +
                    kColumns + "; CREATE TABLE S " + kColumns + ";"});
@@ -188,14 +187,9 @@ void BM_RestoreVsShellImport(benchmark::State& state) {
       const auto rs = obj.dbRestoreRecordset(ourFile, ",", true);
       return rs && obj.dbCopyRecordset(rs, "R", Variant(zmdb::rt::ObjectRef(Connect(db))));
     });
-    if (!run.ok || !peer.ok) state.SkipWithError("a side failed");
-    state.SetIterationTime(run.seconds);
-    ours += run.seconds;
-    shell += peer.seconds;
-    oursPeak = std::max(oursPeak, run.peakMiB);
-    shellPeak = std::max(shellPeak, peer.peakMiB);
+    sides.Add(state, run, peer);
   }
-  Report(state, ours, shell, oursPeak, shellPeak, rows);
+  sides.Report(state, rows);
 }
 
 }  // namespace
