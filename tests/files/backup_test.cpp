@@ -10,7 +10,6 @@
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/files/file_table.h"
-#include "zmdb/frame/methods.h"
 #include "zmdb/runtime/datetime.h"
 #include "zmdb/runtime/errors.h"
 #include "zmdb/ui/controls.h"
@@ -388,21 +387,6 @@ TEST_F(BackupTest, TheEndTestedIsFileNumberOne) {
   const auto back = Restore(File());
   ASSERT_TRUE(back);
   EXPECT_EQ(back->RecordCount(), 3);
-}
-
-TEST_F(BackupTest, LateBoundCallsTakeTheEncoding) {
-  WriteBytes(File(), ";n\r\n;\xD0\xD5\xC3\xFB\r\n;202\r\n;10\r\n\xC0\xEE\r\n");
-  // Given by position: the file, then the encoding after the control.
-  const frame::MethodSpec* method = frame::FindMethod("dbRestoreRecordset");
-  ASSERT_TRUE(method);
-  std::vector<std::optional<Variant>> given(8);
-  given[0] = Variant(File());
-  given[2] = Variant(true);
-  given[7] = Variant("GBK");
-  std::vector<Variant> args = frame::PrepareArguments(*method, given);
-  const Variant rs = frame::Invoke(*obj_, *method, args);
-  ASSERT_TRUE(rs.IsObject());
-  EXPECT_EQ(AsRecordset(rs.AsObject())->VisibleRows(), (Rows{{Variant("李")}}));
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // Opening the read-only recordsets that the single-answer methods read and
-// close before they return.
+// close before they return, and taking a recordset argument.
 #pragma once
 
 #include <memory>
