@@ -21,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_sizes.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/frame/component.h"
@@ -30,23 +31,11 @@ namespace {
 
 using zmdb::rt::Variant;
 namespace dal = zmdb::dal;
-using Clock = std::chrono::steady_clock;
+using zmdb::bench::Clock;
 
-// `n` scaled by ZMDB_BENCH_SCALE when it is set, at least 1.
-int Scaled(int n) {
-  const char* scale = std::getenv("ZMDB_BENCH_SCALE");
-  if (!scale) return n;
-  const double factor = std::atof(scale);
-  return factor > 0 ? std::max(1, static_cast<int>(n * factor)) : n;
-}
-
-double SecondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-std::string BenchFile(const char* name) {
-  return (std::filesystem::temp_directory_path() / name).string();
-}
+using zmdb::bench::BenchFile;
+using zmdb::bench::Scaled;
+using zmdb::bench::SecondsSince;
 
 void Exec(sqlite3* db, const std::string& sql) {
   char* msg = nullptr;

@@ -7,9 +7,11 @@
 //   staff_example [directory]     (default: a fresh temporary directory)
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "zmdb/dal/connection.h"
+#include "zmdb/dal/recordset.h"
 #include "zmdb/frame/component.h"
 #include "zmdb/frame/state.h"
 #include "zmdb/runtime/convert.h"
@@ -124,7 +126,34 @@ int main(int argc, char** argv) {
   Show("dbGetMaxID(\"Staff\", \"ID\", , , , , \"Dept='HR'\")",
        Quoted(db.dbGetMaxID("Staff", "ID", Variant::Missing(), false, 8, false, "Dept='HR'")));
 
-  // 7. Closing.
+  // 7. A text backup of the table, read back and copied into a new table.
+  std::printf("\n-- backing up and restoring\n");
+  const std::string backup = (dir / "staff.txt").string();
+  auto staff = zmdb::dal::Recordset::Create();
+  staff->Open(Variant("SELECT * FROM Staff ORDER BY ID"), cn, 3, 1);
+  Show("dbBackupRecordset(rs, \"staff.txt\", , , , \"yyyy-mm-dd\")",
+       Flag(db.dbBackupRecordset(staff, backup, ",", "", false, "yyyy-mm-dd")));
+  {
+    std::ifstream file(backup, std::ios::binary);
+    for (std::string line; std::getline(file, line);) {
+      if (!line.empty() && line.back() == '\r') line.pop_back();
+      std::printf("%60s%s\n", "file: ", line.c_str());
+    }
+  }
+  const auto restored = db.dbRestoreRecordset(backup, ",", true);
+  const auto rows = std::dynamic_pointer_cast<zmdb::dal::Recordset>(restored);
+  Show("dbRestoreRecordset(\"staff.txt\", , True)",
+       rows ? "a recordset of " + std::to_string(rows->RecordCount()) + " rows" : "Nothing");
+  connection->Execute(
+      "CREATE TABLE StaffCopy (ID LONG PRIMARY KEY, Code TEXT(6), Name TEXT(20), "
+      "Dept TEXT(20), Salary CURRENCY, Hired DATETIME)");
+  seen = connection->statementLog().size();
+  Show("dbCopyRecordset(restored, \"StaffCopy\")", Flag(db.dbCopyRecordset(restored, "StaffCopy")));
+  value.clear();
+  db.dbGetValue("StaffCopy", "Name", "ID=1", value);
+  Show("dbGetValue(\"StaffCopy\", \"Name\", \"ID=1\", v)", "v = " + Quoted(value));
+
+  // 8. Closing.
   std::printf("\n-- closing\n");
   Show("dbGetConnString(False)", Quoted(db.dbGetConnString(false)));
   Show("dbCloseConnect(False)", Flag(db.dbCloseConnect(false)));

@@ -146,6 +146,7 @@ constexpr Home kTypes{"types", "src/types/methods.cpp"};
 constexpr Home kSqlconv{"sqlconv", "src/sqlconv/methods.cpp"};
 constexpr Home kTables{"schema", "src/schema/tables.cpp"};
 constexpr Home kServer{"connect", "src/connect/server.cpp"};
+constexpr Home kBackup{"files", "src/files/backup.cpp"};
 // Not built yet.
 constexpr Home kCreate{"connect", "src/connect/create.cpp", "database creation"};
 constexpr Home kFields{"schema", "src/schema/fields.cpp"};
@@ -154,7 +155,7 @@ constexpr Home kRelations{"schema", "src/schema/relations.cpp"};
 constexpr Home kQueries{"schema", "src/schema/queries.cpp"};
 constexpr Home kListings{"schema", "src/schema/listings.cpp"};
 constexpr Home kStructure{"schema", "src/schema/structure.cpp"};
-constexpr Home kBackup{"files", "src/files/backup.cpp", "the recordset text backup format"};
+
 constexpr Home kExport{"files", "src/files/export.cpp",
                        "the foreign-format writers and the export-type dialog"};
 constexpr Home kLists{"ui", "src/ui/lists.cpp", "list filling through the list-control contract"};
@@ -185,11 +186,14 @@ std::vector<MethodSpec> BuildTable() {
   t.push_back(M(kBackup, 5, "dbBackupRecordset", Boolean, G::Recording,
                 {Ref("rs", Object), In("fsFile", String), Opt("fsSeparator", String, S(",")),
                  Opt("fsNote", String), Opt("fbNonInfo", Boolean, B(false)),
-                 Opt("fsDateFmt", String), OptRef("Ctrl", Variant)}));
-  t.push_back(M(kBackup, 6, "dbRestoreRecordset", Object, G::Recording,
-                {In("fsFile", String), Opt("fsSeparator", String, S(",")),
-                 Opt("fbNote", Boolean, B(false)), Opt("fsFieldNames", String),
-                 Opt("fsFieldTypes", String), Opt("fsFieldLen", String), OptRef("Ctrl", Variant)}));
+                 Opt("fsDateFmt", String), OptRef("Ctrl", Variant)},
+                Bind(&C::dbBackupRecordset)));
+  t.push_back(
+      M(kBackup, 6, "dbRestoreRecordset", Object, G::Recording,
+        {In("fsFile", String), Opt("fsSeparator", String, S(",")), Opt("fbNote", Boolean, B(false)),
+         Opt("fsFieldNames", String), Opt("fsFieldTypes", String), Opt("fsFieldLen", String),
+         OptRef("Ctrl", Variant), Opt("fsEncoding", String)},
+        Bind(&C::dbRestoreRecordset)));
   // Copying: dbCloneRecord gives a disconnected, updatable copy of rs's fields
   // and visible rows; dbCopyRecordset and dbCopyRows append rows to a table
   // (fields matched by name), all rows in one transaction on the target.

@@ -33,14 +33,6 @@ using rt::Variant;
 // (source column, target column) for each field the two share.
 using FieldPairs = std::vector<std::pair<std::size_t, std::size_t>>;
 
-// The recordset argument: error 424 without one, 13 for any other object.
-std::shared_ptr<dal::Recordset> RecordsetArg(const rt::ObjectRef& rs) {
-  if (!rs) rt::Raise(rt::err::kObjectRequired);
-  auto recordset = std::dynamic_pointer_cast<dal::Recordset>(rs);
-  if (!recordset) rt::Raise(rt::err::kTypeMismatch);
-  return recordset;
-}
-
 // The resolved connection as the connection object behind it (error 13 for
 // anything else).
 std::shared_ptr<dal::Connection> ConnectionOf(const Variant& conn) {
@@ -116,7 +108,7 @@ void CopyIntoTable(const std::string& table, const Variant& conn, Copy&& copy) {
 // first row. It shares nothing with `rs`: changing either leaves the other.
 rt::ObjectRef clsZMDBFunc::dbCloneRecord(const rt::ObjectRef& rs) {
   return Run("dbCloneRecord", rt::ObjectRef(), [&](rt::ObjectRef& result) {
-    const auto source = RecordsetArg(rs);
+    const auto source = records::RecordsetArg(rs);
     auto rows = source->VisibleRows();  // a closed recordset fails here
     auto clone = dal::Recordset::Create();
     for (dal::ColumnInfo column : source->columns()) {
@@ -142,7 +134,7 @@ bool clsZMDBFunc::dbCopyRecordset(const rt::ObjectRef& rs, const std::string& fs
   return Run("dbCopyRecordset", false, [&](bool& result) {
     const auto conn = ResolveAdoOnly(Conn);
     if (!conn) return;
-    const auto source = RecordsetArg(rs);
+    const auto source = records::RecordsetArg(rs);
     const auto rows = source->VisibleRows();
     CopyIntoTable(fsTblName, *conn,
                   [&](dal::Recordset& target) { AppendRows(target, source->columns(), rows); });

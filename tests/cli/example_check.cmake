@@ -15,6 +15,12 @@ foreach(line
     "ran: DELETE * FROM Staff WHERE Dept='Accounts' AND Salary IS NULL"
     "dbGetMaxID(\"Staff\", \"Code\", , True, 6)                     -> \"000117\""
     "-> \"00000000\""
+    "dbBackupRecordset(rs, \"staff.txt\", , , , \"yyyy-mm-dd\")     -> True"
+    "file: ;ID,Code,Name,Dept,Salary,Hired"
+    "file: 1,000101,李明,Sales,4800,2019-03-01"
+    "-> a recordset of 3 rows"
+    "dbCopyRecordset(restored, \"StaffCopy\")"
+    "dbGetValue(\"StaffCopy\", \"Name\", \"ID=1\", v)"
     "dbGetLastError()                                           -> 0")
   string(FIND "${out}" "${line}" at)
   if(at EQUAL -1)

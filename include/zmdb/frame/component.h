@@ -280,6 +280,26 @@ class clsZMDBFunc {
   // connection. Unguarded.
   rt::ObjectRef dbCreateVRecord(const rt::SafeArray& fTFieldStruct);
 
+  // ---- Recordset text backup and restore ----
+  // Writes rs's rows to fsFile, values joined by fsSeparator, after a note
+  // line and the field names, ADO types and defined sizes (unless
+  // fbNonInfo); adDate values through fsDateFmt when given. Ctrl: an optional
+  // progress bar (Max, Value) or label (Caption). False when rs has no rows.
+  bool dbBackupRecordset(const rt::ObjectRef& rs, const std::string& fsFile,
+                         const std::string& fsSeparator = ",", const std::string& fsNote = "",
+                         bool fbNonInfo = false, const std::string& fsDateFmt = "",
+                         const rt::Variant& Ctrl = rt::Variant::Missing());
+  // Reads such a file into a new disconnected recordset (Nothing on failure):
+  // fbNote skips a note line; each field list, when not given, is read from
+  // the next line. fsEncoding: "" or "UTF-8" (the file's own encoding), or
+  // "GBK" for files written in code page 936.
+  rt::ObjectRef dbRestoreRecordset(const std::string& fsFile, const std::string& fsSeparator = ",",
+                                   bool fbNote = false, const std::string& fsFieldNames = "",
+                                   const std::string& fsFieldTypes = "",
+                                   const std::string& fsFieldLen = "",
+                                   const rt::Variant& Ctrl = rt::Variant::Missing(),
+                                   const std::string& fsEncoding = "");
+
   // ---- Field type vocabulary ----
   std::string dbGetFldTypeDesc(std::int32_t iType, bool bIsADO = true);
   std::int32_t dbAdo2DaoType(std::int32_t flType);

@@ -1,11 +1,12 @@
 // Opening the read-only recordsets that the single-answer methods read and
-// close before they return.
+// close before they return, and taking a recordset argument.
 #pragma once
 
 #include <memory>
 #include <string>
 
 #include "zmdb/dal/recordset.h"
+#include "zmdb/runtime/object.h"
 #include "zmdb/runtime/variant.h"
 
 namespace zmdb::records {
@@ -15,6 +16,9 @@ namespace zmdb::records {
 // options -1. Errors of the open reach the caller.
 std::shared_ptr<dal::Recordset> OpenReadOnly(const std::string& source, const rt::Variant& conn,
                                              int cursorType);
+
+// A recordset argument: error 424 without one, 13 for any other object.
+std::shared_ptr<dal::Recordset> RecordsetArg(const rt::ObjectRef& rs);
 
 // Closes `rs` and drops it; used after the answer has been read.
 void CloseAndRelease(std::shared_ptr<dal::Recordset>& rs);

@@ -1,0 +1,5 @@
+# Files: the recordset text backup file (its text format, the host's file
+# table, and the backup and restore methods).
+zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/file_table.cpp
+                            ${CMAKE_CURRENT_LIST_DIR}/backup_format.cpp
+                            ${CMAKE_CURRENT_LIST_DIR}/backup.cpp)
