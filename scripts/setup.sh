@@ -8,6 +8,8 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libfmt-dev nlohmann-json3-dev libcli11-dev
   libsqlite3-dev unixodbc-dev
+  # Page encryption of file databases (AES-GCM, PBKDF2) from libcrypto.
+  libssl-dev
   # Server stores: the ODBC driver manager and the drivers the tests load
   # (FreeTDS for SQL Server, psqlODBC, the SQLite ODBC driver), and a
   # PostgreSQL the tests start and stop themselves.

@@ -199,6 +199,16 @@ std::string OdbcConnectionString(const Route& route, std::string_view dsnDriver)
   return out;
 }
 
+std::string FilePassword(std::string_view text) {
+  std::string password;
+  for (const auto& [key, value] : ParseConnectionPairs(text)) {
+    std::string k = rt::AsciiUpper(key);
+    std::erase(k, ' ');
+    if (k == "JETOLEDB:DATABASEPASSWORD" || k == "PWD") password = value;
+  }
+  return password;
+}
+
 std::string RedactPasswords(std::string_view text) {
   std::string out;
   for (const auto& [key, value] : ParseConnectionPairs(text)) {
@@ -286,12 +296,10 @@ Route RouteConnection(std::string_view connectionString, std::string_view provid
     case ProviderKind::File:
       route.kind = StoreKind::File;
       route.dataSource = TrimBlanks(First(route.keys, {"DATA SOURCE", "DBQ"}));
-      // Keys are matched without their blanks: the library writes the
-      // password key with a blank before "=".
+      route.password = FilePassword(trimmed);
       for (const auto& [key, value] : route.keys) {
         std::string k = key;
         k.erase(std::remove(k.begin(), k.end(), ' '), k.end());
-        if (k == "JETOLEDB:DATABASEPASSWORD") route.password = value;
         if (k == "JETOLEDB:SYNCHRONOUS")
           route.fullSync = rt::AsciiUpper(TrimBlanks(value)) == "FULL";
       }

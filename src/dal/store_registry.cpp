@@ -67,8 +67,9 @@ std::unique_ptr<Backend> OpenStore(const Route& route, const StoreOptions& optio
   return factory(route, options);
 }
 
-Route FileRoute(std::string path) {
+Route FileRoute(std::string path, std::string password) {
   Route route;
+  route.password = std::move(password);
   route.kind = StoreKind::File;
   route.provider = "Microsoft.Jet.OLEDB.4.0";
   route.rest = path;

@@ -53,6 +53,22 @@ TEST(Router, DecidesTheStoreFromTheConnectionString) {
   EXPECT_NE(RaisedNumber([] { RouteConnection("   "); }), 0);
 }
 
+// The file-store password of every form a caller writes, with its value as
+// written; other keys (the server login's, the user's) are not it.
+TEST(Router, FindsTheFilePasswordInEveryForm) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=a;Jet OLEDB:Database Password =s1;", "s1"},
+      {"Data Source=a;jet oledb:database password=s2", "s2"},
+      {"Data Source=a;Jet OLEDB: Database Password = s3 ;", " s3 "},
+      {";LANGID=0x0804;CP=936;COUNTRY=0;pwd=s4", "s4"},
+      {"MS Access;PWD=s5;", "s5"},
+      {";LANGID=0x0804;CP=936;COUNTRY=0", ""},
+      {"Data Source=a;Password=user;User ID=admin", ""},
+      {"", ""},
+  };
+  for (const auto& [text, password] : cases) EXPECT_EQ(FilePassword(text), password) << text;
+}
+
 // The description of what `f` raises; "" when it raises nothing.
 std::string Refusal(const std::function<void()>& f) {
   try {

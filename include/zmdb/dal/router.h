@@ -68,6 +68,13 @@ DriverFamily FamilyOfDriver(std::string_view driverName);
 // driver a DSN is registered with, when the caller looked it up.
 std::string OdbcConnectionString(const Route& route, std::string_view dsnDriver = {});
 
+// The file-store database password a connection's text carries, its key
+// matched in any case and without its blanks (the library writes "Jet
+// OLEDB:Database Password =" with a blank before "="): the Jet key in a
+// connection string, "PWD" in a DAO connect or locale string
+// (";LANGID=0x0804;CP=936;COUNTRY=0;pwd=secret"). "" when there is none.
+std::string FilePassword(std::string_view text);
+
 // `text` with every password value (PWD=, Password=) replaced by "***".
 std::string RedactPasswords(std::string_view text);
 

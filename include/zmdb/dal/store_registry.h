@@ -37,7 +37,8 @@ bool HasStore(StoreKind kind);
 std::unique_ptr<Backend> OpenStore(const Route& route, const StoreOptions& options = {});
 
 // The route to the file-store database at `path`, taken as written: the DAO
-// engine opens files by name, not by connection string.
-Route FileRoute(std::string path);
+// engine opens files by name, not by connection string. `password` opens
+// (or makes) an encrypted file.
+Route FileRoute(std::string path, std::string password = {});
 
 }  // namespace zmdb::dal

@@ -26,6 +26,7 @@ constexpr int kFailOnError = 128;
     engerr::Raise(rt::err::kUnrecognizedFormat, d);
   }
   if (e.number() == rt::err::kNoSuchObject) engerr::Raise(rt::err::kNoInputTable, d);
+  if (e.number() == rt::err::kPasswordRefused) engerr::Raise(rt::err::kNotValidPassword, d);
   throw e;
 }
 
@@ -75,7 +76,8 @@ std::shared_ptr<Database> Database::Open(const OpenArgs& args) {
     auto core = std::make_shared<DbCore>(OpenStore(route, options));
     return std::shared_ptr<Database>(new Database(core, args.name, args.connect, args.readOnly));
   }
-  if (!args.connect.empty() && args.connect.front() != ';') {
+  if (!args.connect.empty() && args.connect.front() != ';' &&
+      !rt::StartsWithNoCase(args.connect, "MS Access;")) {
     // "dBase IV;", "Excel 5.0;" ...: the installable drivers of other formats.
     rt::RaiseStandard(rt::err::kInstallableIsam);
   }
@@ -83,7 +85,8 @@ std::shared_ptr<Database> Database::Open(const OpenArgs& args) {
   StoreOptions options;
   options.readOnly = args.readOnly;
   try {
-    auto core = std::make_shared<DbCore>(OpenStore(FileRoute(args.name), options));
+    auto core = std::make_shared<DbCore>(
+        OpenStore(FileRoute(args.name, FilePassword(args.connect)), options));
     return std::shared_ptr<Database>(new Database(core, args.name, args.connect, args.readOnly));
   } catch (const rt::PlatformError& e) {
     RaiseAsEngine(e);
@@ -91,8 +94,9 @@ std::shared_ptr<Database> Database::Open(const OpenArgs& args) {
 }
 
 // The locale text (";LANGID=...;CP=...;COUNTRY=...;pwd=...") is accepted; the
-// file store keeps no collation or password of its own.
-std::shared_ptr<Database> Database::Create(const std::string& name, const std::string&) {
+// file store keeps no collation of its own, and a password in it makes the
+// new file an encrypted one.
+std::shared_ptr<Database> Database::Create(const std::string& name, const std::string& locale) {
   RefuseBadFileName(name);
   std::error_code ec;
   if (std::filesystem::exists(name, ec)) {
@@ -101,7 +105,7 @@ std::shared_ptr<Database> Database::Create(const std::string& name, const std::s
   StoreOptions options;
   options.create = true;
   try {
-    auto core = std::make_shared<DbCore>(OpenStore(FileRoute(name), options));
+    auto core = std::make_shared<DbCore>(OpenStore(FileRoute(name, FilePassword(locale)), options));
     return std::shared_ptr<Database>(new Database(core, name, {}, false));
   } catch (const rt::PlatformError& e) {
     RaiseAsEngine(e);

@@ -16,6 +16,7 @@
 
 #include "backend_p.h"
 #include "bulk_copy_p.h"
+#include "cipher_p.h"
 #include "coltypes_p.h"
 #include "functions_p.h"
 #include "jetsql_p.h"
@@ -177,7 +178,8 @@ class StatementCursor : public Cursor {
 
 class SqliteBackend : public Backend {
  public:
-  SqliteBackend(sqlite3* db, std::string path) : db_(db), path_(std::move(path)) {}
+  SqliteBackend(sqlite3* db, std::string path, cipher::KeyRef key)
+      : db_(db), path_(std::move(path)), key_(std::move(key)) {}
   ~SqliteBackend() override { Close(); }
 
   const Quirks& quirks() const override {
@@ -359,6 +361,10 @@ class SqliteBackend : public Backend {
       Stmt attach;
       Prepare(std::string("ATTACH DATABASE ? AS ") + kAlias, attach);
       sqlite3_bind_text(attach.p, 1, from->path_.c_str(), -1, SQLITE_TRANSIENT);
+      // An encrypted source is read with its key; attaching one to a
+      // connection without the cipher's file layer fails, and the copy
+      // goes row by row.
+      const cipher::KeyForOpen sourceKey(from->key_);
       if (sqlite3_step(attach.p) != SQLITE_DONE) return std::nullopt;
     }
     struct Detach {
@@ -371,8 +377,9 @@ class SqliteBackend : public Backend {
       }
     } detach{db_, !same};
     const std::string alias = same ? "main" : kAlias;
-    const auto statement = BulkCopyStatement(copy, alias, BaseTableColumns(*this, alias, copy.sourceTable),
-                                             BaseTableColumns(*this, "main", copy.targetTable));
+    const auto statement =
+        BulkCopyStatement(copy, alias, BaseTableColumns(*this, alias, copy.sourceTable),
+                          BaseTableColumns(*this, "main", copy.targetTable));
     if (!statement) return std::nullopt;
     if (copy.trace) copy.trace(*statement);
     Begin();
@@ -607,6 +614,7 @@ class SqliteBackend : public Backend {
 
   sqlite3* db_;
   std::string path_;
+  cipher::KeyRef key_;  // the key of an encrypted file
   int depth_ = 0;
   std::unique_ptr<schema::SchemaStore> schema_;
   std::map<std::string, sqlite3_stmt*, std::less<>> cache_;
@@ -706,6 +714,8 @@ void RaiseSqliteError(sqlite3* db, int code, std::string_view statement) {
              Contains(msg, "already exists") || Contains(msg, "wrong number of arguments")) {
     number = rt::err::kSyntaxError;
     text = "Syntax error in statement: " + msg + ".";
+  } else if (code == SQLITE_IOERR_DATA || primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) {
+    text = "The database file is damaged: a page failed its integrity check (" + msg + ").";
   } else if (primary == SQLITE_READONLY || primary == SQLITE_PERM || primary == SQLITE_AUTH) {
     number = rt::err::kPermissionDenied;
     text = "Permission denied: " + msg + ".";
@@ -725,6 +735,36 @@ void RaiseSqliteError(sqlite3* db, int code, std::string_view statement) {
     text = msg + ".";
   }
   throw ProviderError({rt::ErrorInfo{number, kSource, text + where}});
+}
+
+// The key a database is read and written with: for an encrypted file, the
+// password's key once it opens page 1 (else error "Not a valid password.",
+// and nothing is written); for a new or empty file given a password, a new
+// key; otherwise none (a plain file ignores the password, as the engine
+// ignores one given for a database that has none).
+cipher::KeyRef KeyForFile(const std::string& path, const std::string& password) {
+  std::ifstream f(path, std::ios::binary);
+  std::vector<std::uint8_t> page(cipher::kPlainHeader);
+  f.read(reinterpret_cast<char*>(page.data()), static_cast<std::streamsize>(page.size()));
+  const auto got = static_cast<std::size_t>(f ? page.size() : static_cast<std::size_t>(f.gcount()));
+  if (got == 0) return password.empty() ? nullptr : cipher::NewKey(password);
+  const auto header = cipher::ParseHeader({page.data(), got});
+  if (!header || !header->encrypted) return nullptr;
+  auto refuse = [&] {
+    throw ProviderError({rt::ErrorInfo{rt::err::kPasswordRefused, kSource,
+                                       rt::ErrorText(rt::err::kPasswordRefused)}});
+  };
+  if (password.empty()) refuse();
+  page.resize(header->pageSize);
+  f.read(reinterpret_cast<char*>(page.data() + got),
+         static_cast<std::streamsize>(page.size() - got));
+  const std::uint32_t iterations = cipher::IterationsOfPage1(page);
+  // A count past any the library writes is no file of its own; refusing it
+  // keeps a doctored header from holding the caller for hours.
+  if (!f || iterations == 0 || iterations > 100 * cipher::kDefaultIterations) refuse();
+  auto key = cipher::DeriveKey(password, header->salt, iterations);
+  if (!cipher::OpenPage(*key, cipher::FileKind::Main, 0, page)) refuse();
+  return key;
 }
 
 std::unique_ptr<Backend> OpenDatabase(const OpenOptions& options) {
@@ -749,14 +789,28 @@ std::unique_ptr<Backend> OpenDatabase(const OpenOptions& options) {
   int flags = readOnly ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE;
   if (options.create) flags |= SQLITE_OPEN_CREATE;
   const std::string name = readOnly ? ReadOnlyUri(options.path) : options.path;
-  int rc = sqlite3_open_v2(name.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+  cipher::KeyRef key = KeyForFile(options.path, options.password);
+  int rc = SQLITE_OK;
+  {
+    const cipher::KeyForOpen withKey(key);
+    rc = sqlite3_open_v2(name.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX,
+                         key ? cipher::VfsName() : nullptr);
+  }
   if (rc != SQLITE_OK) {
     const std::string msg = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
     sqlite3_close_v2(db);
     throw ProviderError({rt::ErrorInfo{rt::err::kUnspecified, kSource,
                                        "Could not open '" + options.path + "': " + msg + "."}});
   }
-  auto backend = std::make_unique<SqliteBackend>(db, options.path);
+  auto backend = std::make_unique<SqliteBackend>(db, options.path, key);
+  if (key) {
+    // A new file leaves every page the bytes of its seal (an existing one
+    // keeps what it was made with), and temporary tables, sorts and
+    // statement journals stay in memory rather than in plain files.
+    int reserve = cipher::kReserve;
+    sqlite3_file_control(db, "main", SQLITE_FCNTL_RESERVE_BYTES, &reserve);
+    sqlite3_exec(db, "PRAGMA temp_store=MEMORY", nullptr, nullptr, nullptr);
+  }
   sqlite3_busy_timeout(db, options.busyTimeoutMs);
   sqlite3_extended_result_codes(db, 1);
   // Reading the schema tells a database from any other file.
@@ -796,6 +850,7 @@ std::unique_ptr<Backend> OpenFileStore(const Route& route, const StoreOptions& o
   open.create = options.create;
   open.readOnly = options.readOnly;
   open.fullSync = route.fullSync;
+  open.password = route.password;
   return OpenDatabase(open);
 }
 

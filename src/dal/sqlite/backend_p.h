@@ -16,11 +16,16 @@ struct OpenOptions {
   bool readOnly = false;
   int busyTimeoutMs = 5000;
   bool fullSync = false;  // write every commit through to the disk
+  // Encrypts a new (or empty) file with a key derived from it, and is
+  // needed to open an encrypted one; a plain file ignores it.
+  std::string password = {};
 };
 
 // Open a file-store database. A missing file (without `create`) raises
 // error 0x80004005 "Could not find file '<path>'."; a file that is not a
-// database raises "Unrecognized database format '<path>'.".
+// database raises "Unrecognized database format '<path>'."; an encrypted
+// file opened with a wrong or no password raises -2147217843 "Not a valid
+// password." and is left as it was.
 std::unique_ptr<Backend> OpenDatabase(const OpenOptions& options);
 
 // Map an SQLite failure of `statement` to the platform's error: syntax

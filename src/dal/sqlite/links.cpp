@@ -543,7 +543,7 @@ std::unique_ptr<Backend> OpenLinkSource(const std::string& connect) {
   if (path.empty() || !std::filesystem::exists(path, ec)) {
     rt::RaiseStandard(rt::err::kCouldNotFindFile, "DAO.Database", path);
   }
-  return OpenStore(FileRoute(path));
+  return OpenStore(FileRoute(path, FilePassword(connect)));
 }
 
 std::string LinkConnectToKeep(std::string_view connect, bool savePassword) {

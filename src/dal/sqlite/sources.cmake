@@ -8,6 +8,8 @@ zmdb_sources(
   ${CMAKE_CURRENT_LIST_DIR}/functions_date.cpp
   ${CMAKE_CURRENT_LIST_DIR}/functions_like.cpp
   ${CMAKE_CURRENT_LIST_DIR}/backend.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/cipher.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/cipher_vfs.cpp
   ${CMAKE_CURRENT_LIST_DIR}/bulk_copy.cpp
   ${CMAKE_CURRENT_LIST_DIR}/sysprops.cpp
   ${CMAKE_CURRENT_LIST_DIR}/rebuild.cpp
