@@ -36,6 +36,10 @@ function(zmdb_read_layers doc)
   set(ZMDB_LAYER_FOLDERS "${folders}" PARENT_SCOPE)
 endfunction()
 
+# The headers at the top of include/zmdb/ (the C interface, zmdb/zmdb.h) are
+# the public headers of this folder.
+set(ZMDB_TOP_HEADERS_FOLDER capi)
+
 # zmdb_layer_view(<folder> <out-var>): the include directory `folder` compiles
 # with. It mirrors include/ with links to the headers of the folder itself and
 # of the folders it may include, and nothing else: a header of a nested folder
@@ -51,6 +55,14 @@ function(zmdb_layer_view folder out)
   if(NOT done)
     file(REMOVE_RECURSE "${dir}")
     foreach(seen IN ITEMS ${folder} ${ZMDB_LAYER_${folder}})
+      if(seen STREQUAL ZMDB_TOP_HEADERS_FOLDER)
+        file(GLOB top CONFIGURE_DEPENDS LIST_DIRECTORIES false "${PROJECT_SOURCE_DIR}/include/zmdb/*.h")
+        file(MAKE_DIRECTORY "${dir}/zmdb")
+        foreach(header IN LISTS top)
+          get_filename_component(name "${header}" NAME)
+          file(CREATE_LINK "${header}" "${dir}/zmdb/${name}" SYMBOLIC)
+        endforeach()
+      endif()
       set(headers_dir "${PROJECT_SOURCE_DIR}/include/zmdb/${seen}")
       if(NOT IS_DIRECTORY "${headers_dir}")
         continue()

@@ -2,7 +2,8 @@
 add_library(zmdb_options INTERFACE)
 target_compile_options(zmdb_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion
-  -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual -Wimplicit-fallthrough)
+  -Wimplicit-fallthrough
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual>)
 if(ZMDB_WERROR)
   target_compile_options(zmdb_options INTERFACE -Werror)
 endif()

@@ -1,10 +1,7 @@
 #include "zmdb/automation/session.h"
 
-#include <filesystem>
-
-#include "zmdb/dal/command.h"
+#include "zmdb/automation/objects.h"
 #include "zmdb/dal/connection.h"
-#include "zmdb/dal/dao/dao.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/frame/methods.h"
 #include "zmdb/runtime/convert.h"
@@ -151,20 +148,6 @@ Json InspectDatabase(const rt::Variant& db) {
               {"queries", std::move(queries)}};
 }
 
-// A file database opened (or, with "Create": true and no file yet, created)
-// from the request's Name, Connect and ReadOnly.
-rt::ObjectRef OpenDatabase(const Json& args) {
-  dal::dao::OpenArgs open;
-  open.name = args.value("Name", std::string());
-  open.connect = args.value("Connect", std::string());
-  open.readOnly = args.value("ReadOnly", false);
-  std::error_code ec;
-  if (args.value("Create", false) && !std::filesystem::exists(open.name, ec)) {
-    return dal::dao::Database::Create(open.name, {});
-  }
-  return dal::dao::Database::Open(open);
-}
-
 // The object a get, set or invoke reaches: the request's "on".
 rt::Variant TargetOf(const Json& request, const HandleTable& handles) {
   if (!request.contains("on")) Malformed("the object is named by \"on\": {\"handle\": ...}");
@@ -181,10 +164,6 @@ std::vector<rt::Variant> PositionalArgs(const Json& request, const HandleTable& 
   for (const Json& value : given) args.push_back(FromJson(value, handles));
   return args;
 }
-
-// The arguments a new Parameter takes, by name, in the order a command's
-// CreateParameter takes them.
-constexpr std::string_view kParameterArgs[] = {"Name", "Type", "Direction", "Size", "Value"};
 
 }  // namespace
 
@@ -382,24 +361,6 @@ Json Session::Invoke(const Json& request, Json& response) {
   return result;
 }
 
-// A parameter for a command or a stored procedure, made as a command makes
-// one: arguments by name (any case), the ones left out at their defaults.
-Json Session::NewParameter(const Json& request) {
-  std::vector<rt::Variant> create(std::size(kParameterArgs), rt::Variant::Missing());
-  const Json args = request.value("args", Json::object());
-  if (!args.is_object()) Malformed("\"args\" must be an object of named arguments");
-  for (const auto& [key, value] : args.items()) {
-    std::size_t i = 0;
-    while (i < create.size() && !rt::NameEquals(kParameterArgs[i], key)) ++i;
-    if (i == create.size()) {
-      rt::Raise(rt::err::kNotSupported, "Parameter has no argument named '" + key + "'", kSource);
-    }
-    create[i] = FromJson(value, handles_);
-  }
-  const rt::Variant command(rt::ObjectRef(dal::Command::Create()));
-  return ToJson(rt::CallMethod(command, "CreateParameter", std::move(create)), handles_);
-}
-
 Json Session::New(const Json& request) {
   const std::string type = request.at("new").get<std::string>();
   if (type == "clsZMDBFunc") {
@@ -409,29 +370,11 @@ Json Session::New(const Json& request) {
     objects_.emplace(name, std::make_unique<clsZMDBFunc>());
     return name;
   }
-  if (rt::ObjectRef control = ui::NewControl(type)) {
-    return ToJson(rt::Variant(control), handles_);
-  }
-  if (type == "Connection") {
-    auto cn = dal::Connection::Create();
-    const Json args = request.value("args", Json::object());
-    for (const auto& [key, value] : args.items()) {
-      if (!rt::NameEquals(key, "ConnectionString")) {
-        cn->SetProperty(key, FromJson(value, handles_), {});
-      }
-    }
-    for (const auto& [key, value] : args.items()) {
-      if (rt::NameEquals(key, "ConnectionString")) cn->Open(value.get<std::string>());
-    }
-    return ToJson(rt::Variant(rt::ObjectRef(cn)), handles_);
-  }
-  if (type == "Recordset")
-    return ToJson(rt::Variant(rt::ObjectRef(dal::Recordset::Create())), handles_);
-  if (type == "Database") {
-    return ToJson(rt::Variant(OpenDatabase(request.value("args", Json::object()))), handles_);
-  }
-  if (type == "Parameter") return NewParameter(request);
-  rt::Raise(rt::err::kNotSupported, "Objects of type '" + type + "' cannot be made yet", kSource);
+  const Json given = request.value("args", Json::object());
+  if (!given.is_object()) Malformed("\"args\" must be an object of named arguments");
+  NamedArgs args;
+  for (const auto& [key, value] : given.items()) args.emplace_back(key, FromJson(value, handles_));
+  return ToJson(rt::Variant(NewObject(type, args)), handles_);
 }
 
 Json Session::Inspect(const Json& request) {

@@ -50,7 +50,6 @@ class Session {
   Json SetMember(const Json& request);
   Json Invoke(const Json& request, Json& response);
   Json New(const Json& request);
-  Json NewParameter(const Json& request);
   Json Inspect(const Json& request);
   Json Exec(const Json& request);
   clsZMDBFunc& ObjectNamed(const std::string& name);
