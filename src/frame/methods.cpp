@@ -145,10 +145,10 @@ constexpr Home kFabricated{"records", "src/records/fabricated.cpp"};
 constexpr Home kTypes{"types", "src/types/methods.cpp"};
 constexpr Home kSqlconv{"sqlconv", "src/sqlconv/methods.cpp"};
 constexpr Home kTables{"schema", "src/schema/tables.cpp"};
+constexpr Home kCreate{"connect", "src/connect/create.cpp"};
 // A built method of a file whose other methods are not built yet.
 constexpr Home kProcedures{"connect", "src/connect/server.cpp"};
 // Not built yet.
-constexpr Home kCreate{"connect", "src/connect/create.cpp", "database creation"};
 constexpr Home kServer{"connect", "src/connect/server.cpp",
                        "the server catalogue, rights and procedures"};
 constexpr Home kFields{"schema", "src/schema/fields.cpp"};
@@ -310,9 +310,11 @@ std::vector<MethodSpec> BuildTable() {
         {Ref("PathFileName", String), OptRef("fsPasswd", String), OptRef("fsNewDBFile", String),
          Opt("fbMsgWarn", Boolean), Opt("fbSQL", Boolean, B(false)), Opt("fsUserName", String),
          Opt("fsServer", String), Opt("fsDatabase", String),
-         Opt("fsLang", String, S(";LANGID=0x0804;CP=936;COUNTRY=0"))}));
-  t.push_back(M(kCreate, 40, "dbCreateDBADOX", Boolean, G::ResumeNext, {Ref("strDBPath", String)}));
-  t.push_back(M(kCreate, 41, "dbCloseDBItem", Boolean, G::Recording, {}));
+         Opt("fsLang", String, S(";LANGID=0x0804;CP=936;COUNTRY=0"))},
+        Bind(&C::dbCreateDBItem)));
+  t.push_back(M(kCreate, 40, "dbCreateDBADOX", Boolean, G::ResumeNext, {Ref("strDBPath", String)},
+                Bind(&C::dbCreateDBADOX)));
+  t.push_back(M(kCreate, 41, "dbCloseDBItem", Boolean, G::Recording, {}, Bind(&C::dbCloseDBItem)));
   t.push_back(M(kListings, 42, "dbTableDefs", Array, G::Recording,
                 {OptRef("Conn", Variant), Opt("fbSystem", Boolean, B(false))},
                 Bind(&C::dbTableDefs)));
