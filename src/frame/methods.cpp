@@ -147,8 +147,8 @@ constexpr Home kSqlconv{"sqlconv", "src/sqlconv/methods.cpp"};
 constexpr Home kTables{"schema", "src/schema/tables.cpp"};
 constexpr Home kServer{"connect", "src/connect/server.cpp"};
 constexpr Home kBackup{"files", "src/files/backup.cpp"};
+constexpr Home kCreate{"connect", "src/connect/create.cpp"};
 // Not built yet.
-constexpr Home kCreate{"connect", "src/connect/create.cpp", "database creation"};
 constexpr Home kFields{"schema", "src/schema/fields.cpp"};
 constexpr Home kIndexes{"schema", "src/schema/indexes.cpp"};
 constexpr Home kRelations{"schema", "src/schema/relations.cpp"};
@@ -311,9 +311,11 @@ std::vector<MethodSpec> BuildTable() {
         {Ref("PathFileName", String), OptRef("fsPasswd", String), OptRef("fsNewDBFile", String),
          Opt("fbMsgWarn", Boolean), Opt("fbSQL", Boolean, B(false)), Opt("fsUserName", String),
          Opt("fsServer", String), Opt("fsDatabase", String),
-         Opt("fsLang", String, S(";LANGID=0x0804;CP=936;COUNTRY=0"))}));
-  t.push_back(M(kCreate, 40, "dbCreateDBADOX", Boolean, G::ResumeNext, {Ref("strDBPath", String)}));
-  t.push_back(M(kCreate, 41, "dbCloseDBItem", Boolean, G::Recording, {}));
+         Opt("fsLang", String, S(";LANGID=0x0804;CP=936;COUNTRY=0"))},
+        Bind(&C::dbCreateDBItem)));
+  t.push_back(M(kCreate, 40, "dbCreateDBADOX", Boolean, G::ResumeNext, {Ref("strDBPath", String)},
+                Bind(&C::dbCreateDBADOX)));
+  t.push_back(M(kCreate, 41, "dbCloseDBItem", Boolean, G::Recording, {}, Bind(&C::dbCloseDBItem)));
   t.push_back(M(kListings, 42, "dbTableDefs", Array, G::Recording,
                 {OptRef("Conn", Variant), Opt("fbSystem", Boolean, B(false))},
                 Bind(&C::dbTableDefs)));

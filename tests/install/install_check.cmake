@@ -125,6 +125,16 @@ set(ENV{LD_LIBRARY_PATH} "${libdir}")
 check_orders(pkg-config "${WORKDIR}/orders_pc")
 unset(ENV{LD_LIBRARY_PATH})
 
+# 2b. A C program through the C interface, with the same pkg-config flags.
+run("compiling C with pkg-config" ${CC} -std=c99 ${extra} "${SOURCE_DIR}/consumer/orders.c"
+  ${pc_flags} -o "${WORKDIR}/orders_c")
+file(MAKE_DIRECTORY "${WORKDIR}/c.data")
+run("orders_c" env "LD_LIBRARY_PATH=${libdir}" "${WORKDIR}/orders_c" "${WORKDIR}/c.data")
+file(READ "${SOURCE_DIR}/expected_orders_c.txt" expected_c)
+if(NOT out STREQUAL expected_c)
+  message(FATAL_ERROR "orders_c answered:\n${out}\nexpected:\n${expected_c}")
+endif()
+
 # 3. The installed tool finds the installed library by itself.
 run("the installed zmdb" "${prefix}/bin/zmdb" call dbGetJetConnect fsDatabase=a.mdb)
 if(NOT out MATCHES "\"result\":\"[^\"]*a\\.mdb")

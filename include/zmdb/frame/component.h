@@ -106,6 +106,16 @@ class clsZMDBFunc {
   bool dbCloseConnect(bool IsDAO);
   bool dbIsSQLConnect(const rt::Variant& Conn);
 
+  // ---- Database creation ----
+  // fsNewDBFile receives the file name actually used for a file database.
+  bool dbCreateDBItem(const std::string& PathFileName, const std::string& fsPasswd,
+                      std::string& fsNewDBFile, bool fbMsgWarn = false, bool fbSQL = false,
+                      const std::string& fsUserName = "", const std::string& fsServer = "",
+                      const std::string& fsDatabase = "",
+                      const std::string& fsLang = ";LANGID=0x0804;CP=936;COUNTRY=0");
+  bool dbCreateDBADOX(const std::string& strDBPath);
+  bool dbCloseDBItem();
+
   // ---- Existence probes ----
   bool dbQueryExists(const std::string& fsQryName, const rt::Variant& Conn = rt::Variant::Missing(),
                      bool fbIsSQLServer = false);

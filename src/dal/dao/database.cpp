@@ -102,6 +102,10 @@ std::shared_ptr<Database> Database::Create(const std::string& name, const std::s
   if (std::filesystem::exists(name, ec)) {
     rt::RaiseStandard(rt::err::kDatabaseExists);
   }
+  const std::filesystem::path folder = std::filesystem::path(name).parent_path();
+  if (!folder.empty() && !std::filesystem::is_directory(folder, ec)) {
+    rt::RaiseStandard(rt::err::kNotValidPath, nullptr, folder.string());
+  }
   StoreOptions options;
   options.create = true;
   try {
