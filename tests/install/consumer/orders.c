@@ -6,10 +6,9 @@
  *
  *   orders_c DIRECTORY
  */
-#include <zmdb/zmdb.h>
-
 #include <stdio.h>
 #include <string.h>
+#include <zmdb/zmdb.h>
 
 static zmdb_value text(const char* s) {
   zmdb_value v;
@@ -65,7 +64,8 @@ int main(int argc, char** argv) {
   memset(&result, 0, sizeof result);
   args[0] = text(path);
   if (zmdb_call(c, "dbGetJetConnect", args, 1, &result, NULL) != ZMDB_OK) return 1;
-  printf("names the file: %s\n", result.kind == ZMDB_TEXT && strstr(result.text, path) ? "yes" : "no");
+  printf("names the file: %s\n",
+         result.kind == ZMDB_TEXT && strstr(result.text, path) ? "yes" : "no");
   args[0] = text(result.text);
   args[1] = boolean(0);
   print_call(c, "dbSetConnect", args, 2);
@@ -73,12 +73,13 @@ int main(int argc, char** argv) {
 
   args[0] = boolean(0);
   memset(&cn, 0, sizeof cn);
-  if (zmdb_call(c, "dbGetConnect", args, 1, &cn, NULL) != ZMDB_OK || cn.kind != ZMDB_OBJECT) return 1;
+  if (zmdb_call(c, "dbGetConnect", args, 1, &cn, NULL) != ZMDB_OK || cn.kind != ZMDB_OBJECT)
+    return 1;
   printf("a %s\n", zmdb_object_type(cn.object));
   for (i = 0; i < sizeof statements / sizeof statements[0]; ++i) {
     args[0] = text(statements[i]);
     memset(&result, 0, sizeof result);
-    if (zmdb_object_call(cn.object, "Execute", args, 1, &result) != ZMDB_OK) return 1;
+    if (zmdb_object_call(cn.object, "Execute", args, 1, &result, NULL) != ZMDB_OK) return 1;
     zmdb_value_clear(&result);
   }
 
@@ -103,7 +104,8 @@ int main(int argc, char** argv) {
   args[0] = text("SELECT * FROM Missing");
   memset(&result, 0, sizeof result);
   printf("raised: %s\n",
-         zmdb_object_call(cn.object, "Execute", args, 1, &result) != ZMDB_OK && zmdb_error_description()[0]
+         zmdb_object_call(cn.object, "Execute", args, 1, &result, NULL) != ZMDB_OK &&
+                 zmdb_error_description()[0]
              ? "a numbered error with its text"
              : "nothing");
   zmdb_value_clear(&cn);
