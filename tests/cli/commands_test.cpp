@@ -86,6 +86,12 @@ const Case kCases[] = {
      1,
      "",
      "zmdb tables: cannot open PROVIDER=NoSuchThing;Data Source=x"},
+    {"password_kept_out_of_the_message",
+     {"tables", "PROVIDER=NoSuchThing;Data Source=x;Jet OLEDB:Database Password=hush;PWD=quiet"},
+     1,
+     "",
+     "zmdb tables: cannot open PROVIDER=NoSuchThing;Data Source=x;Jet OLEDB:Database "
+     "Password=***;PWD=***"},
     {"bad_sql", {"query", "s.mdb", "SELEC x"}, 1, "", "zmdb query: Syntax error"},
     {"query_of_missing_table", {"query", "s.mdb", "SELECT * FROM Nope"}, 1, "", "zmdb query: "},
     {"schema_of_missing_table",

@@ -1,6 +1,7 @@
 #include "database.h"
 
 #include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <iostream>
 #include <optional>
@@ -20,6 +21,33 @@ std::string OneLine(std::string text) {
     if (c == '\n' || c == '\r') c = ' ';
   }
   return text;
+}
+
+// The connection string as a message may show it: the value of every key
+// that names a password ("Pwd", "Password", "Jet OLEDB:Database Password")
+// replaced by "***", so a failed open does not print the secret.
+std::string WithoutPasswords(const std::string& db) {
+  std::string out;
+  std::size_t start = 0;
+  while (start <= db.size()) {
+    std::size_t end = db.find(';', start);
+    if (end == std::string::npos) end = db.size();
+    std::string part = db.substr(start, end - start);
+    const std::size_t eq = part.find('=');
+    if (eq != std::string::npos) {
+      std::string key = part.substr(0, eq);
+      std::transform(key.begin(), key.end(), key.begin(),
+                     [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+      const bool secret =
+          key.find("password") != std::string::npos || key.find("pwd") != std::string::npos;
+      if (secret) part = part.substr(0, eq + 1) + "***";
+    }
+    out += part;
+    if (end == db.size()) break;
+    out += ';';
+    start = end + 1;
+  }
+  return out;
 }
 }  // namespace
 
@@ -42,7 +70,7 @@ Database::Database(const std::string& db)
   constexpr std::int32_t kClientSideCursors = 3;
   if (!component_->dbSetConnect(connectionString, false, kClientSideCursors)) {
     const std::string why = LastError();
-    throw CommandError("cannot open " + db + (why.empty() ? "" : ": " + why));
+    throw CommandError("cannot open " + WithoutPasswords(db) + (why.empty() ? "" : ": " + why));
   }
   connection_ = rt::Variant(component_->dbGetConnect(false));
 }
