@@ -18,6 +18,7 @@
 #include <bit>
 #include <cctype>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -375,8 +376,11 @@ class Biff5Writer : public TableWriter {
     style.push_back(static_cast<char>(0xFF));
     biff::Record(g, biff::kStyle, style);
     for (const auto& sheet : sheets_) {
+      const auto offset =
+          static_cast<std::uint64_t>(base) + static_cast<std::uint64_t>(sheet.start);
+      if (offset > UINT32_MAX) Fail("The rows are too many for an Excel 5.0 workbook: " + path_);
       std::string b;
-      biff::Put32(b, base + static_cast<std::uint32_t>(sheet.start));
+      biff::Put32(b, static_cast<std::uint32_t>(offset));
       b.push_back(0);  // visible
       b.push_back(0);  // worksheet
       b += biff::ShortText(sheet.name);

@@ -181,6 +181,15 @@ TEST_F(ExcelWriterTest, FailuresLeaveNoFile) {
   }
 }
 
+TEST_F(ExcelWriterTest, AFolderThatIsNotThereFailsAtFinish) {
+  for (const char* file : {"missing/t.xls", "missing/t.xlsx"}) {
+    auto writer = OpenExcelWriter((dir_ / file).string(), WriterOptions{}, "T");
+    writer->Begin({{"A", 3, 4, 0, 0}});
+    writer->Row({rt::Variant(1)});
+    EXPECT_THROW(writer->Finish(), rt::PlatformError) << file;
+  }
+}
+
 TEST_F(ExcelWriterTest, MisuseIsAnError) {
   std::vector<Column> wide(257, Column{"C", 3, 4, 0, 0});
   for (const std::string file : {"bad.xls", "bad.xlsx"}) {

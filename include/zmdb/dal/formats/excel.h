@@ -19,8 +19,8 @@ namespace zmdb::dal::formats {
 // the field names. Text in an Excel 5.0 workbook is stored in
 // `options.codePage` and cut to the 255 bytes a cell holds there; .xlsx
 // stores Unicode text, cut at 32,767 characters, and leaves an empty text as
-// an empty cell. Binary values are
-// not written (the cell stays empty). The file appears only at Finish.
+// an empty cell. Binary values are not written (the cell stays empty). The
+// file appears only at Finish.
 std::unique_ptr<TableWriter> OpenExcelWriter(const std::string& path, const WriterOptions& options,
                                              const std::string& table = {});
 
