@@ -5,6 +5,8 @@
 
 #include "cells_p.h"
 #include "zmdb/runtime/datetime.h"
+#include "zmdb/runtime/error.h"
+#include "zmdb/runtime/errors.h"
 
 namespace zmdb::dal::formats {
 
@@ -135,6 +137,13 @@ std::string SheetName(std::string_view table, std::string_view suffix) {
   name.resize(Utf8Prefix(name, room));
   name += suffix;
   return name;
+}
+
+void CheckRow(std::size_t values, std::size_t columns) {
+  if (values != columns) {
+    rt::Raise(rt::err::kInvalidProcCall, "A row has " + std::to_string(values) + " values for " +
+                                             std::to_string(columns) + " columns");
+  }
 }
 
 std::string Where(std::size_t row, const Column& column) {

@@ -52,6 +52,9 @@ std::size_t Utf8Prefix(std::string_view utf8, std::size_t chars);
 // "Sheet" when the name is empty.
 std::string SheetName(std::string_view table, std::string_view suffix);
 
+// Raises unless a row has one value per column.
+void CheckRow(std::size_t values, std::size_t columns);
+
 // "row N, field F": where a value was, for error texts.
 std::string Where(std::size_t row, const Column& column);
 

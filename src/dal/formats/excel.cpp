@@ -60,13 +60,6 @@ void CheckColumns(const std::vector<Column>& columns) {
   }
 }
 
-void CheckRow(std::size_t values, std::size_t columns) {
-  if (values != columns) {
-    rt::Raise(rt::err::kInvalidProcCall, "A row has " + std::to_string(values) + " values for " +
-                                             std::to_string(columns) + " columns");
-  }
-}
-
 // ---------------------------------------------------------------- BIFF5 --
 
 namespace biff {

@@ -181,11 +181,7 @@ class TextWriter : public TableWriter {
   void Row(const std::vector<rt::Variant>& values) override {
     if (!out_ || finished_)
       rt::Raise(rt::err::kInvalidProcCall, "Row before Begin or after Finish");
-    if (values.size() != columns_.size()) {
-      rt::Raise(rt::err::kInvalidProcCall, "A row has " + std::to_string(values.size()) +
-                                               " values for " + std::to_string(columns_.size()) +
-                                               " columns");
-    }
+    CheckRow(values.size(), columns_.size());
     ++rows_;
     line_.clear();
     for (std::size_t i = 0; i < values.size(); ++i) {
