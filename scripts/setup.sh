@@ -14,6 +14,9 @@ packages=(
   # (FreeTDS for SQL Server, psqlODBC, the SQLite ODBC driver), and a
   # PostgreSQL the tests start and stop themselves.
   unixodbc odbcinst tdsodbc odbc-postgresql libsqliteodbc postgresql
+  # Spreadsheet writers (compound files, Office Open XML) and the readers
+  # their tests check them with.
+  libgsf-1-dev libxlsxwriter-dev python3-xlrd python3-openpyxl
   # scripts/package.sh: dpkg-shlibdeps for the packages' dependencies.
   dpkg-dev
 )

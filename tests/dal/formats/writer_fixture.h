@@ -1,0 +1,109 @@
+// What the writer tests share: a fresh folder per test, a table of every kind
+// of column with awkward values, and an independent reader run as a python
+// process that prints one JSON line per row.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "zmdb/dal/formats/format.h"
+#include "zmdb/runtime/datetime.h"
+
+namespace zmdb::dal::formats::testing {
+
+class WriterTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    dir_ = std::filesystem::temp_directory_path() /
+           ("zmdb_" + std::string(info->test_suite_name()) + "_" + info->name() + "_" +
+            std::to_string(::getpid()));
+    std::filesystem::remove_all(dir_);
+    std::filesystem::create_directories(dir_);
+  }
+  void TearDown() override { std::filesystem::remove_all(dir_); }
+
+  // The lines `script` prints when the system's python3 (where the Debian
+  // readers are installed) runs it with `args` (sys.argv[1:]);
+  // a failing script fails the test. Neither may hold a single quote.
+  static std::vector<std::string> RunPython(const std::string& script,
+                                            const std::vector<std::string>& args) {
+    std::string command = "/usr/bin/python3 -c '" + script + "'";
+    for (const auto& a : args) command += " '" + a + "'";
+    command += " 2>&1";
+    std::vector<std::string> lines;
+    FILE* pipe = ::popen(command.c_str(), "r");
+    if (!pipe) {
+      ADD_FAILURE() << "cannot run python3";
+      return lines;
+    }
+    std::string line;
+    std::array<char, 4096> chunk{};
+    while (std::fgets(chunk.data(), static_cast<int>(chunk.size()), pipe)) {
+      line += chunk.data();
+      if (!line.empty() && line.back() == '\n') {
+        line.pop_back();
+        lines.push_back(line);
+        line.clear();
+      }
+    }
+    if (!line.empty()) lines.push_back(line);
+    EXPECT_EQ(::pclose(pipe), 0) << "the reader failed:\n" << (lines.empty() ? "" : lines.back());
+    return lines;
+  }
+
+  std::filesystem::path dir_;
+};
+
+// A table of every kind of column: numbers, currency, a decimal handed over as
+// text, Booleans, dates, Chinese text, long memo text, binary; with Nulls.
+inline std::vector<Column> EveryTypeColumns() {
+  return {
+      {"ID", 3, 4, 10, 0},       {"名称", 202, 50, 0, 0}, {"Small", 2, 2, 5, 0},
+      {"Price", 6, 8, 19, 4},    {"Ratio", 5, 8, 15, 0},  {"Amount", 131, 19, 18, 3},
+      {"Flag", 11, 2, 0, 0},     {"Made", 7, 8, 0, 0},    {"Note", 203, 536870910, 0, 0},
+      {"Blob", 205, 1000, 0, 0},
+  };
+}
+
+// Text of `n` characters: a Chinese word and an ASCII tail, repeated.
+inline std::string Memo(std::size_t n) {
+  std::string text;
+  const char* parts[] = {"墨", "水", "a", "b"};
+  for (std::size_t i = 0; i < n; ++i) text += parts[i % 4];
+  return text;
+}
+
+inline std::vector<std::vector<rt::Variant>> EveryTypeRows() {
+  using rt::Variant;
+  const Variant null = Variant::Null();
+  const rt::SafeArray blob(rt::VarType::Byte, 0,
+                           {Variant(std::uint8_t{1}), Variant(std::uint8_t{2})});
+  return {
+      {Variant(std::int32_t{1}), Variant("墨水"), Variant(std::int16_t{-7}),
+       Variant(rt::Currency{123400}), Variant(0.125), Variant("12345.678"), Variant(true),
+       Variant(rt::MakeDate(2024, 2, 29)), Variant(Memo(300)), Variant(blob)},
+      {Variant(std::int32_t{2}), null, null, null, null, null, null, null, null, null},
+      {Variant(std::int32_t{3}), Variant("say \"hi\", then\r\nleave"), Variant(std::int16_t{0}),
+       Variant(rt::Currency{-5}), Variant(-1.5e10), Variant(std::int32_t{42}), Variant(false),
+       Variant(rt::MakeDate(1999, 12, 31, 23, 59, 58)), Variant(""), null},
+      {Variant(std::int32_t{4}), Variant("café"), Variant(std::int16_t{1}),
+       Variant(rt::Currency{0}), Variant(3.0), Variant("not a number"), Variant(true),
+       Variant(rt::Date{0.4375}), Variant("short"), null},
+  };
+}
+
+inline void WriteTable(TableWriter& writer, const std::vector<Column>& columns,
+                       const std::vector<std::vector<rt::Variant>>& rows) {
+  writer.Begin(columns);
+  for (const auto& row : rows) writer.Row(row);
+  writer.Finish();
+}
+
+}  // namespace zmdb::dal::formats::testing
