@@ -16,6 +16,8 @@ packages=(
   unixodbc odbcinst tdsodbc odbc-postgresql libsqliteodbc postgresql
   # scripts/package.sh: dpkg-shlibdeps for the packages' dependencies.
   dpkg-dev
+  # The Paradox writer's tests read its tables back with pxlib.
+  pxlib-dev
 )
 
 missing=()
