@@ -19,6 +19,8 @@ packages=(
   libgsf-1-dev libxlsxwriter-dev python3-xlrd python3-openpyxl
   # scripts/package.sh: dpkg-shlibdeps for the packages' dependencies.
   dpkg-dev
+  # The Paradox writer's tests read its tables back with pxlib.
+  pxlib-dev
 )
 
 missing=()

@@ -1,3 +1,4 @@
 # The foreign-format writers of the data engine, one file per format.
 zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/codepage.cpp)
 zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/cells.cpp ${CMAKE_CURRENT_LIST_DIR}/excel.cpp ${CMAKE_CURRENT_LIST_DIR}/text.cpp)
+zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/paradox.cpp)
