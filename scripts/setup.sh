@@ -17,6 +17,8 @@ packages=(
   # Spreadsheet writers (compound files, Office Open XML) and the readers
   # their tests check them with.
   libgsf-1-dev libxlsxwriter-dev python3-xlrd python3-openpyxl
+  # The Python module's tests, and the readers' scripts.
+  python3
   # scripts/package.sh: dpkg-shlibdeps for the packages' dependencies.
   dpkg-dev
   # The Paradox writer's tests read its tables back with pxlib.
