@@ -1,2 +1,3 @@
 # The foreign-format writers of the data engine, one file per format.
 zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/codepage.cpp)
+zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/dbase.cpp)
