@@ -14,8 +14,8 @@ packages=(
   # (FreeTDS for SQL Server, psqlODBC, the SQLite ODBC driver), and a
   # PostgreSQL the tests start and stop themselves.
   unixodbc odbcinst tdsodbc odbc-postgresql libsqliteodbc postgresql
-  # The independent reader the dBase and FoxPro writer's tests check against.
-  python3-dbfread
+  # The independent readers the dBase and FoxPro writer's tests check against.
+  python3-dbfread shapelib
   # scripts/package.sh: dpkg-shlibdeps for the packages' dependencies.
   dpkg-dev
 )

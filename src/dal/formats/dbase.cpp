@@ -539,7 +539,6 @@ class DbaseWriter final : public TableWriter {
                                                " values for a table of " +
                                                std::to_string(fields_.size()) + " fields");
     if (rows_ == 0xFFFFFFFFu) rt::Raise(rt::err::kInvalidProcCall, "The table is full");
-    ++rows_;
     record_[0] = ' ';  // not deleted
     std::size_t offset = 1;
     for (std::size_t i = 0; i < fields_.size(); ++i) {
@@ -547,6 +546,7 @@ class DbaseWriter final : public TableWriter {
       offset += static_cast<std::size_t>(fields_[i].length);
     }
     table_.Write(record_);
+    ++rows_;  // a row refused above leaves the table as it was
   }
 
   void Finish() override {
@@ -584,7 +584,7 @@ class DbaseWriter final : public TableWriter {
   }
 
   std::string Where(std::size_t field) const {
-    return "row " + std::to_string(rows_) + ", field " + columns_[field].name;
+    return "row " + std::to_string(rows_ + 1) + ", field " + columns_[field].name;
   }
 
   [[noreturn]] void RaiseValue(std::size_t field, const std::string& why) const {

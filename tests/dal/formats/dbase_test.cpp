@@ -47,18 +47,23 @@ for r in t:
     print(json.dumps([value(v) for v in r.values()], ensure_ascii=False))
 )PY";
 
-std::vector<json> ReadBack(const std::string& path) {
-  const auto script = std::filesystem::path(path).parent_path() / "read_dbf.py";
-  std::ofstream(script) << kReader;
-  const std::string command = "/usr/bin/python3 '" + script.string() + "' '" + path + "' 2>&1";
-  std::FILE* pipe = ::popen(command.c_str(), "r");
+// What a command prints; a failure when it does not succeed.
+std::string Output(const std::string& command) {
+  std::FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
   EXPECT_NE(pipe, nullptr);
   std::string out;
   char buffer[4096];
   std::size_t n;
   while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
-  const int status = ::pclose(pipe);
-  EXPECT_EQ(status, 0) << out;
+  EXPECT_EQ(::pclose(pipe), 0) << command << ": " << out;
+  return out;
+}
+
+std::vector<json> ReadBack(const std::string& path) {
+  const auto script = std::filesystem::path(path).parent_path() / "read_dbf.py";
+  std::ofstream(script) << kReader;
+  const std::string command = "/usr/bin/python3 '" + script.string() + "' '" + path + "'";
+  const std::string out = Output(command);
   std::vector<json> lines;
   std::size_t start = 0;
   while (start < out.size()) {
@@ -434,6 +439,18 @@ TEST_F(DbaseTest, AValueThatCannotBeWrittenNamesItsRowAndFieldAndLeavesNoFiles) 
     EXPECT_FALSE(std::filesystem::exists(path));
     EXPECT_FALSE(std::filesystem::exists(Path("bad.dbt")));
   }
+  // A refused row leaves the table whole: the rows around it are written.
+  const std::string path = Path("gap.dbf");
+  auto w = OpenDbaseWriter(path, DbfFlavour::FoxPro26);
+  w->Begin({{"Qty", 2, 2, 5, 0}, {"Long", 201, 0, 0, 0}});
+  w->Row({1, "one"});
+  EXPECT_FALSE(RaisedText([&] { w->Row({1234567, "refused"}); }).empty());
+  w->Row({3, "three"});
+  w->Finish();
+  const auto lines = ReadBack(path);
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_EQ(lines[0]["count"], 2);
+  EXPECT_EQ(lines[2], json::parse(R"([3, "three"])"));
 }
 
 TEST_F(DbaseTest, MisuseAndUnwritableTargetsAreRefused) {
@@ -485,6 +502,43 @@ TEST_F(DbaseTest, MisuseAndUnwritableTargetsAreRefused) {
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(lines[0]["fields"].size(), 129u);
   EXPECT_EQ(lines[1][128], 7);
+}
+
+// A second reader, shapelib's dbfdump, reads the fields and records of every
+// flavour (it reads no memo files).
+TEST_F(DbaseTest, ShapelibReadsEachFlavour) {
+  for (const auto& c : kFlavours) {
+    const std::string path = Path("shp.dbf");
+    Write(path, c.flavour,
+          {{"Item", 200, 6, 0, 0},
+           {"Qty", 3, 4, 10, 0},
+           {"Ratio", 5, 8, 15, 0},
+           {"Active", 11, 2, 0, 0},
+           {"Born", 7, 8, 0, 0}},
+          {{"ink", 3, 0.5, true, rt::MakeDate(2024, 1, 2)},
+           {Variant::Null(), Variant::Null(), Variant::Null(), Variant::Null(), Variant::Null()}},
+          1252);
+    std::string out = Output("dbfdump -h -m -r '" + path + "'");
+    std::string trimmed;  // each line without its trailing blanks
+    for (const char ch : out) {
+      if (ch == '\n') {
+        while (!trimmed.empty() && trimmed.back() == ' ') trimmed.pop_back();
+      }
+      trimmed += ch;
+    }
+    const std::string ratio =
+        std::string(c.ratioType) + "/Double, Title=`RATIO', Width=" + std::to_string(c.maxWidth);
+    EXPECT_EQ(trimmed,
+              "Field 0: Type=C/String, Title=`ITEM', Width=6, Decimals=0\n"
+              "Field 1: Type=N/Double, Title=`QTY', Width=11, Decimals=0\n"
+              "Field 2: Type=" +
+                  ratio +
+                  ", Decimals=8\n"
+                  "Field 3: Type=L/Double, Title=`ACTIVE', Width=1, Decimals=0\n"
+                  "Field 4: Type=D/Double, Title=`BORN', Width=8, Decimals=0\n\n"
+                  "Record: 0\nITEM: ink\nQTY: 3\nRATIO: 0.50000000\nACTIVE: T\nBORN: 20240102\n\n"
+                  "Record: 1\nITEM:\nQTY:\nRATIO:\nACTIVE: ?\nBORN:\n\n");
+  }
 }
 
 }  // namespace
