@@ -562,10 +562,13 @@ class DbaseWriter final : public TableWriter {
  private:
   bool IsFoxPro() const { return dbf::IsFoxPro(flavour_); }
 
-  // The table's name for the dBase IV memo header: its first 8 letters.
+  // The table's name for the dBase IV memo header: its first 8 bytes, in ASCII.
   std::string MemoName() const {
     std::string name = std::filesystem::path(path_).stem().string().substr(0, 8);
-    for (char& c : name) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    for (char& c : name) {
+      const auto b = static_cast<unsigned char>(c);
+      c = b < 0x80 ? static_cast<char>(std::toupper(b)) : '_';
+    }
     return name;
   }
 

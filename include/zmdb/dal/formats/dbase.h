@@ -41,7 +41,8 @@ enum class DbfFlavour { dBaseIII, dBaseIV, FoxPro20, FoxPro25, FoxPro26 };
 //   GUID                           C(38)
 //   binary                         M holding the bytes as hexadecimal text
 // Nulls are blanks (C, N, F, D, M without a block) and "?" in L fields.
-// Field names are the column names in the code page, upper-cased, with every
+// Field names are the column names in the code page, ASCII letters upper-cased,
+// with every
 // character other than a letter, digit, "_" or a double-byte character turned
 // into "_", an "F" put before a name that starts with a digit or "_", cut to
 // 10 bytes without splitting a character;
