@@ -41,12 +41,11 @@ enum class DbfFlavour { dBaseIII, dBaseIV, FoxPro20, FoxPro25, FoxPro26 };
 //   GUID                           C(38)
 //   binary                         M holding the bytes as hexadecimal text
 // Nulls are blanks (C, N, F, D, M without a block) and "?" in L fields.
-// Field names are the column names in the code page, ASCII letters upper-cased,
-// with every
-// character other than a letter, digit, "_" or a double-byte character turned
-// into "_", an "F" put before a name that starts with a digit or "_", cut to
-// 10 bytes without splitting a character;
-// a name already taken gets "_2", "_3", ... in place of its last characters.
+// Field names are the column names in the code page: ASCII letters
+// upper-cased; other ASCII characters but digits and "_", and characters the
+// code page lacks, turned into "_"; an "F" put before a name that starts with
+// a digit or "_"; cut to 10 bytes without splitting a character. A name
+// already taken gets "_2", "_3", ... in place of its last characters.
 std::unique_ptr<TableWriter> OpenDbaseWriter(const std::string& path, DbfFlavour flavour,
                                              const WriterOptions& options = {});
 
