@@ -19,6 +19,8 @@ packages=(
   libgsf-1-dev libxlsxwriter-dev python3-xlrd python3-openpyxl
   # The Python module's tests, and the readers' scripts.
   python3
+  # The independent readers the dBase and FoxPro writer's tests check against.
+  python3-dbfread shapelib
   # scripts/package.sh: dpkg-shlibdeps for the packages' dependencies.
   dpkg-dev
   # The Paradox writer's tests read its tables back with pxlib.

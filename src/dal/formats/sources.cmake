@@ -2,3 +2,4 @@
 zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/codepage.cpp)
 zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/cells.cpp ${CMAKE_CURRENT_LIST_DIR}/excel.cpp ${CMAKE_CURRENT_LIST_DIR}/text.cpp)
 zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/paradox.cpp)
+zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/dbase.cpp)
