@@ -148,6 +148,7 @@ constexpr Home kTables{"schema", "src/schema/tables.cpp"};
 constexpr Home kServer{"connect", "src/connect/server.cpp"};
 constexpr Home kBackup{"files", "src/files/backup.cpp"};
 constexpr Home kCreate{"connect", "src/connect/create.cpp"};
+constexpr Home kLists{"ui", "src/ui/lists.cpp"};
 // Not built yet.
 constexpr Home kFields{"schema", "src/schema/fields.cpp"};
 constexpr Home kIndexes{"schema", "src/schema/indexes.cpp"};
@@ -158,7 +159,6 @@ constexpr Home kStructure{"schema", "src/schema/structure.cpp"};
 
 constexpr Home kExport{"files", "src/files/export.cpp",
                        "the foreign-format writers and the export-type dialog"};
-constexpr Home kLists{"ui", "src/ui/lists.cpp", "list filling through the list-control contract"};
 constexpr Home kForms{"ui", "src/ui/forms.cpp", "the form-description parser"};
 
 MethodSpec M(const Home& home, int place, std::string_view name, ArgType result, GuardKind guard,
@@ -174,15 +174,17 @@ std::vector<MethodSpec> BuildTable() {
   // 57 are private procedures (the form-text parser, RecordError,
   // ShowDebugError). They hold places in the numbering but are not methods.
   std::vector<MethodSpec> t;
-  t.push_back(M(kLists, 2, "dbAddCtrl", Boolean, G::Recording,
-                {Ref("Ctrl", Variant), In("fsFldName", String), In("sSQL", String),
-                 OptRef("Conn", Variant)}));
+  t.push_back(M(
+      kLists, 2, "dbAddCtrl", Boolean, G::Recording,
+      {Ref("Ctrl", Variant), In("fsFldName", String), In("sSQL", String), OptRef("Conn", Variant)},
+      Bind(&C::dbAddCtrl)));
   t.push_back(M(kLists, 3, "dbAddCtrlEx", Boolean, G::Recording,
                 {Ref("Ctrl", Variant), In("fsTblName", String), In("fsFldName", String),
                  Opt("fItemData", String), Opt("fsSort", String), Opt("fsCondition", String),
-                 Opt("fsFilterData", String), OptRef("Conn", Variant)}));
+                 Opt("fsFilterData", String), OptRef("Conn", Variant)},
+                Bind(&C::dbAddCtrlEx)));
   t.push_back(M(kLists, 4, "dbAddFieldsName", Boolean, G::Recording,
-                {Ref("Ctrl", Variant), Ref("rs", Object)}));
+                {Ref("Ctrl", Variant), Ref("rs", Object)}, Bind(&C::dbAddFieldsName)));
   t.push_back(M(kBackup, 5, "dbBackupRecordset", Boolean, G::Recording,
                 {Ref("rs", Object), In("fsFile", String), Opt("fsSeparator", String, S(",")),
                  Opt("fsNote", String), Opt("fbNonInfo", Boolean, B(false)),

@@ -1,7 +1,10 @@
 #include "zmdb/ui/controls.h"
 
+#include <algorithm>
+
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/error.h"
+#include "zmdb/runtime/text.h"
 
 namespace zmdb::ui {
 
@@ -29,6 +32,8 @@ rt::Variant ListControl::GetProperty(std::string_view name, const std::vector<rt
   if (rt::NameEquals(name, "ItemData")) return rt::Variant(itemData_[CheckedIndex(index)]);
   if (rt::NameEquals(name, "List")) return rt::Variant(items_[CheckedIndex(index)]);
   if (rt::NameEquals(name, "ListIndex")) return rt::Variant(listIndex_);
+  if (rt::NameEquals(name, "NewIndex")) return rt::Variant(newIndex_);
+  if (rt::NameEquals(name, "Sorted")) return rt::Variant(sorted_);
   if (rt::NameEquals(name, "Text")) return DefaultValue();
   return Object::GetProperty(name, index);
 }
@@ -41,25 +46,43 @@ void ListControl::SetProperty(std::string_view name, const rt::Variant& value,
     const std::int32_t i = rt::CLng(value);
     if (i < -1 || i >= static_cast<std::int32_t>(items_.size())) Refuse(name);
     listIndex_ = i;
+  } else if (rt::NameEquals(name, "Sorted")) {
+    // Only an empty list can start sorting: the items it holds stay in place.
+    const bool sorted = rt::CBool(value);
+    if (sorted != sorted_ && !items_.empty()) Refuse(name);
+    sorted_ = sorted;
   } else {
     Object::SetProperty(name, value, index);
   }
 }
 
 // AddItem takes the item's text from its argument: a field object gives its
-// value, anything else its text form.
+// value, anything else its text form. A sorted list puts it after the items
+// that do not sort after it; any other list appends it. Its ItemData is 0.
 rt::Variant ListControl::Call(std::string_view name, std::vector<rt::Variant>& args) {
   if (rt::NameEquals(name, "AddItem")) {
     if (args.empty()) rt::Raise(rt::err::kArgNotOptional);
     const rt::Variant& item = args[0];
-    items_.push_back(item.IsObject() ? rt::CStr(item.AsObject()->DefaultValue()) : rt::CStr(item));
-    itemData_.push_back(0);
+    std::string text = item.IsObject() ? rt::CStr(item.AsObject()->DefaultValue()) : rt::CStr(item);
+    auto at = items_.end();
+    if (sorted_) {
+      const std::u32string key = rt::FoldCase(text);
+      at = std::upper_bound(
+          items_.begin(), items_.end(), key,
+          [](const std::u32string& k, const std::string& s) { return k < rt::FoldCase(s); });
+    }
+    const auto pos = at - items_.begin();
+    items_.insert(at, std::move(text));
+    itemData_.insert(itemData_.begin() + pos, 0);
+    newIndex_ = static_cast<std::int32_t>(pos);
+    if (listIndex_ >= newIndex_) ++listIndex_;  // the selection stays on its item
     return {};
   }
   if (rt::NameEquals(name, "Clear")) {
     items_.clear();
     itemData_.clear();
     listIndex_ = -1;
+    newIndex_ = -1;
     return {};
   }
   return Object::Call(name, args);

@@ -73,7 +73,7 @@ class ValueTest(unittest.TestCase):
             ("unknown method", lambda: o.call("dbNoSuch"), 438),
             ("required argument", lambda: o.dbGetJetConnect(), 449),
             ("too many arguments", lambda: o.dbGetLastError(1), 450),
-            ("not built yet", lambda: o.dbAddFieldsName(lb, lb), 438),
+            ("not built yet", lambda: o.dbExport("SELECT 1", lb), 438),
             ("unknown member of a host object", lambda: echo_object().Nope(), 438),
         ]
         for what, call, number in cases:

@@ -290,6 +290,25 @@ class clsZMDBFunc {
   // connection. Unguarded.
   rt::ObjectRef dbCreateVRecord(const rt::SafeArray& fTFieldStruct);
 
+  // ---- Filling list controls ----
+  // Each appends to Ctrl (a list or combo box, reached late-bound through
+  // AddItem, ListCount and ItemData) and never clears it first. Rows whose
+  // value is Null or empty text are skipped; a zero is added. False when no
+  // row was read (nothing recorded) or on an error (recorded).
+  // dbAddCtrl: field fsFldName of each row of sSQL.
+  bool dbAddCtrl(rt::Variant& Ctrl, const std::string& fsFldName, const std::string& sSQL,
+                 const rt::Variant& Conn = rt::Variant::Missing());
+  // dbAddCtrlEx: field fsFldName of "SELECT * FROM t [WHERE cond] [ORDER BY
+  // sort]", narrowed by the filter expression fsFilterData when given; each
+  // item's ItemData (at ListCount - 1) gets field fItemData when given.
+  bool dbAddCtrlEx(rt::Variant& Ctrl, const std::string& fsTblName, const std::string& fsFldName,
+                   const std::string& fItemData = "", const std::string& fsSort = "",
+                   const std::string& fsCondition = "", const std::string& fsFilterData = "",
+                   const rt::Variant& Conn = rt::Variant::Missing());
+  // Always False; a recordset with fields records a type mismatch (13)
+  // before any name is added.
+  bool dbAddFieldsName(rt::Variant& Ctrl, const rt::ObjectRef& rs);
+
   // ---- Recordset text backup and restore ----
   // Writes rs's rows to fsFile, values joined by fsSeparator, after a note
   // line and the field names, ADO types and defined sizes (unless

@@ -1,6 +1,8 @@
 // Headless stand-ins for the host's controls, honouring the late-bound
 // contracts the library relies on:
-//   list and combo boxes: AddItem, ListCount, ItemData(i), List(i), Clear
+//   list and combo boxes: AddItem, ListCount, ItemData(i), List(i), Clear,
+//     Sorted (kept in order without regard to case), NewIndex (where the
+//     last AddItem put its item)
 //   progress bars: Visible, Min, Max, Value (a value outside Min..Max is refused)
 //   labels: Visible, Caption
 // Every value stored into Value or Caption is kept, so a test or script can
@@ -35,6 +37,8 @@ class ListControl : public rt::Object {
   std::vector<std::string> items_;
   std::vector<std::int32_t> itemData_;
   std::int32_t listIndex_ = -1;
+  std::int32_t newIndex_ = -1;
+  bool sorted_ = false;
 };
 
 // A progress bar (type name "ProgressBar") or a label ("Label"). Besides the
