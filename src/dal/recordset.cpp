@@ -386,6 +386,9 @@ void Recordset::Close() {
   batch_.reset();  // results not yet read are dropped
   streamStore_.reset();
   streamAtEnd_ = false;
+  insertTable_.clear();
+  insertColumns_.clear();
+  insertSql_.clear();
   visible_.reset();
   deleted_.clear();
   filter_.reset();
@@ -609,6 +612,11 @@ void Recordset::Update() {
   if (editMode_ == ado::adEditNone) return;
   if (editMode_ == ado::adEditAdd) {
     if (connection_) WriteBackInsert();
+    if (connection_ && !keepAddedRows_) {
+      editMode_ = ado::adEditNone;
+      pending_.clear();
+      return;
+    }
     const std::size_t row = store_->AppendEmpty();
     for (std::size_t i = 0; i < columns_.size(); ++i) {
       if (pending_[i]) store_->Set(row, i, *pending_[i]);
@@ -672,6 +680,20 @@ std::vector<std::vector<Variant>> Recordset::VisibleRows() {
   }
   for (std::size_t v = 0; v < VisibleCount(); ++v) rows.push_back(RowValues(PhysicalRow(v)));
   return rows;
+}
+
+void Recordset::ForEachVisibleRow(const std::function<void(const std::vector<Variant>&)>& row) {
+  RequireOpen();
+  if (stream_) {
+    for (const auto& values : VisibleRows()) row(values);
+    return;
+  }
+  std::vector<Variant> values(columns_.size());
+  for (std::size_t v = 0; v < VisibleCount(); ++v) {
+    const std::size_t physical = PhysicalRow(v);
+    for (std::size_t c = 0; c < values.size(); ++c) values[c] = store_->Get(physical, c);
+    row(values);
+  }
 }
 
 std::size_t Recordset::MemoryUsed() const {

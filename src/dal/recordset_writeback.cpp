@@ -45,17 +45,29 @@ void ChangeOneRow(Connection& connection, const Statement& st) {
 // gave each AutoNumber column of the base table into the pending values.
 void Recordset::WriteBackInsert() {
   const std::string table = BaseTableOf(columns_);
-  std::vector<ColumnValue> values;
+  std::vector<std::size_t> set;
+  std::vector<rt::Variant> params;
+  params.reserve(columns_.size());
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     if (!NameEquals(columns_[i].baseTable, table) || !pending_[i]) continue;
-    values.push_back({columns_[i].baseColumn, *pending_[i]});
+    set.push_back(i);
+    params.push_back(*pending_[i]);
   }
   Backend& backend = connection_->backend();
-  const Statement st = BuildInsert(table, values, backend.quirks());
+  // Rows added one after another set the same columns: their statement is
+  // built once.
+  if (set != insertColumns_ || table != insertTable_ || insertSql_.empty()) {
+    std::vector<ColumnValue> columns;
+    for (std::size_t i : set) columns.push_back({columns_[i].baseColumn, rt::Variant()});
+    insertSql_ = BuildInsert(table, columns, backend.quirks()).sql;
+    insertTable_ = table;
+    insertColumns_ = std::move(set);
+  }
   connection_->Guarded([&] {
-    connection_->Trace(st.sql);
-    return backend.ExecuteNative(st.sql, st.params).rowsAffected;
+    connection_->Trace(insertSql_);
+    return backend.ExecuteNative(insertSql_, params).rowsAffected;
   });
+  if (!keepAddedRows_) return;  // the row is not kept, so neither are its numbers
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     if (columns_[i].autoIncrement && !pending_[i] && NameEquals(columns_[i].baseTable, table)) {
       pending_[i] =

@@ -258,14 +258,26 @@ struct RowStore::Column {
     if (nulls[row]) return;
     switch (kind) {
       case Kind::I32:
-        i32[row] = v.Type() == rt::VarType::Boolean ? (v.AsBoolean() ? -1 : 0) : rt::CLng(v);
-        return;
+        switch (v.Type()) {
+          case rt::VarType::Boolean:
+            i32[row] = v.AsBoolean() ? -1 : 0;
+            return;
+          case rt::VarType::Byte:
+          case rt::VarType::Integer:
+          case rt::VarType::Long:
+            i32[row] = v.AsLong();
+            return;
+          default:
+            i32[row] = rt::CLng(v);
+            return;
+        }
       case Kind::I64:
         i64[row] = static_cast<std::int64_t>(rt::CDbl(v));
         return;
       case Kind::F64:
         f64[row] = v.Type() == rt::VarType::Date       ? v.AsDate().serial
                    : v.Type() == rt::VarType::Currency ? v.AsCurrency().ToDouble()
+                   : v.Type() == rt::VarType::Double   ? v.AsDouble()
                                                        : rt::CDbl(v);
         return;
       case Kind::Text: {
@@ -434,7 +446,9 @@ rt::Variant ConvertForColumn(const rt::Variant& value, const ColumnInfo& column)
   const rt::VarType target = VarTypeFor(column.adoType);
   rt::Variant converted;
   try {
-    if (target == rt::VarType::Variant) {
+    // A value of the column's type already (a row copied between recordsets)
+    // converts to itself.
+    if (target == rt::VarType::Variant || value.Type() == target) {
       converted = value;
     } else if (target == rt::VarType::String && value.IsArray()) {
       rt::Raise(rt::err::kTypeMismatch);
@@ -453,8 +467,8 @@ rt::Variant ConvertForColumn(const rt::Variant& value, const ColumnInfo& column)
     rt::RaiseDetailed(rt::err::kMultipleStep,
                       "The field '" + column.name +
                           "' is too small to accept the amount of data: " +
-                          std::to_string(rt::Utf8Length(converted.AsString())) + " characters for " +
-                          std::to_string(column.definedSize),
+                          std::to_string(rt::Utf8Length(converted.AsString())) +
+                          " characters for " + std::to_string(column.definedSize),
                       kAdoSource);
   }
   return converted;

@@ -192,6 +192,7 @@ rt::ObjectRef clsZMDBFunc::dbRestoreRecordset(const std::string& fsFile,
         recordset->Open(Variant::Missing(), Variant::Missing(), -1, -1, -1);
 
         std::int32_t lineNumber = 0;
+        std::vector<std::string_view> values;
         while (!files::Eof(kEndTestedFile)) {
           const std::string line = readLine();
           if (progress.present()) {
@@ -201,7 +202,7 @@ rt::ObjectRef clsZMDBFunc::dbRestoreRecordset(const std::string& fsFile,
             rt::DoEvents();
           }
           recordset->AddNew();
-          const auto values = files::SplitAt(line, fsSeparator);
+          files::SplitAt(line, fsSeparator, values);
           // Extra values are ignored; too few fail the restore.
           if (values.size() < width) rt::Raise(rt::err::kSubscriptOutOfRange);
           for (std::size_t j = 0; j < width; ++j)

@@ -96,9 +96,16 @@ std::string_view WithoutHeaderMark(std::string_view line) {
 
 std::vector<std::string_view> SplitAt(std::string_view text, std::string_view separator) {
   std::vector<std::string_view> parts;
+  SplitAt(text, separator, parts);
+  return parts;
+}
+
+void SplitAt(std::string_view text, std::string_view separator,
+             std::vector<std::string_view>& parts) {
+  parts.clear();
   if (separator.empty()) {
     parts.push_back(text);
-    return parts;
+    return;
   }
   std::size_t from = 0;
   for (std::size_t at = text.find(separator); at != std::string_view::npos;
@@ -107,7 +114,6 @@ std::vector<std::string_view> SplitAt(std::string_view text, std::string_view se
     from = at + separator.size();
   }
   parts.push_back(text.substr(from));
-  return parts;
 }
 
 void AppendValueText(std::string& line, const rt::Variant& value, std::int32_t adoType,

@@ -68,12 +68,19 @@ void AppendRow(dal::Recordset& target, const FieldPairs& pairs, ValueOf&& valueO
   target.Update();
 }
 
-// Add every row of `rows` (values in the order of `from`'s columns) to `target`.
-void AppendRows(dal::Recordset& target, const std::vector<dal::ColumnInfo>& from,
-                const std::vector<std::vector<Variant>>& rows) {
-  const FieldPairs pairs = SharedFields(from, target.columns());
-  for (const auto& row : rows) {
+// Add every row a reader of `source` would visit (after its filter) to
+// `target`. A static source hands its rows over one at a time; a
+// forward-only one was read to its end before (`streamed`).
+void AppendRows(dal::Recordset& target, dal::Recordset& source,
+                const std::vector<std::vector<Variant>>* streamed = nullptr) {
+  const FieldPairs pairs = SharedFields(source.columns(), target.columns());
+  const auto append = [&](const std::vector<Variant>& row) {
     AppendRow(target, pairs, [&](std::size_t column) -> const Variant& { return row[column]; });
+  };
+  if (streamed) {
+    for (const auto& row : *streamed) append(row);
+  } else {
+    source.ForEachVisibleRow(append);
   }
 }
 
@@ -88,6 +95,8 @@ void CopyIntoTable(const std::string& table, const Variant& conn, Copy&& copy) {
   try {
     target->Open(Variant(connect::AdaptDialect(records::CopyTargetStatement(table), conn)), conn,
                  dal::ado::adOpenStatic, dal::ado::adLockOptimistic, -1);
+    // The copied rows go to the table only: the target is closed after.
+    target->SetKeepAddedRows(false);
     copy(*target);
     records::CloseAndRelease(target);
     connection->CommitTrans();
@@ -109,7 +118,7 @@ void CopyIntoTable(const std::string& table, const Variant& conn, Copy&& copy) {
 rt::ObjectRef clsZMDBFunc::dbCloneRecord(const rt::ObjectRef& rs) {
   return Run("dbCloneRecord", rt::ObjectRef(), [&](rt::ObjectRef& result) {
     const auto source = records::RecordsetArg(rs);
-    auto rows = source->VisibleRows();  // a closed recordset fails here
+    source->RequireOpen();
     auto clone = dal::Recordset::Create();
     for (dal::ColumnInfo column : source->columns()) {
       column.baseTable.clear();
@@ -119,7 +128,7 @@ rt::ObjectRef clsZMDBFunc::dbCloneRecord(const rt::ObjectRef& rs) {
     }
     clone->Open(Variant::Missing(), Variant::Missing(), dal::ado::adOpenStatic,
                 dal::ado::adLockBatchOptimistic, -1);
-    AppendRows(*clone, source->columns(), rows);
+    AppendRows(*clone, *source);
     if (clone->RecordCount() > 0) clone->MoveFirst();
     result = clone;
   });
@@ -135,9 +144,15 @@ bool clsZMDBFunc::dbCopyRecordset(const rt::ObjectRef& rs, const std::string& fs
     const auto conn = ResolveAdoOnly(Conn);
     if (!conn) return;
     const auto source = records::RecordsetArg(rs);
-    const auto rows = source->VisibleRows();
-    CopyIntoTable(fsTblName, *conn,
-                  [&](dal::Recordset& target) { AppendRows(target, source->columns(), rows); });
+    // A closed source fails, and a forward-only one is read to its end,
+    // before the target is touched.
+    source->RequireOpen();
+    std::vector<std::vector<Variant>> streamed;
+    const bool forwardOnly = source->RecordCount() < 0;
+    if (forwardOnly) streamed = source->VisibleRows();
+    CopyIntoTable(fsTblName, *conn, [&](dal::Recordset& target) {
+      AppendRows(target, *source, forwardOnly ? &streamed : nullptr);
+    });
     result = true;
   });
 }

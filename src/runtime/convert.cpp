@@ -90,21 +90,43 @@ bool InDateRange(double serial) {
 // Shared text form of binary floating point: up to `digits` significant
 // digits, trailing zeros removed, exponent form from 1E+digits up and below
 // 1E-05.
+// The significant digits of `d` (no trailing zeros) and the power of ten of
+// the first one, rounded to `digits` significant digits. The shortest text
+// that reads back as `d` is that rounding whenever it has no more digits than
+// asked for: `d` then lies within half a unit of its last binary place (a
+// relative 2^-53), and so within half a unit of the `digits`-th digit. Only longer texts need the
+// exact (and much slower) rounding of the formatter.
+void SignificantDigits(double d, int digits, std::string& mantissa, int& exp) {
+  char buf[40];
+  const auto shortest =
+      std::to_chars(buf, buf + sizeof buf, std::fabs(d), std::chars_format::scientific);
+  std::string_view sci(buf, static_cast<std::size_t>(shortest.ptr - buf));
+  std::string exact;
+  std::size_t ePos = sci.find('e');
+  // A subnormal has fewer bits than that argument needs: it takes the exact path.
+  if (ePos - (ePos > 1 ? 1 : 0) > static_cast<std::size_t>(digits) ||
+      std::fabs(d) < std::numeric_limits<double>::min()) {
+    // "d.ddddde+XX" rounded to `digits` significant digits.
+    exact = fmt::format("{:.{}e}", std::fabs(d), digits - 1);
+    sci = exact;
+    ePos = sci.find('e');
+  }
+  mantissa.clear();
+  for (std::size_t i = 0; i < ePos; ++i) {
+    if (sci[i] != '.') mantissa += sci[i];
+  }
+  mantissa.erase(mantissa.find_last_not_of('0') + 1);
+  exp = std::atoi(std::string(sci.substr(ePos + 1)).c_str());
+}
+
 std::string FloatText(double d, int digits) {
   if (std::isnan(d)) return "NaN";
   if (std::isinf(d)) return d < 0 ? "-Infinity" : "Infinity";
   if (d == 0.0) return "0";
-  // "-d.ddddde+XX" rounded to `digits` significant digits.
-  const std::string sci = fmt::format("{:.{}e}", d, digits - 1);
-  const bool negative = sci[0] == '-';
-  const std::size_t ePos = sci.find('e');
   std::string mantissa;
-  for (std::size_t i = negative ? 1 : 0; i < ePos; ++i) {
-    if (sci[i] != '.') mantissa += sci[i];
-  }
-  const int exp = std::atoi(sci.c_str() + ePos + 1);
-  mantissa.erase(mantissa.find_last_not_of('0') + 1);
-  std::string out = negative ? "-" : "";
+  int exp = 0;
+  SignificantDigits(d, digits, mantissa, exp);
+  std::string out = d < 0 ? "-" : "";
   if (exp >= digits || exp < -5) {
     out += mantissa[0];
     if (mantissa.size() > 1) out += "." + mantissa.substr(1);
@@ -114,7 +136,7 @@ std::string FloatText(double d, int digits) {
     if (mantissa.size() <= intLen) {
       out += mantissa + std::string(intLen - mantissa.size(), '0');
     } else {
-      out += mantissa.substr(0, intLen) + "." + mantissa.substr(intLen);
+      out.append(mantissa, 0, intLen).append(1, '.').append(mantissa, intLen);
     }
   } else {
     out += "0." + std::string(static_cast<std::size_t>(-exp - 1), '0') + mantissa;

@@ -81,7 +81,31 @@ ParseStatus ParseHex(std::string_view s, double& out) {
   return ParseStatus::Ok;
 }
 
-// Numeric text to a double: Bad when it is not a number, Overflow when it is
+// The common case read directly: an optional sign, digits and at most one
+// decimal point, no exponent, short enough to be in range. Both readings
+// round the same decimal value correctly, so the result is the one the
+// general path would give. False for anything else, to take that path.
+bool ParsePlainDecimal(std::string_view s, double& out) {
+  if (s.empty() || s.size() > 40) return false;
+  std::size_t i = s[0] == '-' || s[0] == '+' ? 1 : 0;
+  const std::size_t start = s[0] == '+' ? 1 : 0;
+  bool point = false, digit = false;
+  for (; i < s.size(); ++i) {
+    if (IsDigit(s[i])) {
+      digit = true;
+    } else if (s[i] == '.' && !point) {
+      point = true;
+    } else {
+      return false;
+    }
+  }
+  if (!digit) return false;
+  double value = 0.0;
+  const auto [ptr, ec] = std::from_chars(s.data() + start, s.data() + s.size(), value);
+  if (ec != std::errc() || ptr != s.data() + s.size()) return false;
+  out = value == 0.0 ? 0.0 : value;  // "-0" reads as zero without a sign
+  return true;
+}
 
 }  // namespace
 
@@ -89,6 +113,7 @@ ParseStatus ParseHex(std::string_view s, double& out) {
 // beyond the range of a double.
 ParseStatus ParseNumberText(std::string_view text, double& out) {
   const std::string_view s = Trim(text);
+  if (ParsePlainDecimal(s, out)) return ParseStatus::Ok;
   if (s.size() >= 2 && s[0] == '&' && (s[1] == 'h' || s[1] == 'H')) return ParseHex(s, out);
   DecimalText dec;
   if (!SplitDecimal(s, dec)) return ParseStatus::Bad;

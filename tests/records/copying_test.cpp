@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "component_fixture.h"
+#include "zmdb/dal/ado.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/frame/methods.h"
 
@@ -103,6 +104,23 @@ TEST_F(CopyingTest, CopyRecordsetAppendsTheSharedFieldsOfEveryRow) {
   EXPECT_EQ(Table(cn_, "SELECT * FROM Archive ORDER BY ID"), before);
   EXPECT_FALSE(obj_->dbCopyRecordset(rs, "Nowhere", conn()));
   EXPECT_NE(obj_->dbGetLastError().Number, 0);
+}
+
+// A forward-only recordset is read to its end, every row copied once; a
+// closed one copies nothing and records its error.
+TEST_F(CopyingTest, CopyRecordsetFromAForwardOnlyOrClosedRecordset) {
+  const Rows staff = Table(cn_, "SELECT ID, Name FROM Staff ORDER BY ID");
+  auto stream = Open(cn_, "SELECT ID, Name FROM Staff ORDER BY ID", dal::ado::adOpenForwardOnly,
+                     dal::ado::adLockReadOnly);
+  ASSERT_EQ(stream->RecordCount(), -1);
+  EXPECT_TRUE(obj_->dbCopyRecordset(stream, "Archive", conn()));
+  EXPECT_TRUE(stream->AtEOF());
+  EXPECT_EQ(Table(cn_, "SELECT ID, Name FROM Archive ORDER BY ID"), staff);
+
+  stream->Close();
+  obj_->dbClearError();
+  EXPECT_FALSE(obj_->dbCopyRecordset(stream, "Archive", conn()));
+  EXPECT_EQ(obj_->dbGetLastError().Number, rt::err::kObjectClosed);
 }
 
 TEST_F(CopyingTest, CopyRowsOnOneConnection) {

@@ -4,6 +4,9 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -341,6 +344,7 @@ TEST(Convert, CStrTextForms) {
       {Variant(0.00001), "0.00001"},
       {Variant(0.000001), "1E-06"},
       {Variant(1e-300), "1E-300"},
+      {Variant(5e-324), "4.94065645841247E-324"},
       {Variant(-1.25e300), "-1.25E+300"},
       {Variant(0.1f), "0.1"},
       {Variant(1234567.0f), "1234567"},
@@ -386,6 +390,91 @@ TEST(Convert, TextRoundTrips) {
     EXPECT_EQ(CDate(Variant(CStr(Variant(d)))), d) << CStr(Variant(d));
   }
   for (bool b : {true, false}) EXPECT_EQ(CBool(Variant(CStr(Variant(b)))), b);
+}
+
+// Text forms against exact rounding: a double's text is its value rounded to
+// 15 significant digits (a Single's to 7), whichever way it was worked out,
+// so it reads back as the C library's exact "%.*e" rounding does. Two
+// different roundings never read back alike. Numbers of several shapes: short
+// decimals (the common case), thirds and sevenths (long expansions), halfway
+// cases at the last digit, and arbitrary bit patterns.
+TEST(Convert, FloatTextIsTheExactRounding) {
+  std::vector<double> doubles = {0.5,
+                                 1.25,
+                                 1e-5,
+                                 9.5e-6,
+                                 1e15,
+                                 999999999999999.5,
+                                 999999999999999.4,
+                                 0.1 + 0.2,
+                                 1.0 / 3,
+                                 2.0 / 3,
+                                 123456789012345.67,
+                                 5e-324,
+                                 1.5e308};
+  std::uint64_t bits = 0x9E3779B97F4A7C15u;
+  for (int i = 1; i <= 3000; ++i) {
+    bits ^= bits << 13, bits ^= bits >> 7, bits ^= bits << 17;
+    double random = 0;
+    std::uint64_t pattern =
+        (bits & 0x800FFFFFFFFFFFFFu) | (static_cast<std::uint64_t>(0x300 + i % 0x200) << 52);
+    std::memcpy(&random, &pattern, sizeof random);
+    for (double d :
+         {i * 1.25, i / 7.0, -i * 0.01, i * 1e-7 + 0.5, static_cast<double>(bits >> 11), random}) {
+      doubles.push_back(d);
+    }
+  }
+  const auto rounded = [](double d, int digits) {
+    char buf[64];
+    std::snprintf(buf, sizeof buf, "%.*e", digits - 1, d);
+    return std::strtod(buf, nullptr);
+  };
+  for (double d : doubles) {
+    const std::string text = CStr(Variant(d));
+    ASSERT_EQ(CDbl(Variant(text)), rounded(d, 15)) << text << " from " << d;
+    const auto f = static_cast<float>(d);
+    if (!std::isfinite(f) || f == 0) continue;
+    const std::string single = CStr(Variant(f));
+    ASSERT_EQ(CDbl(Variant(single)), rounded(static_cast<double>(f), 7)) << single;
+  }
+}
+
+// Plain decimal text (sign, digits, a point) and the same number written with
+// an exponent read as the same double, Overflow and Bad alike.
+TEST(Convert, PlainAndExponentTextReadAlike) {
+  std::vector<std::string> texts = {"0",
+                                    "-0",
+                                    "+0.0",
+                                    "007",
+                                    ".5",
+                                    "5.",
+                                    "-.5",
+                                    "+12.50",
+                                    "123456789012345678901234567890",
+                                    "0.000000000000000000000000000001",
+                                    "9007199254740993",
+                                    "1.00000000000000011102230246251565"};
+  std::uint64_t bits = 0x2545F4914F6CDD1Du;
+  for (int i = 0; i < 2000; ++i) {
+    bits ^= bits << 13, bits ^= bits >> 7, bits ^= bits << 17;
+    std::string digits = std::to_string(bits >> (bits % 40));
+    const std::size_t point = bits % (digits.size() + 1);
+    texts.push_back((i % 3 == 0 ? "-" : "") + digits.substr(0, point) + "." + digits.substr(point));
+  }
+  for (const std::string& text : texts) {
+    SCOPED_TRACE(text);
+    const double plain = CDbl(Variant(text));
+    EXPECT_EQ(plain, CDbl(Variant(text + "E0")));
+    EXPECT_EQ(plain, std::strtod(text.c_str(), nullptr) + 0.0);
+    EXPECT_FALSE(std::signbit(plain) && plain == 0);
+  }
+  const std::string huge(400, '9');
+  for (const std::string& bad : {std::string("-"), std::string("+-1"), std::string("1.2.3"),
+                                 std::string("1,5"), std::string("--1"), std::string(". 5")}) {
+    EXPECT_EQ(ErrorNumber([&] { CDbl(Variant(bad)); }), err::kTypeMismatch) << bad;
+  }
+  EXPECT_EQ(ErrorNumber([&] { CDbl(Variant(huge)); }), err::kOverflow);
+  EXPECT_EQ(ErrorNumber([&] { CDbl(Variant(huge + ".5")); }), err::kOverflow);
 }
 
 // ------------------------------------------------------ tests of kind

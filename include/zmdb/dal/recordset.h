@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -129,6 +130,8 @@ class Recordset : public rt::Object {
   std::shared_ptr<Recordset> NextRecordset(std::int64_t* rowsAffected = nullptr);
   void Close();
   int State() const { return open_ ? 1 : 0; }
+  // rt::err::kObjectClosed (source ADODB.Recordset) when it is not open.
+  void RequireOpen() const;
   bool AtEOF() const;
   bool AtBOF() const;
   std::int32_t RecordCount() const;
@@ -196,6 +199,14 @@ class Recordset : public rt::Object {
   // forward-only recordset is read to its end. Late-bound as the read-only
   // property VisibleRows: an array (from 0) of row arrays.
   std::vector<std::vector<rt::Variant>> VisibleRows();
+  // The rows VisibleRows gives, handed to `row` one at a time (the values
+  // are reused between calls), so that a reader holds one row rather than
+  // all of them. A forward-only recordset is read to its end first.
+  void ForEachVisibleRow(const std::function<void(const std::vector<rt::Variant>&)>& row);
+  // False: a row added by AddNew and Update is written to the base table
+  // and not kept among this recordset's rows (loading many rows through a
+  // recordset that is closed after). A disconnected recordset keeps its rows.
+  void SetKeepAddedRows(bool keep) { keepAddedRows_ = keep; }
 
   // Used by Field.
   rt::Variant ValueAt(std::size_t column) const;
@@ -204,7 +215,6 @@ class Recordset : public rt::Object {
 
  private:
   Recordset() = default;
-  void RequireOpen() const;
   void RequireCurrent() const;
   void RequireUpdatable() const;
   std::size_t VisibleCount() const;
@@ -247,6 +257,13 @@ class Recordset : public rt::Object {
   int editMode_ = 0;
   std::vector<std::optional<rt::Variant>> pending_;  // edits of the current row
   std::size_t addedRow_ = 0;
+  bool keepAddedRows_ = true;
+
+  // The last INSERT built for the base table, reused while the same columns
+  // are set (recordset_writeback.cpp).
+  std::string insertTable_;
+  std::vector<std::size_t> insertColumns_;
+  std::string insertSql_;
 };
 
 }  // namespace zmdb::dal

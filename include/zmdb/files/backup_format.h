@@ -42,6 +42,10 @@ std::string_view WithoutHeaderMark(std::string_view line);
 // `text` cut at every occurrence of `separator` (compared byte for byte, as
 // a whole, however long). An empty separator leaves the text whole.
 std::vector<std::string_view> SplitAt(std::string_view text, std::string_view separator);
+// The same into `parts` (cleared first), whose storage a caller reuses line
+// after line.
+void SplitAt(std::string_view text, std::string_view separator,
+             std::vector<std::string_view>& parts);
 
 // Appends the text of one value of a field of ADO type `adoType`: Null is
 // empty; an adDate field (type 7 exactly) goes through `dateFormat` when that

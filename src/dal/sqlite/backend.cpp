@@ -282,12 +282,16 @@ class SqliteBackend : public Backend {
   Result ExecuteNative(std::string_view statement,
                        const std::vector<rt::Variant>& params) override {
     sqlite3_stmt* st = Cached(statement);
+    if (sqlite3_column_count(st) > 0) return Run(std::string(statement), params, statement);
     sqlite3_reset(st);
     sqlite3_clear_bindings(st);
-    for (std::size_t i = 0; i < params.size(); ++i) Bind(st, static_cast<int>(i + 1), params[i]);
-    if (sqlite3_column_count(st) > 0) return Run(std::string(statement), params, statement);
+    // The statement runs to its end here, while `params` lives: its texts are
+    // bound where they are, without a copy, and unbound before returning.
+    for (std::size_t i = 0; i < params.size(); ++i)
+      Bind(st, static_cast<int>(i + 1), params[i], true);
     const int rc = sqlite3_step(st);
     sqlite3_reset(st);
+    sqlite3_clear_bindings(st);
     if (rc != SQLITE_DONE && rc != SQLITE_ROW) RaiseSqliteError(db_, rc, statement);
     return Result{nullptr, sqlite3_changes64(db_), nullptr};
   }
@@ -469,7 +473,14 @@ class SqliteBackend : public Backend {
     if (rc != SQLITE_OK) RaiseSqliteError(db_, rc, sql);
   }
 
-  void Bind(sqlite3_stmt* st, int i, const rt::Variant& v) {
+  // `borrow`: a text value is bound in place (the caller keeps `v` until the
+  // statement is reset and its bindings cleared).
+  void Bind(sqlite3_stmt* st, int i, const rt::Variant& v, bool borrow = false) {
+    if (borrow && v.IsString()) {
+      const std::string& t = v.AsString();
+      sqlite3_bind_text(st, i, t.data(), static_cast<int>(t.size()), SQLITE_STATIC);
+      return;
+    }
     switch (v.Type()) {
       case rt::VarType::Empty:
       case rt::VarType::Null:

@@ -84,6 +84,78 @@ TEST_F(RecordsetTest, ValuesRoundTripThroughAddNewAndAFreshConnection) {
   EXPECT_EQ(dates->ValueAt(0), Variant(1));
 }
 
+// Rows added one after another with different fields set: each row gets
+// exactly its own fields (the insert built for one set of fields is not
+// reused for another), and the store's number is read back each time.
+// Without keeping added rows they reach the table alone.
+TEST_F(RecordsetTest, AddedRowsSetTheirOwnFieldsWhetherKeptOrNot) {
+  struct Row {
+    const char* name;  // nullptr: not set
+    const char* qty;
+  };
+  const std::vector<Row> rows = {{"a", "1"},     {"b", "2"},         {"c", nullptr},
+                                 {nullptr, "4"}, {nullptr, nullptr}, {"f", "6"}};
+  for (const bool keep : {true, false}) {
+    SCOPED_TRACE(keep ? "kept" : "not kept");
+    auto cn = Connect();
+    cn->Execute("DROP TABLE IF EXISTS T");
+    cn->Execute("CREATE TABLE T (ID COUNTER PRIMARY KEY, Name TEXT(10), Qty LONG DEFAULT 9)");
+    auto rs = Open(cn, "SELECT * FROM T");
+    rs->SetKeepAddedRows(keep);
+    for (const Row& row : rows) {
+      rs->AddNew();
+      if (row.name) rs->SetValueAt(1, Variant(row.name));
+      if (row.qty) rs->SetValueAt(2, Variant(row.qty));
+      rs->Update();
+      if (keep) {
+        EXPECT_EQ(rs->ValueAt(1), row.name ? Variant(row.name) : Variant::Null());
+      }
+    }
+    EXPECT_EQ(rs->RecordCount(), keep ? 6 : 0);
+    if (keep) {
+      EXPECT_EQ(rs->ValueAt(0), Variant(6));
+    }
+
+    auto table = Open(Connect(), "SELECT * FROM T ORDER BY ID", ado::adOpenStatic);
+    ASSERT_EQ(table->RecordCount(), 6);
+    for (const Row& row : rows) {
+      EXPECT_EQ(table->ValueAt(1), row.name ? Variant(row.name) : Variant::Null());
+      EXPECT_EQ(table->ValueAt(2), Variant(row.qty ? std::stoi(row.qty) : 9));
+      table->MoveNext();
+    }
+  }
+}
+
+// A reader that takes the rows one at a time sees what VisibleRows gives:
+// after a filter and a deletion, and on a forward-only recordset.
+TEST_F(RecordsetTest, RowsOneAtATimeAreTheVisibleRows) {
+  auto cn = Connect();
+  cn->Execute("CREATE TABLE T (ID LONG, Name TEXT(10))");
+  for (int i = 1; i <= 6; ++i)
+    cn->Execute("INSERT INTO T VALUES (" + std::to_string(i) + ", 'n" + std::to_string(i) + "')");
+  const auto collect = [](Recordset& rs) {
+    std::vector<std::vector<Variant>> rows;
+    rs.ForEachVisibleRow([&](const std::vector<Variant>& row) { rows.push_back(row); });
+    return rows;
+  };
+  auto stat = Open(cn, "SELECT * FROM T", ado::adOpenStatic, ado::adLockBatchOptimistic);
+  stat->SetFilter(Variant("ID > 2"));
+  stat->MoveNext();
+  stat->Delete();  // ID 4, from the recordset and the table
+  const auto expected = stat->VisibleRows();
+  ASSERT_EQ(expected.size(), 3u);
+  EXPECT_EQ(collect(*stat), expected);
+
+  auto stream =
+      Open(cn, "SELECT * FROM T ORDER BY ID", ado::adOpenForwardOnly, ado::adLockReadOnly);
+  const auto streamed = collect(*stream);
+  ASSERT_EQ(streamed.size(), 5u);
+  EXPECT_EQ(streamed.back(), (std::vector<Variant>{Variant(6), Variant("n6")}));
+  EXPECT_TRUE(stream->AtEOF());
+  stream->Close();
+  EXPECT_EQ(RaisedNumber([&] { collect(*stream); }), rt::err::kObjectClosed);
+}
+
 TEST_F(RecordsetTest, ValuesAFieldRefusesAreClearErrors) {
   auto cn = Connect();
   cn->Execute("CREATE TABLE T (Name TEXT(3), Qty LONG, Hired DATETIME)");
