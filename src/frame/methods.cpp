@@ -149,17 +149,16 @@ constexpr Home kServer{"connect", "src/connect/server.cpp"};
 constexpr Home kBackup{"files", "src/files/backup.cpp"};
 constexpr Home kCreate{"connect", "src/connect/create.cpp"};
 constexpr Home kLists{"ui", "src/ui/lists.cpp"};
-// Not built yet.
 constexpr Home kFields{"schema", "src/schema/fields.cpp"};
 constexpr Home kIndexes{"schema", "src/schema/indexes.cpp"};
 constexpr Home kRelations{"schema", "src/schema/relations.cpp"};
 constexpr Home kQueries{"schema", "src/schema/queries.cpp"};
 constexpr Home kListings{"schema", "src/schema/listings.cpp"};
 constexpr Home kStructure{"schema", "src/schema/structure.cpp"};
-
+constexpr Home kForms{"ui", "src/ui/forms.cpp"};
+// Not built yet.
 constexpr Home kExport{"files", "src/files/export.cpp",
                        "the foreign-format writers and the export-type dialog"};
-constexpr Home kForms{"ui", "src/ui/forms.cpp", "the form-description parser"};
 
 MethodSpec M(const Home& home, int place, std::string_view name, ArgType result, GuardKind guard,
              std::vector<ArgSpec> args, Invoker invoke = {}) {
@@ -242,10 +241,14 @@ std::vector<MethodSpec> BuildTable() {
                 {Ref("fsTblName", String), Ref("Conn", Variant), OptRef("fsFields", String, S("*")),
                  OptRef("fsCondition", String), OptRef("fbOnlyNumeric", Boolean, B(false))},
                 Bind(&C::dbSetNullToZero)));
+  // dbGetFormCtlInfo: the controls of a form description file as records,
+  // from index 1; fsEncoding as for dbRestoreRecordset.
   t.push_back(M(kForms, 17, "dbGetFormCtlInfo", Array, G::Recording,
-                {In("fsFormFile", String), Opt("fsCtlType", String)}));
+                {In("fsFormFile", String), Opt("fsCtlType", String), Opt("fsEncoding", String)},
+                Bind(&C::dbGetFormCtlInfo)));
   t.push_back(M(kForms, 18, "LoSplitVBLineInfo", Boolean, G::Silent,
-                {In("fsLine", String), Ref("fsKey", String), Ref("fsValue", String)}));
+                {In("fsLine", String), Ref("fsKey", String), Ref("fsValue", String)},
+                Bind(&C::LoSplitVBLineInfo)));
   // dbGetTblStruct: the fields as field-structure records in ordinal order,
   // from index 1 (two-store resolution; unallocated when nothing is read).
   t.push_back(M(kStructure, 19, "dbGetTblStruct", Array, G::Recording,

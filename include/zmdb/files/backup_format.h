@@ -15,22 +15,15 @@
 #include <string_view>
 #include <vector>
 
+#include "zmdb/runtime/text_encoding.h"
 #include "zmdb/runtime/variant.h"
 
 namespace zmdb::files {
 
-// How the lines of a file to restore are encoded.
-enum class TextEncoding { Utf8, Gbk };
-
-// The encoding a caller names, without regard to case: "" (the default),
-// "UTF-8", "UTF8" or "65001" for UTF-8; "GBK", "CP936", "936" or "GB2312"
-// for code page 936. Any other name is error 5.
-TextEncoding EncodingNamed(std::string_view name);
-
-// Text in code page 936 as UTF-8. A byte that begins no character of the code
-// page is kept as it is, so undecodable text passes through as the run time's
-// stray bytes rather than failing here.
-std::string GbkToUtf8(std::string_view text);
+// The encodings a restore reads (runtime/text_encoding.h).
+using rt::EncodingNamed;
+using rt::GbkToUtf8;
+using rt::TextEncoding;
 
 // The note line: ";" and the note, or ";Please add note" when it is empty.
 std::string NoteLine(std::string_view note);

@@ -329,6 +329,20 @@ class clsZMDBFunc {
                                    const rt::Variant& Ctrl = rt::Variant::Missing(),
                                    const std::string& fsEncoding = "");
 
+  // ---- The form inventory ----
+  // The controls of a form description file, one "FormCtlInfo" record each
+  // (Name, Class, Library, Parent, Index, Properties), from index 1, only
+  // those of class fsCtlType ("CommandButton", or "VB.CommandButton" with the
+  // library) when it is given, compared without regard to case. Properties:
+  // "FormProperty" records (Name, Value) from index 1, groups flattened into
+  // "Font.Name". fsEncoding as for dbRestoreRecordset. Malformed text: error
+  // 321 and an unallocated array.
+  rt::SafeArray dbGetFormCtlInfo(const std::string& fsFormFile, const std::string& fsCtlType = "",
+                                 const std::string& fsEncoding = "");
+  // Splits one line at its first "=" into a trimmed key and value (a single
+  // quoted string loses its quotes; a trailing comment is dropped). Silent.
+  bool LoSplitVBLineInfo(const std::string& fsLine, std::string& fsKey, std::string& fsValue);
+
   // ---- Field type vocabulary ----
   std::string dbGetFldTypeDesc(std::int32_t iType, bool bIsADO = true);
   std::int32_t dbAdo2DaoType(std::int32_t flType);
