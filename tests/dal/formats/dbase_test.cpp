@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "dal/formats/dbase_p.h"
+#include "writer_fixture.h"
 #include "zmdb/runtime/datetime.h"
 #include "zmdb/runtime/error.h"
 
@@ -105,18 +106,8 @@ std::string RaisedText(F&& f) {
   return {};
 }
 
-class DbaseTest : public ::testing::Test {
+class DbaseTest : public testing::WriterTest {
  protected:
-  void SetUp() override {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    dir_ = std::filesystem::temp_directory_path() /
-           ("zmdb_" + std::string(info->test_suite_name()) + "_" + info->name() + "_" +
-            std::to_string(::getpid()));
-    std::filesystem::remove_all(dir_);
-    std::filesystem::create_directories(dir_);
-  }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
-
   std::string Path(const std::string& name) const { return (dir_ / name).string(); }
 
   void Write(const std::string& path, DbfFlavour flavour, const std::vector<Column>& columns,
@@ -126,8 +117,6 @@ class DbaseTest : public ::testing::Test {
     for (const auto& r : rows) w->Row(r);
     w->Finish();
   }
-
-  std::filesystem::path dir_;
 };
 
 Variant ByteArray(std::vector<std::uint8_t> bytes) {
