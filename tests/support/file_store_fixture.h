@@ -9,26 +9,20 @@
 
 #include "dal/sqlite/backend_p.h"
 #include "raised.h"
+#include "temp_folder.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::testing {
 
-class FileStoreTest : public ::testing::Test {
+class FileStoreTest : public zmdb::testing::TempFolderTest {
  protected:
   void SetUp() override {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    dir_ = std::filesystem::temp_directory_path() /
-           ("zmdb_" + std::string(info->test_suite_name()) + "_" + info->name() + "_" +
-            std::to_string(::getpid()));
-    std::filesystem::remove_all(dir_);
-    std::filesystem::create_directories(dir_);
+    TempFolderTest::SetUp();
     path_ = (dir_ / "test.mdb").string();
     sqlite::OpenDatabase({path_, true, false, 5000})->Close();
   }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
-
   // A connection to the test database, opened through a Jet connection string.
   std::shared_ptr<Connection> Connect(int cursorLocation = 2) {
     auto cn = Connection::Create();
@@ -45,7 +39,6 @@ class FileStoreTest : public ::testing::Test {
     return rs;
   }
 
-  std::filesystem::path dir_;
   std::string path_;
 };
 

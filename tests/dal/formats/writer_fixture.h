@@ -12,23 +12,14 @@
 #include <string>
 #include <vector>
 
+#include "temp_folder.h"
 #include "zmdb/dal/formats/format.h"
 #include "zmdb/runtime/datetime.h"
 
 namespace zmdb::dal::formats::testing {
 
-class WriterTest : public ::testing::Test {
+class WriterTest : public zmdb::testing::TempFolderTest {
  protected:
-  void SetUp() override {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    dir_ = std::filesystem::temp_directory_path() /
-           ("zmdb_" + std::string(info->test_suite_name()) + "_" + info->name() + "_" +
-            std::to_string(::getpid()));
-    std::filesystem::remove_all(dir_);
-    std::filesystem::create_directories(dir_);
-  }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
-
   // The lines `script` prints when the system's python3 (where the Debian
   // readers are installed) runs it with `args` (sys.argv[1:]);
   // a failing script fails the test. Neither may hold a single quote.
@@ -57,8 +48,6 @@ class WriterTest : public ::testing::Test {
     EXPECT_EQ(::pclose(pipe), 0) << "the reader failed:\n" << (lines.empty() ? "" : lines.back());
     return lines;
   }
-
-  std::filesystem::path dir_;
 };
 
 // A table of every kind of column: numbers, currency, a decimal handed over as
