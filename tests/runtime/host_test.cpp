@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "zmdb/runtime/error.h"
+
 namespace zmdb::rt {
 namespace {
 
@@ -26,6 +28,43 @@ TEST(Host, ScriptedAnswersComeFirstThenDefaults) {
   ASSERT_EQ(host->shown().size(), 3u);
   EXPECT_EQ(host->shown()[1].title, "T");
   EXPECT_EQ(host->shown()[2].answer, mb::kCancel);
+}
+
+// Each dialog under a script: unscripted defaults, fitting answers, cancels,
+// and an answer meant for another kind of dialog.
+TEST(Host, DialogsFollowTheirScriptThenTheirDefaults) {
+  using K = DialogScript::Kind;
+  const TypeDialogView types{{"A", "B", "C"}, 1, "OK", "Cancel"};
+  FileDialogView preset;
+  preset.fileName = "/tmp/x.dbf";
+  const FileDialogView empty;
+  struct Case {
+    std::vector<DialogScript> script;
+    int choice;                       // the type dialog's answer
+    std::optional<std::string> file;  // then the file dialog's, with `preset` or `empty`
+    bool presetName;
+  };
+  const Case cases[] = {
+      {{}, 1, "/tmp/x.dbf", true},
+      {{}, 1, std::nullopt, false},
+      {{{K::Choose, 2, ""}, {K::File, 0, "/y.xls"}}, 2, "/y.xls", true},
+      {{{K::Cancel, 0, ""}, {K::Cancel, 0, ""}}, -1, std::nullopt, true},
+  };
+  for (const Case& c : cases) {
+    HeadlessHost host;
+    host.ScriptDialogs(c.script);
+    EXPECT_EQ(host.ChooseDataType(types), c.choice);
+    EXPECT_EQ(host.ChooseFile(c.presetName ? preset : empty), c.file);
+    ASSERT_EQ(host.dialogs().size(), 2u);
+    EXPECT_EQ(host.dialogs()[0].kind, "DataType");
+    EXPECT_EQ(host.dialogs()[0].type.items.size(), 3u);
+    EXPECT_EQ(host.dialogs()[1].cancelled, !c.file.has_value());
+  }
+  HeadlessHost host;
+  EXPECT_EQ(host.PromptDataSource(), std::nullopt);
+  host.ScriptDialogs({{K::DataSource, 0, "DSN=x"}, {K::File, 0, "/z"}});
+  EXPECT_EQ(host.PromptDataSource(), "DSN=x");
+  EXPECT_THROW(host.ChooseDataType(types), PlatformError);
 }
 
 TEST(Host, BoxesWithoutTitleBearTheApplicationTitle) {

@@ -7,6 +7,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -48,6 +49,30 @@ std::vector<int> ButtonAnswers(int buttons);
 // The answer of the default button of a button code (OK for 0 and 1, Cancel for 305).
 int DefaultAnswer(int buttons);
 
+// The export-type dialog as the library's form shows it: the list of target
+// types (list index = type value), the entry selected when it opens, and the
+// captions of its two buttons.
+struct TypeDialogView {
+  std::vector<std::string> items;
+  int listIndex = -1;
+  std::string okCaption;
+  std::string cancelCaption;
+};
+
+// The file dialog's settings, as a common file dialog takes them. `filter` is
+// "Description|pattern|Description|pattern..."; `flags` 4 hides the read-only
+// option and 2 adds an overwrite prompt; `cancelError` makes a cancel raise an
+// error in the caller (the host only reports the cancel).
+struct FileDialogView {
+  std::string title;
+  std::string filter;
+  int flags = 0;
+  std::string defaultExt;
+  int filterIndex = 1;
+  std::string fileName;  // the preset name
+  bool cancelError = false;
+};
+
 class Host {
  public:
   virtual ~Host() = default;
@@ -60,6 +85,39 @@ class Host {
   virtual void DoEvents() = 0;
   // Unload a form of the library (the export-type dialog).
   virtual void Unload(Object& form) = 0;
+
+  // Shows the export-type dialog modally. Returns the list index chosen with
+  // OK or a double-click on the list, or -1 for Cancel (or closing it).
+  // Without a screen: OK on the entry selected when it opened.
+  virtual int ChooseDataType(const TypeDialogView& view);
+  // Shows the file dialog modally. Returns the chosen file, or nothing when
+  // the user cancelled. Without a screen: the preset name, or a cancel when
+  // there is none.
+  virtual std::optional<std::string> ChooseFile(const FileDialogView& view);
+  // The ODBC driver manager's prompt for a data source. Returns a connection
+  // string, or nothing when the user cancelled. Without a screen: a cancel.
+  virtual std::optional<std::string> PromptDataSource();
+};
+
+// A scripted answer to the next dialog the headless host shows: pick a list
+// entry of the type dialog, name a file in the file dialog, give a connection
+// string at the data-source prompt, or cancel whichever dialog comes.
+struct DialogScript {
+  enum class Kind { Choose, File, DataSource, Cancel };
+  Kind kind = Kind::Cancel;
+  int choice = 0;
+  std::string text;
+};
+
+// One dialog as the headless host saw it: its kind ("DataType", "File" or
+// "DataSource"), what it showed, and how it was answered.
+struct ShownDialog {
+  std::string kind;
+  TypeDialogView type;  // for "DataType"
+  FileDialogView file;  // for "File"
+  bool cancelled = false;
+  int choice = -1;     // "DataType": the index chosen
+  std::string answer;  // "File": the file; "DataSource": the connection string
 };
 
 // One box as the headless host saw it.
@@ -80,18 +138,32 @@ class HeadlessHost : public Host {
   int MousePointer() const override { return pointer_; }
   void DoEvents() override { ++doEvents_; }
   void Unload(Object& form) override;
+  int ChooseDataType(const TypeDialogView& view) override;
+  std::optional<std::string> ChooseFile(const FileDialogView& view) override;
+  std::optional<std::string> PromptDataSource() override;
 
   void ScriptAnswers(std::vector<int> answers);
+  // Answers for the dialogs to come, in order; after them each dialog gets
+  // the unscripted answer. An answer that does not fit the dialog shown (a
+  // file for the type dialog, say) raises error 5 naming both.
+  void ScriptDialogs(std::vector<DialogScript> answers);
+  const std::vector<ShownDialog>& dialogs() const { return dialogs_; }
   void SetEcho(bool toStderr) { echo_ = toStderr; }
   const std::vector<ShownBox>& shown() const { return shown_; }
   const std::vector<int>& pointerHistory() const { return pointers_; }
   int doEventsCount() const { return doEvents_; }
   int unloadCount() const { return unloads_; }
-  // Forget what was shown and the pointer history (scripted answers stay).
+  // Forget what was shown (boxes and dialogs) and the pointer history
+  // (scripted answers stay).
   void ClearRecord();
 
  private:
+  // The next scripted answer when there is one and it fits `kind`.
+  std::optional<DialogScript> NextScript(const char* kind, DialogScript::Kind fits);
+
   std::deque<int> answers_;
+  std::deque<DialogScript> dialogAnswers_;
+  std::vector<ShownDialog> dialogs_;
   std::vector<ShownBox> shown_;
   std::vector<int> pointers_;
   int pointer_ = kPointerDefault;
