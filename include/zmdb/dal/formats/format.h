@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -48,6 +49,26 @@ class TableWriter {
   // Completes the target (headers that hold counts, trailers, closing).
   virtual void Finish() = 0;
 };
+
+// Progress of a long write: the engine's SELECT ... INTO reports the rows it
+// has written so far to the observer installed on its thread, every so often
+// and once more at the end, so a host can draw a progress bar.
+using RowObserver = std::function<void(std::int64_t rowsWritten)>;
+
+// Installs `observer` on the current thread for the lifetime of the guard.
+class ScopedRowObserver {
+ public:
+  explicit ScopedRowObserver(RowObserver observer);
+  ~ScopedRowObserver();
+  ScopedRowObserver(const ScopedRowObserver&) = delete;
+  ScopedRowObserver& operator=(const ScopedRowObserver&) = delete;
+
+ private:
+  RowObserver previous_;
+};
+
+// Tells the observer of this thread, if any, how many rows are written.
+void NotifyRowsWritten(std::int64_t rowsWritten);
 
 // Text of `utf8` in code page `codePage` (936, 1252, 437, 65001 ...).
 // Raises a PlatformError naming `what` (e.g. "row 12, field Name") when the
