@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "../formats/writer_fixture.h"
+#include "raised.h"
 #include "zmdb/dal/dao/dao.h"
 #include "zmdb/dal/formats/format.h"
 #include "zmdb/runtime/convert.h"
@@ -120,15 +121,6 @@ class ForeignIntoTest : public formats::testing::WriterTest {
     return out;
   }
 
-  static std::int32_t ErrorOf(const std::function<void()>& f) {
-    try {
-      f();
-    } catch (const rt::PlatformError& e) {
-      return e.number();
-    }
-    return 0;
-  }
-
   DBEngine engine_;
   std::shared_ptr<Database> source_;
 };
@@ -161,6 +153,16 @@ constexpr const char* kDbfRows = R"(
 [2, "", null, null, null, null, null, null, null]
 [3, "say \"hi\", then", 0, -0.05, -15000000000, -0.5, false, "1999-12-31", "short"])";
 
+// The FoxPro versions write the same table; all Excel versions write Excel 5.0.
+constexpr const char* kFoxProHeader =
+    R"({"version": 245, "driver": 122, "fields": ["ID N", "NAME C", "SMALL N", "PRICE N",
+        "RATIO F", "AMOUNT N", "FLAG L", "MADE D", "NOTE M"]})";
+constexpr const char* kXlsRows = R"({"biff": 50, "sheets": ["Output"]}
+        ["ID", "Name", "Small", "Price", "Ratio", "Amount", "Flag", "Made", "Note"]
+        [1, "墨水", -7, 1234.5, 0.125, 12345.678, 1, 45351.4375, "memo 169"]
+        [2, "", "", "", "", "", "", "", ""]
+        [3, "say \"hi\", then", 0, -0.05, -15000000000, -0.5, 0, 36525, "short"])";
+
 const Target kTargets[] = {
     {"dBase III", "", "goods", "dbf", "goods.dbf",
      R"({"version": 131, "driver": 122, "fields": ["ID N", "NAME C", "SMALL N", "PRICE N",
@@ -168,24 +170,10 @@ const Target kTargets[] = {
     {"dBase IV", "", "goods", "dbf", "goods.dbf",
      R"({"version": 139, "driver": 122, "fields": ["ID N", "NAME C", "SMALL N", "PRICE N",
         "RATIO F", "AMOUNT N", "FLAG L", "MADE D", "NOTE M"]})"},
-    {"FoxPro 2.0", "", "goods", "dbf", "goods.dbf",
-     R"({"version": 245, "driver": 122, "fields": ["ID N", "NAME C", "SMALL N", "PRICE N",
-        "RATIO F", "AMOUNT N", "FLAG L", "MADE D", "NOTE M"]})"},
-    {"FoxPro 2.6", "", "goods", "dbf", "goods.dbf",
-     R"({"version": 245, "driver": 122, "fields": ["ID N", "NAME C", "SMALL N", "PRICE N",
-        "RATIO F", "AMOUNT N", "FLAG L", "MADE D", "NOTE M"]})"},
-    {"Excel 5.0", "book.xls", "Output", "xls", "book.xls",
-     R"({"biff": 50, "sheets": ["Output"]}
-        ["ID", "Name", "Small", "Price", "Ratio", "Amount", "Flag", "Made", "Note"]
-        [1, "墨水", -7, 1234.5, 0.125, 12345.678, 1, 45351.4375, "memo 169"]
-        [2, "", "", "", "", "", "", "", ""]
-        [3, "say \"hi\", then", 0, -0.05, -15000000000, -0.5, 0, 36525, "short"])"},
-    {"Excel 3.0", "book.xls", "Output", "xls", "book.xls",
-     R"({"biff": 50, "sheets": ["Output"]}
-        ["ID", "Name", "Small", "Price", "Ratio", "Amount", "Flag", "Made", "Note"]
-        [1, "墨水", -7, 1234.5, 0.125, 12345.678, 1, 45351.4375, "memo 169"]
-        [2, "", "", "", "", "", "", "", ""]
-        [3, "say \"hi\", then", 0, -0.05, -15000000000, -0.5, 0, 36525, "short"])"},
+    {"FoxPro 2.0", "", "goods", "dbf", "goods.dbf", kFoxProHeader},
+    {"FoxPro 2.6", "", "goods", "dbf", "goods.dbf", kFoxProHeader},
+    {"Excel 5.0", "book.xls", "Output", "xls", "book.xls", kXlsRows},
+    {"Excel 3.0", "book.xls", "Output", "xls", "book.xls", kXlsRows},
     {"Excel 5.0", "book.xlsx", "Output", "xlsx", "book.xlsx",
      R"({"sheets": ["Output"]}
         ["ID", "Name", "Small", "Price", "Ratio", "Amount", "Flag", "Made", "Note"]
@@ -289,7 +277,7 @@ TEST_F(ForeignIntoTest, ExistingTableIsRefusedThenDeletedThroughTheDriverDatabas
     EXPECT_EQ(rt::CStr(target->GetProperty("Connect", {})), c.connect);
     auto defs = target->TableDefs();
     EXPECT_EQ(defs->Names(), std::vector<std::string>{c.table});
-    EXPECT_EQ(ErrorOf([&] { defs->Delete("Missing"); }), 3265);
+    EXPECT_EQ(testing::RaisedNumber([&] { defs->Delete("Missing"); }), 3265);
     std::vector<Variant> refresh;
     defs->Call("Refresh", refresh);
     defs->Delete(rt::AsciiLower(c.table));  // table names are found without regard to case
@@ -298,7 +286,7 @@ TEST_F(ForeignIntoTest, ExistingTableIsRefusedThenDeletedThroughTheDriverDatabas
     EXPECT_EQ(source_->Execute(sql), 3);
     EXPECT_EQ(defs->Count(), 1);
     target->Close();
-    EXPECT_EQ(ErrorOf([&] { target->TableDefs()->Count(); }), 3420);
+    EXPECT_EQ(testing::RaisedNumber([&] { target->TableDefs()->Count(); }), 3420);
   }
 }
 
@@ -358,8 +346,11 @@ TEST_F(ForeignIntoTest, FailuresLeaveNoTarget) {
     }
     EXPECT_EQ(FilesIn(Out()), std::vector<std::string>{});
   }
-  EXPECT_EQ(ErrorOf([&] { engine_.OpenDatabase({Out(), false, "Btrieve;"}); }), 3170);
-  EXPECT_EQ(ErrorOf([&] { engine_.OpenDatabase({Out("missing"), false, "dBase IV;"}); }), 3044);
+  EXPECT_EQ(testing::RaisedNumber([&] { engine_.OpenDatabase({Out(), false, "Btrieve;"}); }), 3170);
+  EXPECT_EQ(testing::RaisedNumber([&] {
+              engine_.OpenDatabase({Out("missing"), false, "dBase IV;"});
+            }),
+            3044);
 }
 
 // An existing workbook without the sheet is not overwritten.
@@ -367,7 +358,7 @@ TEST_F(ForeignIntoTest, AWorkbookIsNeverReplacedByAnotherSheet) {
   const std::string book = Out("book.xls");
   source_->Execute("SELECT * INTO [Excel 5.0;database=" + book + "].First FROM Goods");
   const auto size = fs::file_size(book);
-  EXPECT_EQ(ErrorOf([&] {
+  EXPECT_EQ(testing::RaisedNumber([&] {
               source_->Execute("SELECT * INTO [Excel 5.0;database=" + book + "].Second FROM Goods");
             }),
             3219);
