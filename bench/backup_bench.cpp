@@ -10,21 +10,15 @@
 // shell_peak_MiB. time_ratio is ours over the shell's. The table has
 // 1,000,000 rows; ZMDB_BENCH_SCALE (a factor such as 0.01) makes it smaller.
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "bench_sizes.h"
+#include "child_process.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/frame/component.h"
@@ -35,55 +29,15 @@ namespace {
 using zmdb::rt::Variant;
 namespace dal = zmdb::dal;
 using zmdb::bench::BenchFile;
-using zmdb::bench::Clock;
+using zmdb::bench::ChildRun;
+using zmdb::bench::InChild;
+using zmdb::bench::Program;
 using zmdb::bench::Scaled;
-using zmdb::bench::SecondsSince;
-
-// What one child process cost: its wall time and its peak resident memory.
-struct ChildRun {
-  double seconds = 0;
-  double peakMiB = 0;
-  bool ok = false;
-};
-
-ChildRun Wait(pid_t pid, Clock::time_point start) {
-  ChildRun run;
-  int status = 0;
-  rusage usage{};
-  if (pid > 0 && wait4(pid, &status, 0, &usage) == pid) {
-    run.ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    run.peakMiB = static_cast<double>(usage.ru_maxrss) / 1024.0;  // kilobytes on Linux
-  }
-  run.seconds = SecondsSince(start);
-  return run;
-}
-
-// `work` in a child process; the child's exit code is 0 when it answers true.
-ChildRun InChild(const std::function<bool()>& work) {
-  const auto start = Clock::now();
-  const pid_t pid = fork();
-  if (pid == 0) _exit(work() ? 0 : 1);
-  return Wait(pid, start);
-}
+using zmdb::bench::Sides;
 
 // The sqlite3 shell with `args`, its standard output into `out` when given.
 ChildRun Shell(const std::vector<std::string>& args, const std::string& out = "") {
-  const auto start = Clock::now();
-  const pid_t pid = fork();
-  if (pid == 0) {
-    if (!out.empty()) {
-      const int fd = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-      dup2(fd, STDOUT_FILENO);
-      close(fd);
-    }
-    std::vector<char*> argv;
-    argv.push_back(const_cast<char*>("sqlite3"));
-    for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    execvp("sqlite3", argv.data());
-    _exit(127);
-  }
-  return Wait(pid, start);
+  return Program("sqlite3", args, out);
 }
 
 constexpr const char* kColumns =
@@ -116,30 +70,6 @@ void Quiet() {
   zmdb::rt::SetProcessHost(host);
 }
 
-// Both sides of a benchmark: the time and the highest peak of each.
-struct Sides {
-  double ours = 0, shell = 0, oursPeak = 0, shellPeak = 0;
-
-  // One iteration: ours timed by hand, the shell's beside it.
-  void Add(benchmark::State& state, const ChildRun& run, const ChildRun& peer) {
-    if (!run.ok || !peer.ok) state.SkipWithError("a side failed");
-    state.SetIterationTime(run.seconds);
-    ours += run.seconds;
-    shell += peer.seconds;
-    oursPeak = std::max(oursPeak, run.peakMiB);
-    shellPeak = std::max(shellPeak, peer.peakMiB);
-  }
-  void Report(benchmark::State& state, int rows) const {
-    const double n = static_cast<double>(state.iterations());
-    state.counters["time_ratio"] = ours / shell;
-    state.counters["ours_s"] = ours / n;
-    state.counters["shell_s"] = shell / n;
-    state.counters["ours_peak_MiB"] = oursPeak;
-    state.counters["shell_peak_MiB"] = shellPeak;
-    state.counters["rows"] = rows;
-  }
-};
-
 // Our backup of the whole table, the recordset's opening included.
 ChildRun OurBackup(const std::string& db, const std::string& file) {
   return InChild([&] {
@@ -158,7 +88,7 @@ ChildRun ShellExport(const std::string& db, const std::string& file) {
 void BM_BackupVsShellCsv(benchmark::State& state) {
   const int rows = Scaled(1'000'000);
   const std::string db = SourceFile(rows);
-  Sides sides;
+  Sides sides{"shell"};
   for (auto _ : state) {
     const ChildRun peer = ShellExport(db, BenchFile("zmdb_bench_backup.csv"));
     sides.Add(state, OurBackup(db, BenchFile("zmdb_bench_backup.txt")), peer);
@@ -176,7 +106,7 @@ void BM_RestoreVsShellImport(benchmark::State& state) {
     state.SkipWithError("the files to read could not be written");
     return;
   }
-  Sides sides;
+  Sides sides{"shell"};
   for (auto _ : state) {
     Shell({db, std::string("DROP TABLE IF EXISTS R; DROP TABLE IF EXISTS S; CREATE TABLE R ") +
                    kColumns + "; CREATE TABLE S " + kColumns + ";"});

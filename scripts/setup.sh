@@ -25,6 +25,9 @@ packages=(
   dpkg-dev
   # The Paradox writer's tests read its tables back with pxlib.
   pxlib-dev
+  # A spreadsheet program run headless to convert exported tables to CSV
+  # (tests), and the peer the export benchmark measures against.
+  gnumeric gdal-bin
 )
 
 missing=()

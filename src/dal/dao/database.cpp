@@ -1,6 +1,7 @@
 // Database, QueryDef and Relation of the DAO-style model (dao.h).
 #include <filesystem>
 
+#include "foreign_p.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/dao/dao.h"
 #include "zmdb/dal/engine_errors.h"
@@ -33,10 +34,14 @@ constexpr int kFailOnError = 128;
 // Runs an action statement for Database.Execute and QueryDef.Execute: with
 // dbFailOnError inside a transaction of its own, rolled back on failure.
 // Returns the rows it changed (0 when the store cannot tell).
+// A SELECT ... INTO a foreign target goes to its driver instead, which
+// leaves no partial target behind when it fails.
 std::int64_t RunAction(Backend& b, const std::string& statement, int options) {
-  const bool atomic = (options & kFailOnError) != 0;
+  const std::optional<ForeignInto> into = ParseForeignInto(statement);
+  const bool atomic = !into && (options & kFailOnError) != 0;
   if (atomic) b.Begin();
   try {
+    if (into) return WriteForeignInto(b, *into);
     Result r = b.Execute(statement);
     if (atomic) b.Commit();
     return r.rowsAffected < 0 ? 0 : r.rowsAffected;
@@ -76,10 +81,14 @@ std::shared_ptr<Database> Database::Open(const OpenArgs& args) {
     auto core = std::make_shared<DbCore>(OpenStore(route, options));
     return std::shared_ptr<Database>(new Database(core, args.name, args.connect, args.readOnly));
   }
-  if (!args.connect.empty() && args.connect.front() != ';' &&
-      !rt::StartsWithNoCase(args.connect, "MS Access;")) {
-    // "dBase IV;", "Excel 5.0;" ...: the installable drivers of other formats.
-    rt::RaiseStandard(rt::err::kInstallableIsam);
+  if (const auto driver = DriverOfConnect(args.connect)) {
+    // "dBase IV;", "Excel 5.0;" ...: a folder or workbook of another format.
+    CheckForeignDatabase(*driver, args.name);
+    auto core = std::make_shared<DbCore>(std::unique_ptr<Backend>());
+    core->Close();
+    std::shared_ptr<Database> db(new Database(core, args.name, args.connect, args.readOnly));
+    db->foreign_ = std::make_shared<ForeignFolder>(ForeignFolder{*driver, args.name, true});
+    return db;
   }
   RefuseBadFileName(args.name);
   StoreOptions options;
@@ -116,8 +125,29 @@ std::shared_ptr<Database> Database::Create(const std::string& name, const std::s
   }
 }
 
+bool Database::IsOpen() const {
+  return foreign_ ? foreign_->open : core_->open();
+}
+
+// The tables of a foreign database: its table files (or sheets), read afresh
+// each time; Delete removes a table's files.
+std::shared_ptr<Collection> Database::ForeignTableDefs() {
+  std::shared_ptr<ForeignFolder> folder = foreign_;
+  Collection::Behaviour b;
+  b.names = [folder] { return ForeignTables(*folder); };
+  b.make = [](const std::string& name) -> rt::ObjectRef {
+    schema::TableDef d;
+    d.name = name;
+    return std::make_shared<TableDef>(std::move(d));
+  };
+  b.remove = [folder](const std::string& name) { DeleteForeignTable(*folder, name); };
+  b.missing = [] { engerr::ItemNotFound("DAO.TableDefs"); };
+  return std::make_shared<Collection>("TableDefs", std::move(b));
+}
+
 // The table definitions and links of the database (not its queries or system table).
 std::shared_ptr<Collection> Database::TableDefs() {
+  if (foreign_) return ForeignTableDefs();
   CoreRef core = core_;
   core->backend();  // a closed database has no collections
   return StoreCollection<TableDef>(
@@ -211,12 +241,22 @@ std::shared_ptr<Relation> Database::CreateRelation(const std::string& name,
 }
 
 std::int64_t Database::Execute(const std::string& statement, int options) {
+  if (foreign_) {
+    if (!foreign_->open) engerr::ObjectInvalid();
+    engerr::NotYetSupported("Running a statement on a database of the " +
+                            connect_.substr(0, connect_.find(';')) + " driver");
+  }
   recordsAffected_ = RunAction(core_->backend(), statement, options);
   return recordsAffected_;
 }
 
 // Closes the store; the objects reached through it raise 3420 afterwards.
 void Database::Close() {
+  if (foreign_) {
+    if (!foreign_->open) engerr::ObjectInvalid();
+    foreign_->open = false;
+    return;
+  }
   core_->backend();  // closing twice is error 3420, as for any closed object
   core_->Close();
 }

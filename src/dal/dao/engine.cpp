@@ -38,7 +38,7 @@ std::shared_ptr<Database> Workspace::CreateDatabase(const std::string& name,
 std::shared_ptr<Collection> Workspace::Databases() {
   std::erase_if(databases_, [](const std::weak_ptr<Database>& w) {
     auto db = w.lock();
-    return !db || !db->core()->open();
+    return !db || !db->IsOpen();
   });
   auto open = std::make_shared<std::vector<std::shared_ptr<Database>>>();
   for (const auto& w : databases_) open->push_back(w.lock());

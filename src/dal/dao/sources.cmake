@@ -5,3 +5,5 @@ zmdb_sources(
   ${CMAKE_CURRENT_LIST_DIR}/tabledef.cpp
   ${CMAKE_CURRENT_LIST_DIR}/database.cpp
   ${CMAKE_CURRENT_LIST_DIR}/engine.cpp)
+# SELECT ... INTO a foreign target, and databases of the installable drivers.
+zmdb_sources(${CMAKE_CURRENT_LIST_DIR}/select_into.cpp ${CMAKE_CURRENT_LIST_DIR}/foreign.cpp)

@@ -19,6 +19,7 @@
 #include "cells_p.h"
 #include "zmdb/runtime/error.h"
 #include "zmdb/runtime/errors.h"
+#include "zmdb/runtime/text_encoding.h"
 
 namespace zmdb::dal::formats {
 namespace {
@@ -286,6 +287,27 @@ class TextWriter : public TableWriter {
 };
 
 }  // namespace
+
+void RemoveSchemaEntry(const std::string& folder, const std::string& file, int codePage) {
+  const fs::path schema = fs::path(folder) / "schema.ini";
+  std::string old;
+  if (std::ifstream in(schema, std::ios::binary); in) {
+    old.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  } else {
+    return;
+  }
+  const auto encoded = rt::Utf8ToCodePage(file, codePage);
+  std::string text = ReplaceSection(old, encoded ? *encoded : file, "");
+  while (text.ends_with("\r\n\r\n")) text.resize(text.size() - 2);
+  std::error_code ec;
+  if (text.find_first_not_of("\r\n") == std::string::npos) {
+    fs::remove(schema, ec);
+    return;
+  }
+  std::ofstream out(schema, std::ios::binary | std::ios::trunc);
+  out << text;
+  if (!out) rt::Raise(rt::err::kPathFileAccess, "Cannot write " + schema.string());
+}
 
 std::unique_ptr<TableWriter> OpenTextWriter(const std::string& folder, const std::string& name,
                                             const WriterOptions& options) {

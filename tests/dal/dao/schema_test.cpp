@@ -265,9 +265,14 @@ TEST_F(DaoTest, OpeningAndClosing) {
             }),
             rt::err::kUnspecified);  // the driver manager's refusal: no such data source
   EXPECT_EQ(ErrorOf([&] {
-              engine_.OpenDatabase({path_, false, "dBase IV;"});
+              engine_.OpenDatabase({path_, false, "Lotus WK3;"});
             }),
             rt::err::kInstallableIsam);
+  // A folder driver's database is a folder, not a file.
+  EXPECT_EQ(ErrorOf([&] {
+              engine_.OpenDatabase({path_, false, "dBase IV;"});
+            }),
+            rt::err::kNotValidPath);
   EXPECT_EQ(ErrorOf([&] { engine_.CreateDatabase(path_, ""); }), rt::err::kDatabaseExists);
   {
     std::ofstream jet(dir_ / "old.mdb", std::ios::binary);

@@ -3,8 +3,12 @@
 // on each, through the objects and through the component's two-store
 // methods called without Conn.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include "listing_texts.h"
 #include "store_fixture.h"
@@ -12,6 +16,7 @@
 #include "zmdb/dal/typecodes.h"
 #include "zmdb/frame/component.h"
 #include "zmdb/runtime/host.h"
+#include "zmdb/runtime/text_encoding.h"
 
 namespace zmdb::dal::testing {
 namespace {
@@ -194,6 +199,28 @@ TEST_P(DaoOnStoreTest, DescriptionsAndViews) {
   const std::vector<std::string> left = db_->QueryDefs()->Names();
   EXPECT_TRUE(std::none_of(left.begin(), left.end(),
                            [](const std::string& n) { return rt::NameEquals(n, "named"); }));
+}
+
+// SELECT ... INTO a text file streams the store's rows (a server's too)
+// into the file; the file store's own tables are not involved.
+TEST_P(DaoOnStoreTest, SelectIntoATextFileWritesTheStoresRows) {
+  db_->Execute("CREATE TABLE goods (id INTEGER NOT NULL, name " + Text(20) + ", pay " +
+               Type(Ddl::Double) + ")");
+  auto cn = Connect();
+  cn->Execute("INSERT INTO goods (id, name, pay) VALUES (1, '墨水', 2.5)");
+  cn->Execute("INSERT INTO goods (id) VALUES (2)");
+  const std::filesystem::path dir =
+      std::filesystem::temp_directory_path() /
+      ("zmdb_into_" + std::to_string(::getpid()) + "_" + StoreParamName({GetParam(), 0}));
+  std::filesystem::remove_all(dir);
+  std::filesystem::create_directories(dir);
+  EXPECT_EQ(db_->Execute("SELECT id, name, pay INTO [Text;database=" + dir.string() +
+                         "].goods FROM goods ORDER BY id"),
+            2);
+  std::ifstream in(dir / "goods.txt", std::ios::binary);
+  const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  EXPECT_EQ(rt::GbkToUtf8(text), "\"id\",\"name\",\"pay\"\r\n1,\"墨水\",2.5\r\n2,,\r\n");
+  std::filesystem::remove_all(dir);
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, DaoOnStoreTest, EveryStore(), StoreParamName);

@@ -20,6 +20,7 @@
 namespace zmdb::dal::dao {
 
 class Database;
+struct ForeignFolder;
 
 // A field of a table definition, of an index's key or of a relation.
 class Field : public rt::Object, public PropertyOwner {
@@ -198,8 +199,11 @@ class Database : public rt::Object, public PropertyOwner {
   // Open a database (DBEngine.OpenDatabase): a file by its name, or a
   // server database by an "ODBC;DRIVER=...;..." or "ODBC;DSN=...;..."
   // connect string (the name is then not used). Error 3024 for a missing
-  // file, 3343 for a file that is no database, 3170 for another installable
-  // driver; a refused server connection keeps the driver's error.
+  // file, 3343 for a file that is no database; a refused server connection
+  // keeps the driver's error. A connect string of an installable driver
+  // ("dBase IV;", "FoxPro 2.6;", "Paradox 4.X;", "Excel 5.0;", "Text;")
+  // opens the folder (the workbook for Excel) `name` as a database whose
+  // TableDefs are its table files (sheets); 3170 for a driver without one.
   static std::shared_ptr<Database> Open(const OpenArgs& args);
   // Create an empty file database; error 3204 when the file exists.
   static std::shared_ptr<Database> Create(const std::string& name, const std::string& locale);
@@ -226,10 +230,14 @@ class Database : public rt::Object, public PropertyOwner {
                                            const std::string& foreignTable = {},
                                            std::int32_t attributes = 0);
   // Run a Jet SQL statement; returns the rows it changed. Option 128
-  // (dbFailOnError) undoes the whole statement when it fails.
+  // (dbFailOnError) undoes the whole statement when it fails. A SELECT ...
+  // INTO [<driver>;database=<path>].<table> writes its rows through the
+  // driver's writer (select_into.h) and returns the rows written.
   std::int64_t Execute(const std::string& statement, int options = 0);
   void Close();
   const CoreRef& core() const { return core_; }
+  // True until Close (a foreign database holds no store).
+  bool IsOpen() const;
 
   std::vector<std::string> BuiltinProperties() const override;
   std::vector<schema::Prop> CustomProperties() override;
@@ -242,8 +250,10 @@ class Database : public rt::Object, public PropertyOwner {
         name_(std::move(name)),
         connect_(std::move(connect)),
         readOnly_(readOnly) {}
+  std::shared_ptr<Collection> ForeignTableDefs();
 
   CoreRef core_;
+  std::shared_ptr<ForeignFolder> foreign_;  // set for a database of an installable driver
   std::string name_;
   std::string connect_;
   bool readOnly_ = false;

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "zmdb/dal/formats/format.h"
 
@@ -23,5 +24,10 @@ namespace zmdb::dal::formats {
 // file appears only at Finish.
 std::unique_ptr<TableWriter> OpenExcelWriter(const std::string& path, const WriterOptions& options,
                                              const std::string& table = {});
+
+// The sheet names of the workbook `path` (an Excel 5.0 compound file, or
+// Office Open XML when the name ends in ".xlsx"), in workbook order. Error
+// 3024 when the file cannot be opened, 3343 when it is no workbook.
+std::vector<std::string> WorkbookSheets(const std::string& path);
 
 }  // namespace zmdb::dal::formats

@@ -21,4 +21,8 @@ namespace zmdb::dal::formats {
 std::unique_ptr<TableWriter> OpenTextWriter(const std::string& folder, const std::string& name,
                                             const WriterOptions& options);
 
+// Takes the entry of `file` ("name.txt") out of `folder`'s schema.ini, whose
+// section names are in `codePage`; schema.ini goes when nothing is left in it.
+void RemoveSchemaEntry(const std::string& folder, const std::string& file, int codePage = 936);
+
 }  // namespace zmdb::dal::formats
