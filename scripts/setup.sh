@@ -25,6 +25,8 @@ packages=(
   dpkg-dev
   # The Paradox writer's tests read its tables back with pxlib.
   pxlib-dev
+  # The Qt Widgets host and the demo program (optional target, built when found).
+  qt6-base-dev
 )
 
 missing=()
