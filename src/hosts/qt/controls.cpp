@@ -17,19 +17,30 @@ namespace {
 
 using rt::Variant;
 
-// A list or combo box: the headless list control decides every value (where
-// an item goes, which index is valid, what is refused); the widget shows it.
-class QtListControl : public rt::Object {
+// A control whose headless model answers every read and checks every change;
+// the subclass mirrors the changes onto the widget while there is one.
+template <class Model>
+class Mirrored : public rt::Object {
  public:
-  QtListControl(std::string typeName, QWidget* widget)
-      : model_(std::move(typeName)), widget_(widget) {}
-  ~QtListControl() override { QObject::disconnect(picked_); }
+  Mirrored(std::string typeName, QWidget* widget) : model_(std::move(typeName)), widget_(widget) {}
 
   std::string TypeName() const override { return model_.TypeName(); }
   Variant DefaultValue() override { return model_.DefaultValue(); }
   Variant GetProperty(std::string_view name, const std::vector<Variant>& index) override {
     return model_.GetProperty(name, index);
   }
+
+ protected:
+  Model model_;
+  QPointer<QWidget> widget_;
+};
+
+// A list or combo box: the headless list control decides every value (where
+// an item goes, which index is valid, what is refused); the widget shows it.
+class QtListControl : public Mirrored<ui::ListControl> {
+ public:
+  using Mirrored::Mirrored;
+  ~QtListControl() override { QObject::disconnect(picked_); }
 
   void SetProperty(std::string_view name, const Variant& value,
                    const std::vector<Variant>& index) override {
@@ -88,8 +99,6 @@ class QtListControl : public rt::Object {
 
   int ListIndex() { return rt::CLng(model_.GetProperty("ListIndex", {})); }
 
-  ui::ListControl model_;
-  QPointer<QWidget> widget_;
   QMetaObject::Connection picked_;
   bool mirroring_ = false;
 };
@@ -131,17 +140,10 @@ int ToInt(double v) {
 // A progress bar or a label: the headless control checks and keeps every
 // value; the widget shows the current one at once (the backup does not turn
 // the message loop while it writes, so the widget repaints itself).
-class QtProgressControl : public rt::Object {
+class QtProgressControl : public Mirrored<ui::ProgressControl> {
  public:
-  QtProgressControl(std::string typeName, QWidget* widget)
-      : model_(std::move(typeName)), widget_(widget) {
+  QtProgressControl(std::string typeName, QWidget* widget) : Mirrored(std::move(typeName), widget) {
     model_.SetProperty("Visible", Variant(!widget->isHidden()), {});
-  }
-
-  std::string TypeName() const override { return model_.TypeName(); }
-  Variant DefaultValue() override { return model_.DefaultValue(); }
-  Variant GetProperty(std::string_view name, const std::vector<Variant>& index) override {
-    return model_.GetProperty(name, index);
   }
 
   void SetProperty(std::string_view name, const Variant& value,
@@ -179,10 +181,6 @@ class QtProgressControl : public rt::Object {
       model_.SetProperty("Min", lo, {});
     }
   }
-
- private:
-  ui::ProgressControl model_;
-  QPointer<QWidget> widget_;
 };
 
 }  // namespace
