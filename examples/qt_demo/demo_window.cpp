@@ -162,7 +162,9 @@ void DemoWindow::OpenDatabase(const std::string& path) {
   }
   path_ = path;
   cn_ = Variant(db_.dbGetConnect(false));
-  pathLabel_->setText(Q(path));
+  // The file's name, with its whole path in the tooltip.
+  pathLabel_->setText(QFileInfo(Q(path)).fileName());
+  pathLabel_->setToolTip(Q(path));
   QSignalBlocker block(tables_);
   tables_->clear();
   tables_->addItems(Strings(db_.dbTableDefs(cn_)));
@@ -294,7 +296,7 @@ void DemoWindow::BackUpTo(const std::string& file) {
   if (db_.dbBackupRecordset(rs, file, ",", "", false, "yyyy-mm-dd", progressCtrl_)) {
     statusBar()->showMessage(QStringLiteral("Backed up %1 rows to %2")
                                  .arg(rt::CLng(rt::GetProp(progressCtrl_, "Value")))
-                                 .arg(Q(file)));
+                                 .arg(QFileInfo(Q(file)).fileName()));
   } else {
     ReportFailure("The backup");
   }
