@@ -10,6 +10,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QVBoxLayout>
+#include <utility>
 
 namespace zmdb::hosts::qt {
 
@@ -19,29 +20,24 @@ QString Q(const std::string& s) {
   return QString::fromStdString(s);
 }
 
-// The box's standard button for one of the library's answers, and back.
+// The box's standard button for each of the library's answers.
+constexpr std::pair<int, QMessageBox::StandardButton> kButtons[] = {
+    {rt::mb::kOK, QMessageBox::Ok},         {rt::mb::kCancel, QMessageBox::Cancel},
+    {rt::mb::kAbort, QMessageBox::Abort},   {rt::mb::kRetry, QMessageBox::Retry},
+    {rt::mb::kIgnore, QMessageBox::Ignore}, {rt::mb::kYes, QMessageBox::Yes},
+    {rt::mb::kNo, QMessageBox::No},
+};
+
 QMessageBox::StandardButton ButtonFor(int answer) {
-  switch (answer) {
-    case rt::mb::kCancel:
-      return QMessageBox::Cancel;
-    case rt::mb::kAbort:
-      return QMessageBox::Abort;
-    case rt::mb::kRetry:
-      return QMessageBox::Retry;
-    case rt::mb::kIgnore:
-      return QMessageBox::Ignore;
-    case rt::mb::kYes:
-      return QMessageBox::Yes;
-    case rt::mb::kNo:
-      return QMessageBox::No;
-    default:
-      return QMessageBox::Ok;
+  for (const auto& [code, button] : kButtons) {
+    if (code == answer) return button;
   }
+  return QMessageBox::Ok;
 }
 
-int AnswerFor(QMessageBox::StandardButton button) {
-  for (int answer = rt::mb::kOK; answer <= rt::mb::kNo; ++answer) {
-    if (ButtonFor(answer) == button) return answer;
+int AnswerFor(QMessageBox::StandardButton clicked) {
+  for (const auto& [code, button] : kButtons) {
+    if (button == clicked) return code;
   }
   return 0;
 }
