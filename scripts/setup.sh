@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Install the Debian packages the build and the tests need, when missing.
-# Safe to run again: it installs only what is not there yet.
+# Safe to run again: it installs only what is not there yet. Given package
+# names, it installs those instead (scripts use it for what they need).
 set -euo pipefail
 
 packages=(
@@ -28,7 +29,10 @@ packages=(
   # A spreadsheet program run headless to convert exported tables to CSV
   # (tests), and the peer the export benchmark measures against.
   gnumeric gdal-bin
+  # The Qt Widgets host and the demo program (optional target, built when found).
+  qt6-base-dev
 )
+if (($#)); then packages=("$@"); fi
 
 missing=()
 for p in "${packages[@]}"; do
