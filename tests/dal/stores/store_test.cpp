@@ -294,6 +294,7 @@ TEST_P(StoreTest, NavigationBookmarksAndFilters) {
   EXPECT_EQ(rt::CLng(rs->ValueAt(0)), 4);
   rs->MoveNext();
   EXPECT_TRUE(rs->AtEOF());
+  EXPECT_EQ(RaisedNumber([&] { rs->ValueAt(0); }), rt::err::kAdoBofEof);
   rs->SetFilter(Variant("Name = 'LI'"));  // text ignores case
   EXPECT_EQ(rs->RecordCount(), 2);
   rs->SetFilter(Variant("Age > '20' AND Name LIKE 'W*'"));
@@ -302,6 +303,7 @@ TEST_P(StoreTest, NavigationBookmarksAndFilters) {
   EXPECT_EQ(RaisedNumber([&] { rs->SetBookmark(mark); }), rt::err::kBadArguments);
   rs->SetFilter(Variant(""));
   EXPECT_EQ(rs->RecordCount(), 4);
+  EXPECT_EQ(RaisedNumber([&] { rs->SetFilter(Variant("Nope = 1")); }), rt::err::kBadArguments);
 }
 
 TEST_P(StoreTest, ForwardOnlyRecordsetsStream) {
@@ -310,6 +312,9 @@ TEST_P(StoreTest, ForwardOnlyRecordsetsStream) {
   auto empty = Open(cn, "SELECT * FROM T", ado::adOpenForwardOnly, ado::adLockReadOnly);
   EXPECT_TRUE(empty->AtEOF());
   EXPECT_TRUE(empty->AtBOF());
+  EXPECT_EQ(RaisedNumber([&] { empty->MoveNext(); }), rt::err::kAdoBofEof);
+  auto emptyStatic = Open(cn, "SELECT * FROM T");
+  EXPECT_EQ(RaisedNumber([&] { emptyStatic->MoveFirst(); }), rt::err::kAdoBofEof);
   cn->Execute("INSERT INTO T (ID) VALUES (7)");
   cn->Execute("INSERT INTO T (ID) VALUES (8)");
   auto rs = Open(cn, "SELECT * FROM T ORDER BY ID", ado::adOpenForwardOnly, ado::adLockReadOnly);
