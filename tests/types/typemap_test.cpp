@@ -7,32 +7,25 @@
 
 #include <climits>
 #include <cstdint>
-#include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
+
+#include "data_rows.h"
 
 namespace zmdb::types {
 namespace {
 
-// The rows of a data file: "|"-separated columns, the first one the code;
-// blank lines and lines starting with "#" are skipped.
+// The rows of a data file under types/ by their code (the first column).
 std::map<std::int32_t, std::vector<std::string>> ReadRows(const std::string& name,
                                                           std::size_t columns) {
-  std::ifstream in(std::string(ZMDB_TEST_DATA) + "/types/" + name);
-  EXPECT_TRUE(in) << "cannot read " << name;
   std::map<std::int32_t, std::vector<std::string>> rows;
-  std::string line;
-  while (std::getline(in, line)) {
-    if (line.empty() || line[0] == '#') continue;
-    std::vector<std::string> cells;
-    std::stringstream cut(line);
-    for (std::string cell; std::getline(cut, cell, '|');) cells.push_back(cell);
-    EXPECT_EQ(cells.size(), columns) << name << ": " << line;
+  for (auto& cells : zmdb::testing::DataRows("types/" + name)) {
+    EXPECT_EQ(cells.size(), columns) << name << ": " << cells[0];
     if (cells.size() != columns) continue;
     const std::int32_t code = std::stoi(cells[0]);
-    EXPECT_TRUE(rows.emplace(code, cells).second) << name << ": code " << code << " twice";
+    EXPECT_TRUE(rows.emplace(code, std::move(cells)).second)
+        << name << ": code " << code << " twice";
   }
   EXPECT_FALSE(rows.empty()) << name;
   return rows;

@@ -2,9 +2,7 @@
 // column types, errors, transactions, exact counts of static cursors, text
 // beyond ASCII, changes written back, navigation, bookmarks, filters,
 // streaming, parameters and batches of several results.
-#include <fstream>
-#include <sstream>
-
+#include "data_rows.h"
 #include "store_fixture.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/command.h"
@@ -111,13 +109,6 @@ TEST_P(StoreTest, StaticCursorsCountEveryRowExactly) {
   EXPECT_EQ(fw->RecordCount(), 2048);
 }
 
-// `s` without blanks and tabs at either end.
-std::string Trimmed(std::string s) {
-  const auto b = s.find_first_not_of(" \t");
-  const auto e = s.find_last_not_of(" \t");
-  return b == std::string::npos ? std::string() : s.substr(b, e - b + 1);
-}
-
 struct TypeCase {
   std::string declared;
   std::int32_t adoType;
@@ -126,17 +117,10 @@ struct TypeCase {
 
 // The cases of column_types.txt for one store.
 std::vector<TypeCase> TypeCases(const std::string& store) {
-  std::ifstream f(ZMDB_TEST_DATA "/column_types.txt");
   std::vector<TypeCase> out;
-  std::string line;
-  while (std::getline(f, line)) {
-    if (line.empty() || line[0] == '#') continue;
-    std::vector<std::string> parts;
-    std::stringstream ss(line);
-    for (std::string p; std::getline(ss, p, '|');) parts.push_back(Trimmed(p));
-    if (parts.size() == 4 && parts[0] == store) {
-      out.push_back({parts[1], std::stoi(parts[2]), std::stoi(parts[3])});
-    }
+  for (const auto& row : zmdb::testing::DataRows("column_types.txt")) {
+    if (row.size() == 4 && row[0] == store)
+      out.push_back({row[1], std::stoi(row[2]), std::stoi(row[3])});
   }
   return out;
 }
