@@ -3,13 +3,13 @@
 #include "zmdb/automation/session.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 
 #include "dal/sqlite/backend_p.h"
 #include "raised.h"
+#include "temp_folder.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/datetime.h"
 
@@ -62,13 +62,11 @@ TEST(Session, Scenarios) {
   std::ifstream in(std::string(ZMDB_TEST_DATA) + "/session_cases.json");
   ASSERT_TRUE(in) << "cannot read session_cases.json";
   const Json scenarios = Json::parse(in);
-  const auto dir =
-      std::filesystem::temp_directory_path() / ("zmdb_session_" + std::to_string(::getpid()));
-  std::filesystem::create_directories(dir);
+  const zmdb::testing::TempFolder dir;
   int n = 0;
   for (const Json& scenario : scenarios) {
     SCOPED_TRACE(scenario.at("name").get<std::string>());
-    const std::string db = (dir / ("s" + std::to_string(++n) + ".mdb")).string();
+    const std::string db = dir / ("s" + std::to_string(++n) + ".mdb");
     for (const std::string& file : {db, db + ".other.mdb"})
       dal::sqlite::OpenDatabase({file, true, false, 5000})->Close();
     Session session;
@@ -84,7 +82,6 @@ TEST(Session, Scenarios) {
       }
     }
   }
-  std::filesystem::remove_all(dir);
 }
 
 TEST(Session, AMalformedLineIsAnsweredAndTheSessionGoesOn) {

@@ -5,12 +5,13 @@
 // SQLite knows no CREATE DATABASE: the statements are checked as text, and
 // the failing CREATE shows how the handler answers a driver error.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 
+#include "temp_folder.h"
 #include "zmdb/connect/create.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/recordset.h"
@@ -24,6 +25,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+std::optional<TempFolder> gFolder;
 fs::path gDir;
 
 // Before the first ODBC call of the process: a private driver registry in
@@ -31,8 +33,7 @@ fs::path gDir;
 class StandInServer : public ::testing::Environment {
  public:
   void SetUp() override {
-    gDir = fs::temp_directory_path() / ("zmdb_create_server_" + std::to_string(::getpid()));
-    fs::create_directories(gDir);
+    gDir = gFolder.emplace("create_server").path();
     std::string library;
     for (const char* dir : {"/usr/lib/x86_64-linux-gnu/odbc", "/usr/lib/aarch64-linux-gnu/odbc",
                             "/usr/lib/odbc", "/usr/lib64", "/usr/lib"}) {
@@ -50,7 +51,7 @@ class StandInServer : public ::testing::Environment {
   void TearDown() override {
     std::error_code ec;
     fs::current_path(fs::temp_directory_path(), ec);
-    fs::remove_all(gDir, ec);
+    gFolder.reset();
   }
   static bool available() { return available_; }
 

@@ -6,12 +6,15 @@
 #include <string>
 #include <vector>
 
+#include "raised.h"
 #include "zmdb/runtime/datetime.h"
 #include "zmdb/runtime/error.h"
 #include "zmdb/runtime/variant.h"
 
 namespace zmdb::dal {
 namespace {
+
+using testing::RaisedError;
 
 using rt::Variant;
 
@@ -150,13 +153,9 @@ TEST(FilterTest, RejectsMalformedFilters) {
       "Active = #2020-01-01#", "Name = bob", "Name NOT LIKE 'a*'", "Name LIKE 5", "ID < NULL",
       "ID IS NULL", "Name LIKE NULL"};
   for (const char* text : cases) {
-    try {
-      ParseFilter(text, kColumns);
-      ADD_FAILURE() << "no error for " << text;
-    } catch (const rt::PlatformError& e) {
-      EXPECT_EQ(e.number(), kBadArguments) << text;
-      EXPECT_EQ(e.info().Description.rfind(kBadArgumentsText, 0), 0u) << text;
-    }
+    const rt::ErrorInfo e = RaisedError([&] { ParseFilter(text, kColumns); });
+    EXPECT_EQ(e.Number, kBadArguments) << text;
+    EXPECT_EQ(e.Description.rfind(kBadArgumentsText, 0), 0u) << text;
   }
 }
 

@@ -103,14 +103,10 @@ TEST(WriteBack, BaseTableIsTheOneTableTheColumnsComeFrom) {
   EXPECT_EQ(BaseTableOf({computed, a, b}), "Staff");
   b.baseTable = "Dept";
   for (const auto& cols : {std::vector<ColumnInfo>{a, b}, std::vector<ColumnInfo>{computed}}) {
-    try {
-      BaseTableOf(cols);
-      ADD_FAILURE() << "no error";
-    } catch (const rt::PlatformError& e) {
-      EXPECT_EQ(e.info(), (rt::ErrorInfo{rt::err::kUnspecified, "ADODB.Recordset",
-                                         "Insufficient base table information for updating or "
-                                         "refreshing."}));
-    }
+    const rt::ErrorInfo e = RaisedError([&] { BaseTableOf(cols); });
+    EXPECT_EQ(e, (rt::ErrorInfo{rt::err::kUnspecified, "ADODB.Recordset",
+                                "Insufficient base table information for updating or "
+                                "refreshing."}));
   }
 }
 

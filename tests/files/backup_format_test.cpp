@@ -4,12 +4,12 @@
 #include "zmdb/files/backup_format.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 
 #include "raised.h"
+#include "temp_folder.h"
 #include "zmdb/files/file_table.h"
 #include "zmdb/runtime/datetime.h"
 #include "zmdb/runtime/errors.h"
@@ -114,20 +114,17 @@ TEST(BackupText, CodePage936) {
   for (const auto& c : cases) EXPECT_EQ(GbkToUtf8(c.gbk), c.utf8) << c.utf8;
 }
 
-class FileTableTest : public ::testing::Test {
+class FileTableTest : public zmdb::testing::TempFolderTest {
  protected:
   void TearDown() override {
     for (int n = 1; n <= kMaxFileNumber; ++n) Close(n);
-    std::filesystem::remove_all(dir_);
+    TempFolderTest::TearDown();
   }
   std::string Write(const std::string& name, const std::string& bytes) {
-    std::filesystem::create_directories(dir_);
     const std::string path = (dir_ / name).string();
     std::ofstream(path, std::ios::binary) << bytes;
     return path;
   }
-  std::filesystem::path dir_ =
-      std::filesystem::temp_directory_path() / ("zmdb_file_table_" + std::to_string(::getpid()));
 };
 
 TEST_F(FileTableTest, LinesEndAtCrLfLfOrCr) {
@@ -159,7 +156,6 @@ TEST_F(FileTableTest, LinesEndAtCrLfLfOrCr) {
 TEST_F(FileTableTest, NumbersAndModes) {
   EXPECT_EQ(FreeFile(), 1);
   const std::string out = (dir_ / "out.txt").string();
-  std::filesystem::create_directories(dir_);
   OpenForOutput(1, out);
   EXPECT_EQ(FreeFile(), 2);
   PrintLine(1, "备份");

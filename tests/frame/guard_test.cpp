@@ -2,6 +2,7 @@
 // debug box, connection resolution, ValueOrDefault and teardown.
 #include <gtest/gtest.h>
 
+#include "raised.h"
 #include "zmdb/frame/component.h"
 #include "zmdb/frame/state.h"
 #include "zmdb/runtime/host.h"
@@ -9,6 +10,7 @@
 namespace zmdb {
 namespace {
 
+using dal::testing::RaisedError;
 using rt::Variant;
 
 // Exposes the frame's guard runner and per-object state to the tests.
@@ -237,12 +239,8 @@ TEST_F(FrameTest, AdoOnlyResolutionUsesTheDefaultConnectionOrRefusesOtherObjects
   const Variant given(Make("Connection"));
   EXPECT_EQ(p.ResolveAdoOnly(given)->AsObject(), given.AsObject());
   for (const Variant& bad : {Variant(Make("Database")), Variant("x"), Variant(rt::ObjectRef())}) {
-    try {
-      p.ResolveAdoOnly(bad);
-      ADD_FAILURE() << "accepted " << rt::TypeName(bad);
-    } catch (const rt::PlatformError& e) {
-      EXPECT_EQ(e.number(), rt::err::kTypeMismatch);
-    }
+    const rt::ErrorInfo e = RaisedError([&] { p.ResolveAdoOnly(bad); });
+    EXPECT_EQ(e.Number, rt::err::kTypeMismatch);
   }
 }
 

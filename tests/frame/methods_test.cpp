@@ -8,6 +8,7 @@
 #include <set>
 #include <sstream>
 
+#include "raised.h"
 #include "zmdb/frame/component.h"
 #include "zmdb/runtime/host.h"
 
@@ -16,14 +17,7 @@ namespace {
 
 using rt::Variant;
 
-std::int32_t RaisedNumber(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const rt::PlatformError& e) {
-    return e.number();
-  }
-  return 0;
-}
+using dal::testing::RaisedNumber;
 
 TEST(MethodTable, HasTheEightyOneMethodsInTypeLibraryOrder) {
   const auto& methods = Methods();
@@ -62,18 +56,6 @@ TEST(MethodTable, HasTheEightyOneMethodsInTypeLibraryOrder) {
     ASSERT_NE(FindMethod(name), nullptr) << name;
     EXPECT_EQ(FindMethod(name)->dispid, id) << name;
   }
-}
-
-TEST(MethodTable, GuardKindsOfTheFrameMethods) {
-  const std::pair<const char*, GuardKind> kinds[] = {
-      {"dbSetConnect", GuardKind::Recording},    {"dbGetConnString", GuardKind::Recording},
-      {"dbListSQLTables", GuardKind::Recording}, {"dbOpenDateBase", GuardKind::Silent},
-      {"dbSQLTblExists", GuardKind::Silent},     {"dbSetSQLDBRight", GuardKind::Silent},
-      {"dbGetLastError", GuardKind::Unguarded},  {"dbDisplayADOError", GuardKind::Unguarded},
-      {"dbGetJetConnect", GuardKind::Unguarded}, {"dbGetServerDate", GuardKind::Unguarded},
-      {"dbCreateDBADOX", GuardKind::ResumeNext}, {"dbExecProc", GuardKind::OwnHandler},
-      {"dbRecordCounts", GuardKind::Unguarded},  {"dbTableExists", GuardKind::OwnHandler}};
-  for (const auto& [name, kind] : kinds) EXPECT_EQ(FindMethod(name)->guard, kind) << name;
 }
 
 TEST(MethodTable, LookUpIgnoresCase) {

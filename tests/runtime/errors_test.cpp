@@ -8,6 +8,7 @@
 #include <functional>
 #include <set>
 
+#include "raised.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/engine_errors.h"
 #include "zmdb/dal/recordset.h"
@@ -79,12 +80,8 @@ TEST(ErrorTable, RaisesKeepTheirNumbersTextsAndSources) {
        {381, "ZMDBFuncProj", "Invalid property array index"}},
   };
   for (const Case& c : cases) {
-    try {
-      c.raise();
-      ADD_FAILURE() << c.what << ": nothing raised";
-    } catch (const rt::PlatformError& e) {
-      EXPECT_EQ(e.info(), c.expected) << c.what;
-    }
+    const rt::ErrorInfo e = RaisedError([&] { c.raise(); });
+    EXPECT_EQ(e, c.expected) << c.what;
   }
 }
 

@@ -75,11 +75,28 @@ constexpr std::int64_t kCurMin = std::numeric_limits<std::int64_t>::min();
 
 // ------------------------------------------------------------ whole numbers
 
-struct WholeCase {
+// A conversion's input, the value it gives, and the error it raises instead
+// (0: none).
+template <class T>
+struct ConvCase {
   Variant in;
-  std::int32_t want;
-  int error;  // 0: no error expected
+  T want;
+  int error;
 };
+using WholeCase = ConvCase<std::int32_t>;
+
+// Runs `convert` on every case: the error it raises, else the value it gives.
+template <class T, class Convert>
+void ExpectConversions(const std::vector<ConvCase<T>>& cases, Convert convert) {
+  for (const auto& c : cases) {
+    SCOPED_TRACE(Show(c.in));
+    T got{};
+    EXPECT_EQ(ErrorNumber([&] { got = static_cast<T>(convert(c.in)); }), c.error);
+    if (c.error == 0) {
+      EXPECT_EQ(got, c.want);
+    }
+  }
+}
 
 TEST(Convert, CLngRoundsHalfToEvenAndChecksRange) {
   const std::vector<WholeCase> cases = {
@@ -123,14 +140,7 @@ TEST(Convert, CLngRoundsHalfToEvenAndChecksRange) {
       {Nothing(), 0, err::kObjectNotSet},
       {Variant::Null(), 0, err::kInvalidUseOfNull},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(Show(c.in));
-    std::int32_t got = 0;
-    EXPECT_EQ(ErrorNumber([&] { got = CLng(c.in); }), c.error);
-    if (c.error == 0) {
-      EXPECT_EQ(got, c.want);
-    }
-  }
+  ExpectConversions(cases, [](const Variant& v) { return CLng(v); });
 }
 
 TEST(Convert, CIntAndCByteRanges) {
@@ -139,39 +149,20 @@ TEST(Convert, CIntAndCByteRanges) {
       {Variant(32767.5), 0, err::kOverflow}, {Variant(-32769), 0, err::kOverflow},
       {Variant("40000"), 0, err::kOverflow}, {Variant::Null(), 0, err::kInvalidUseOfNull},
   };
-  for (const auto& c : ints) {
-    SCOPED_TRACE(Show(c.in));
-    std::int16_t got = 0;
-    EXPECT_EQ(ErrorNumber([&] { got = CInt(c.in); }), c.error);
-    if (c.error == 0) {
-      EXPECT_EQ(got, c.want);
-    }
-  }
+  ExpectConversions(ints, [](const Variant& v) { return CInt(v); });
   const std::vector<WholeCase> bytes = {
       {Variant(254.5), 254, 0},           {Variant(-0.5), 0, 0},
       {Variant("255"), 255, 0},           {Variant(255.5), 0, err::kOverflow},
       {Variant(-0.6), 0, err::kOverflow}, {Variant(-1), 0, err::kOverflow},
       {Variant(true), 0, err::kOverflow}, {Variant::Null(), 0, err::kInvalidUseOfNull},
   };
-  for (const auto& c : bytes) {
-    SCOPED_TRACE(Show(c.in));
-    std::uint8_t got = 0;
-    EXPECT_EQ(ErrorNumber([&] { got = CByte(c.in); }), c.error);
-    if (c.error == 0) {
-      EXPECT_EQ(got, c.want);
-    }
-  }
+  ExpectConversions(bytes, [](const Variant& v) { return CByte(v); });
 }
 
 // ------------------------------------------------------- real and currency
 
 TEST(Convert, CDblAndCSng) {
-  struct Case {
-    Variant in;
-    double want;
-    int error;
-  };
-  const std::vector<Case> doubles = {
+  const std::vector<ConvCase<double>> doubles = {
       {Variant("1.5"), 1.5, 0},
       {Variant(" -2.5e3 "), -2500, 0},
       {Variant("+.5"), 0.5, 0},
@@ -190,14 +181,7 @@ TEST(Convert, CDblAndCSng) {
       {Variant("1E400"), 0, err::kOverflow},
       {Variant::Null(), 0, err::kInvalidUseOfNull},
   };
-  for (const auto& c : doubles) {
-    SCOPED_TRACE(Show(c.in));
-    double got = 0;
-    EXPECT_EQ(ErrorNumber([&] { got = CDbl(c.in); }), c.error);
-    if (c.error == 0) {
-      EXPECT_EQ(got, c.want);
-    }
-  }
+  ExpectConversions(doubles, [](const Variant& v) { return CDbl(v); });
   EXPECT_EQ(CSng(Variant("1.5")), 1.5f);
   EXPECT_EQ(CSng(Variant(3.4e38)), 3.4e38f);
   EXPECT_EQ(ErrorNumber([] { CSng(Variant(1e39)); }), err::kOverflow);
@@ -205,12 +189,7 @@ TEST(Convert, CDblAndCSng) {
 }
 
 TEST(Convert, CCurRoundsHalfToEvenAtFourthDecimal) {
-  struct Case {
-    Variant in;
-    std::int64_t want;
-    int error;
-  };
-  const std::vector<Case> cases = {
+  const std::vector<ConvCase<std::int64_t>> cases = {
       // 1.03125 and 1.09375 are exact binary halves at the 4th decimal.
       {Variant(1.03125), 10312, 0},
       {Variant(1.09375), 10938, 0},
@@ -232,26 +211,14 @@ TEST(Convert, CCurRoundsHalfToEvenAtFourthDecimal) {
       {Variant("x"), 0, err::kTypeMismatch},
       {Variant::Null(), 0, err::kInvalidUseOfNull},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(Show(c.in));
-    Currency got;
-    EXPECT_EQ(ErrorNumber([&] { got = CCur(c.in); }), c.error);
-    if (c.error == 0) {
-      EXPECT_EQ(got.scaled, c.want);
-    }
-  }
+  ExpectConversions(cases, [](const Variant& v) { return CCur(v).scaled; });
   EXPECT_EQ(ErrorNumber([] { Currency::FromDouble(std::nan("")); }), err::kOverflow);
 }
 
 // --------------------------------------------------------- Boolean, Date
 
 TEST(Convert, CBool) {
-  struct Case {
-    Variant in;
-    bool want;
-    int error;
-  };
-  const std::vector<Case> cases = {
+  const std::vector<ConvCase<bool>> cases = {
       {Variant("True"), true, 0},
       {Variant("tRUE"), true, 0},
       {Variant(" FALSE "), false, 0},
@@ -267,23 +234,11 @@ TEST(Convert, CBool) {
       {Variant("yes"), false, err::kTypeMismatch},
       {Variant::Null(), false, err::kInvalidUseOfNull},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(Show(c.in));
-    bool got = false;
-    EXPECT_EQ(ErrorNumber([&] { got = CBool(c.in); }), c.error);
-    if (c.error == 0) {
-      EXPECT_EQ(got, c.want);
-    }
-  }
+  ExpectConversions(cases, [](const Variant& v) { return CBool(v); });
 }
 
 TEST(Convert, CDateAndParseDate) {
-  struct Case {
-    Variant in;
-    double want;
-    int error;
-  };
-  const std::vector<Case> cases = {
+  const std::vector<ConvCase<double>> cases = {
       {Variant("2004-08-30"), MakeDate(2004, 8, 30).serial, 0},
       {Variant("2004/8/3"), MakeDate(2004, 8, 3).serial, 0},
       {Variant("8/30/2004 1:05 PM"), MakeDate(2004, 8, 30, 13, 5).serial, 0},
@@ -306,14 +261,7 @@ TEST(Convert, CDateAndParseDate) {
       {Variant("04-08-30"), 0, err::kTypeMismatch},
       {Variant::Null(), 0, err::kInvalidUseOfNull},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(Show(c.in));
-    Date got;
-    EXPECT_EQ(ErrorNumber([&] { got = CDate(c.in); }), c.error);
-    if (c.error == 0) {
-      EXPECT_EQ(got.serial, c.want);
-    }
-  }
+  ExpectConversions(cases, [](const Variant& v) { return CDate(v).serial; });
 }
 
 // ------------------------------------------------------------- text forms

@@ -3,12 +3,13 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <functional>
 #include <string>
 
+#include "raised.h"
+#include "temp_folder.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/dao/dao.h"
 #include "zmdb/dal/recordset.h"
@@ -16,21 +17,16 @@
 
 namespace zmdb::dal::testing {
 
-class DaoTest : public ::testing::Test {
+class DaoTest : public zmdb::testing::TempFolderTest {
  protected:
   void SetUp() override {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    dir_ = std::filesystem::temp_directory_path() /
-           ("zmdb_dao_" + std::string(info->test_suite_name()) + "_" + info->name() + "_" +
-            std::to_string(::getpid()));
-    std::filesystem::remove_all(dir_);
-    std::filesystem::create_directories(dir_);
+    TempFolderTest::SetUp();
     path_ = (dir_ / "test.mdb").string();
     db_ = engine_.CreateDatabase(path_, ";LANGID=0x0804;CP=936;COUNTRY=0");
   }
   void TearDown() override {
     db_.reset();
-    std::filesystem::remove_all(dir_);
+    TempFolderTest::TearDown();
   }
 
   // Close the database and open it again, as a later session would.
@@ -73,20 +69,9 @@ class DaoTest : public ::testing::Test {
   }
 
   dao::DBEngine engine_;
-  std::filesystem::path dir_;
   std::string path_;
   std::shared_ptr<dao::Database> db_;
 };
-
-// The number of the platform error `f` raises, or 0.
-inline std::int32_t ErrorOf(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const rt::PlatformError& e) {
-    return e.number();
-  }
-  return 0;
-}
 
 // A late-bound property read.
 inline rt::Variant Get(const rt::ObjectRef& o, const char* name) {

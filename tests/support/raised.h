@@ -19,4 +19,15 @@ inline std::int32_t RaisedNumber(const std::function<void()>& f) {
   return 0;
 }
 
+// The platform error `f` raises (Number 0 and empty texts when none), for
+// tests that also look at its text or source.
+inline rt::ErrorInfo RaisedError(const std::function<void()>& f) {
+  try {
+    f();
+  } catch (const rt::PlatformError& e) {
+    return e.info();
+  }
+  return {};
+}
+
 }  // namespace zmdb::dal::testing

@@ -5,23 +5,60 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <optional>
 #include <string>
+#include <system_error>
 
 namespace zmdb::testing {
+
+// A folder made empty when constructed and removed with everything in it when
+// destroyed. Its name carries `tag` (by default the running test's suite and
+// name) and the process id, so parallel test processes never share one.
+class TempFolder {
+ public:
+  TempFolder() : TempFolder(RunningTest()) {}
+  explicit TempFolder(const std::string& tag)
+      : path_(std::filesystem::temp_directory_path() /
+              ("zmdb_" + tag + "_" + std::to_string(::getpid()))) {
+    std::filesystem::remove_all(path_);
+    std::filesystem::create_directories(path_);
+  }
+  ~TempFolder() {
+    std::error_code ec;
+    std::filesystem::remove_all(path_, ec);
+  }
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+
+  const std::filesystem::path& path() const { return path_; }
+  // A file's path inside the folder, as text.
+  std::string operator/(const std::string& name) const { return (path_ / name).string(); }
+
+  // "suite_name" of the running test, with the slashes of parameterised
+  // names made underscores; "process" outside a test.
+  static std::string RunningTest() {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    if (info == nullptr) return "process";
+    std::string tag = std::string(info->test_suite_name()) + "_" + info->name();
+    std::replace(tag.begin(), tag.end(), '/', '_');
+    return tag;
+  }
+
+ private:
+  std::filesystem::path path_;
+};
 
 class TempFolderTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    dir_ = std::filesystem::temp_directory_path() /
-           ("zmdb_" + std::string(info->test_suite_name()) + "_" + info->name() + "_" +
-            std::to_string(::getpid()));
-    std::filesystem::remove_all(dir_);
-    std::filesystem::create_directories(dir_);
+    folder_.emplace();
+    dir_ = folder_->path();
   }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
+  void TearDown() override { folder_.reset(); }
 
+  std::optional<TempFolder> folder_;
   std::filesystem::path dir_;
 };
 

@@ -57,7 +57,7 @@ TEST_F(DaoTest, ACatalogMakesTablesColumnsAndIndexes) {
   EXPECT_EQ(FieldOf("People", "Name")->GetProperty("Size", {}), Variant(30));
   EXPECT_TRUE(rt::CBool(FieldOf("People", "Name")->GetProperty("AllowZeroLength", {})));
   // A missing column raises, as the field probe relies on.
-  EXPECT_NE(ErrorOf([&] { rt::GetProp(people, "Columns", {Variant("Nope")}); }), 0);
+  EXPECT_NE(RaisedNumber([&] { rt::GetProp(people, "Columns", {Variant("Nope")}); }), 0);
   rt::CallMethod(rt::GetProp(again, "Tables"), "Delete", {Variant("People")});
   EXPECT_EQ(db_->TableDefs()->Count(), 0);
 }
@@ -69,7 +69,7 @@ TEST_F(DaoTest, ACatalogCreatesAnEmptyDatabase) {
       cat, "Create", {Variant("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + made)});
   EXPECT_EQ(rt::TypeName(cn), "Connection");
   EXPECT_EQ(rt::CLng(rt::GetProp(rt::GetProp(cat, "Tables"), "Count")), 0);
-  EXPECT_NE(ErrorOf([&] {
+  EXPECT_NE(RaisedNumber([&] {
               rt::CallMethod(cat, "Create",
                              {Variant("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + made)});
             }),

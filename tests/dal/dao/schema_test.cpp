@@ -121,7 +121,7 @@ TEST_F(DaoTest, ANewTableHasItsFieldsIndexesAndDates) {
   Sql("INSERT INTO Staff (Name) VALUES ('b')");
   EXPECT_EQ(Rows("SELECT ID, Name FROM Staff ORDER BY ID"),
             (std::vector<std::vector<std::string>>{{"1", "a"}, {"2", "b"}}));
-  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO Staff (ID, Name) VALUES (1, 'c')"); }), 0);
+  EXPECT_NE(RaisedNumber([&] { Sql("INSERT INTO Staff (ID, Name) VALUES (1, 'c')"); }), 0);
 }
 
 TEST_F(DaoTest, TwoTablesMayEachHaveAnIndexOfTheSameName) {
@@ -162,7 +162,7 @@ TEST_F(DaoTest, RebuildsKeepRowsIndexesConstraintsAndTriggers) {
   EXPECT_EQ(indexes.front(), "pk_T");
   EXPECT_EQ(indexes.back(), "ByCode");
   EXPECT_EQ(IndexOf("T", "pk_T")->Fields()->Names(), std::vector<std::string>{"ID"});
-  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO T (ID, Code) VALUES (9, 'c1')"); }), 0);
+  EXPECT_NE(RaisedNumber([&] { Sql("INSERT INTO T (ID, Code) VALUES (9, 'c1')"); }), 0);
   EXPECT_TRUE(rt::CBool(Get(IndexOf("T", "pk_T"), "Primary")));
   EXPECT_EQ(Rows("SELECT ID, Code, N, Z FROM T ORDER BY ID"),
             (std::vector<std::vector<std::string>>{
@@ -184,14 +184,14 @@ TEST_F(DaoTest, AFailedRebuildLeavesTheTableExactlyAsItWas) {
   auto pk = Table("T")->CreateIndex("PrimaryKey");
   pk->SetProperty("Fields", Variant("ID"), {});
   pk->SetProperty("Primary", Variant(true), {});
-  EXPECT_EQ(ErrorOf([&] { Table("T")->Indexes()->Append(Variant(rt::ObjectRef(pk))); }),
+  EXPECT_EQ(RaisedNumber([&] { Table("T")->Indexes()->Append(Variant(rt::ObjectRef(pk))); }),
             rt::err::kDuplicateValues);
   EXPECT_EQ(Rows("SELECT type, name, sql FROM sqlite_master ORDER BY name"), catalogue);
   EXPECT_EQ(Rows("SELECT ID, Code FROM T ORDER BY Code"), rows);
   EXPECT_EQ(Table("T")->Indexes()->Names(), std::vector<std::string>{"ByCode"});
   // Nulls in a new key are refused the same way.
   Sql("UPDATE T SET ID = NULL WHERE Code = 'b'");
-  EXPECT_EQ(ErrorOf([&] { Table("T")->Indexes()->Append(Variant(rt::ObjectRef(pk))); }),
+  EXPECT_EQ(RaisedNumber([&] { Table("T")->Indexes()->Append(Variant(rt::ObjectRef(pk))); }),
             rt::err::kNullInIndex);
   EXPECT_EQ(Table("T")->Indexes()->Names(), std::vector<std::string>{"ByCode"});
 }
@@ -201,7 +201,7 @@ TEST_F(DaoTest, DeletingAFieldDropsTheColumnButNotAnIndexedOne) {
   Sql("CREATE INDEX ByA ON T (A)");
   Sql("INSERT INTO T VALUES (1, 'x', 2.5)");
   Table("T")->Fields()->Delete("B");
-  EXPECT_EQ(ErrorOf([&] { Table("T")->Fields()->Delete("A"); }), rt::err::kFieldInIndex);
+  EXPECT_EQ(RaisedNumber([&] { Table("T")->Fields()->Delete("A"); }), rt::err::kFieldInIndex);
   Reopen();
   EXPECT_EQ(Table("T")->Fields()->Names(), (std::vector<std::string>{"A", "C"}));
   EXPECT_EQ(Table("T")->Indexes()->Names(), std::vector<std::string>{"ByA"});
@@ -215,8 +215,8 @@ TEST_F(DaoTest, RequiredAndAllowZeroLengthAreEnforcedOnAddedFields) {
   auto name = t->CreateField("Name", 10, 10);
   name->SetProperty("Required", Variant(true), {});
   t->Fields()->Append(Variant(rt::ObjectRef(name)));
-  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO T (ID) VALUES (2)"); }), 0);
-  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO T (ID, Name) VALUES (2, '')"); }), 0);
+  EXPECT_NE(RaisedNumber([&] { Sql("INSERT INTO T (ID) VALUES (2)"); }), 0);
+  EXPECT_NE(RaisedNumber([&] { Sql("INSERT INTO T (ID, Name) VALUES (2, '')"); }), 0);
   Sql("INSERT INTO T (ID, Name) VALUES (2, 'ok')");
   // Relaxing the rules lets the same rows in.
   FieldOf("T", "Name")->SetProperty("AllowZeroLength", Variant(true), {});
@@ -229,13 +229,14 @@ TEST_F(DaoTest, RequiredAndAllowZeroLengthAreEnforcedOnAddedFields) {
 TEST_F(DaoTest, CollectionsRaiseTheEnginesErrors) {
   Sql("CREATE TABLE T (A LONG)");
   auto tds = db_->TableDefs();
-  EXPECT_EQ(ErrorOf([&] { tds->Item(Variant("Nope")); }), rt::err::kItemNotFound);
-  EXPECT_EQ(ErrorOf([&] { tds->Item(Variant(5)); }), rt::err::kItemNotFound);
-  EXPECT_EQ(ErrorOf([&] { tds->Delete("Nope"); }), rt::err::kItemNotFound);
+  EXPECT_EQ(RaisedNumber([&] { tds->Item(Variant("Nope")); }), rt::err::kItemNotFound);
+  EXPECT_EQ(RaisedNumber([&] { tds->Item(Variant(5)); }), rt::err::kItemNotFound);
+  EXPECT_EQ(RaisedNumber([&] { tds->Delete("Nope"); }), rt::err::kItemNotFound);
   auto again = db_->CreateTableDef("t");
   again->Fields()->Append(Variant(rt::ObjectRef(again->CreateField("X", 4))));
-  EXPECT_EQ(ErrorOf([&] { tds->Append(Variant(rt::ObjectRef(again))); }), rt::err::kTableExists);
-  EXPECT_EQ(ErrorOf([&] {
+  EXPECT_EQ(RaisedNumber([&] { tds->Append(Variant(rt::ObjectRef(again))); }),
+            rt::err::kTableExists);
+  EXPECT_EQ(RaisedNumber([&] {
               Table("T")->Fields()->Append(Variant(rt::ObjectRef(Table("T")->CreateField("a", 4))));
             }),
             rt::err::kFieldExists);
@@ -244,41 +245,41 @@ TEST_F(DaoTest, CollectionsRaiseTheEnginesErrors) {
   Table("T")->Indexes()->Append(Variant(rt::ObjectRef(i1)));
   auto i2 = Table("T")->CreateIndex("i");
   i2->SetProperty("Fields", Variant("A"), {});
-  EXPECT_EQ(ErrorOf([&] { Table("T")->Indexes()->Append(Variant(rt::ObjectRef(i2))); }),
+  EXPECT_EQ(RaisedNumber([&] { Table("T")->Indexes()->Append(Variant(rt::ObjectRef(i2))); }),
             rt::err::kIndexExists);
   db_->CreateQueryDef("Q", "SELECT * FROM T");
-  EXPECT_EQ(ErrorOf([&] { db_->CreateQueryDef("q", "SELECT 1"); }), rt::err::kObjectExists);
-  EXPECT_EQ(ErrorOf([&] { FieldOf("T", "Missing"); }), rt::err::kItemNotFound);
-  EXPECT_EQ(ErrorOf([&] { Table("T")->Properties()->Item(Variant("Description")); }),
+  EXPECT_EQ(RaisedNumber([&] { db_->CreateQueryDef("q", "SELECT 1"); }), rt::err::kObjectExists);
+  EXPECT_EQ(RaisedNumber([&] { FieldOf("T", "Missing"); }), rt::err::kItemNotFound);
+  EXPECT_EQ(RaisedNumber([&] { Table("T")->Properties()->Item(Variant("Description")); }),
             rt::err::kPropertyNotFound);
   auto empty = db_->CreateTableDef("Empty");
-  EXPECT_EQ(ErrorOf([&] { tds->Append(Variant(rt::ObjectRef(empty))); }), rt::err::kNoFields);
+  EXPECT_EQ(RaisedNumber([&] { tds->Append(Variant(rt::ObjectRef(empty))); }), rt::err::kNoFields);
 }
 
 TEST_F(DaoTest, OpeningAndClosing) {
-  EXPECT_EQ(ErrorOf([&] {
+  EXPECT_EQ(RaisedNumber([&] {
               engine_.OpenDatabase({(dir_ / "none.mdb").string(), false, ""});
             }),
             rt::err::kCouldNotFindFile);
-  EXPECT_EQ(ErrorOf([&] {
+  EXPECT_EQ(RaisedNumber([&] {
               engine_.OpenDatabase({"", false, "ODBC;DSN=x;UID=sa"});
             }),
             rt::err::kUnspecified);  // the driver manager's refusal: no such data source
-  EXPECT_EQ(ErrorOf([&] {
+  EXPECT_EQ(RaisedNumber([&] {
               engine_.OpenDatabase({path_, false, "Lotus WK3;"});
             }),
             rt::err::kInstallableIsam);
   // A folder driver's database is a folder, not a file.
-  EXPECT_EQ(ErrorOf([&] {
+  EXPECT_EQ(RaisedNumber([&] {
               engine_.OpenDatabase({path_, false, "dBase IV;"});
             }),
             rt::err::kNotValidPath);
-  EXPECT_EQ(ErrorOf([&] { engine_.CreateDatabase(path_, ""); }), rt::err::kDatabaseExists);
+  EXPECT_EQ(RaisedNumber([&] { engine_.CreateDatabase(path_, ""); }), rt::err::kDatabaseExists);
   {
     std::ofstream jet(dir_ / "old.mdb", std::ios::binary);
     jet << std::string(4, '\0') << "Standard Jet DB" << std::string(100, '\0');
   }
-  EXPECT_EQ(ErrorOf([&] {
+  EXPECT_EQ(RaisedNumber([&] {
               engine_.OpenDatabase({(dir_ / "old.mdb").string(), false, ""});
             }),
             rt::err::kUnrecognizedFormat);
@@ -287,8 +288,8 @@ TEST_F(DaoTest, OpeningAndClosing) {
   EXPECT_EQ(second->Connect(), ";PWD=secret");
   auto tds = second->TableDefs();
   second->Close();
-  EXPECT_EQ(ErrorOf([&] { tds->Count(); }), rt::err::kObjectInvalid);
-  EXPECT_EQ(ErrorOf([&] { second->Close(); }), rt::err::kObjectInvalid);
+  EXPECT_EQ(RaisedNumber([&] { tds->Count(); }), rt::err::kObjectInvalid);
+  EXPECT_EQ(RaisedNumber([&] { second->Close(); }), rt::err::kObjectInvalid);
 }
 
 // A table made by plain SQL is seen with its fields, key and dates; the
@@ -358,7 +359,7 @@ TEST_F(DaoTest, SavedQueriesAreUsableByNameAndActionQueriesRun) {
   EXPECT_EQ(rt::CLng(Get(bump, "Type")), schema::kQUpdate);
   EXPECT_EQ(bump->Execute(), 2);
   auto big = rt::ObjectAs<dao::QueryDef>(Variant(db_->QueryDefs()->Item(Variant("Big"))));
-  EXPECT_EQ(ErrorOf([&] { big->Execute(); }), rt::err::kSelectNotExecutable);
+  EXPECT_EQ(RaisedNumber([&] { big->Execute(); }), rt::err::kSelectNotExecutable);
   big->SetProperty("Name", Variant("Small"), {});
   big->SetProperty("SQL", Variant("SELECT A FROM T WHERE A < 12"), {});
   EXPECT_EQ(Rows("SELECT * FROM Small"), (std::vector<std::vector<std::string>>{{"11"}}));
@@ -385,7 +386,7 @@ TEST_F(DaoTest, RelationsCreateEnforcedForeignKeys) {
   EXPECT_EQ(rt::CLng(Get(rel, "Attributes")), schema::kRelationDeleteCascade);
   auto key = rel->Fields()->Item(Variant("ID"));
   EXPECT_EQ(rt::CStr(key->GetProperty("ForeignName", {})), "Dept");
-  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO Staff VALUES (2, 9)"); }), 0);
+  EXPECT_NE(RaisedNumber([&] { Sql("INSERT INTO Staff VALUES (2, 9)"); }), 0);
   Sql("DELETE FROM Dept WHERE ID = 1");
   EXPECT_EQ(Rows("SELECT COUNT(*) FROM Staff"), (std::vector<std::vector<std::string>>{{"0"}}));
   db_->Relations()->Delete("DeptStaff");
@@ -394,7 +395,7 @@ TEST_F(DaoTest, RelationsCreateEnforcedForeignKeys) {
   // A relation needs a unique index on the primary table's fields.
   auto bad = db_->CreateRelation("Bad", "Staff", "Dept", 0);
   bad->Fields()->Append(Variant(rt::ObjectRef(bad->CreateField("ID"))));
-  EXPECT_EQ(ErrorOf([&] { db_->Relations()->Append(Variant(rt::ObjectRef(bad))); }),
+  EXPECT_EQ(RaisedNumber([&] { db_->Relations()->Append(Variant(rt::ObjectRef(bad))); }),
             rt::err::kNoUniqueIndex);
 }
 
@@ -413,7 +414,7 @@ TEST_F(DaoTest, LinksToAnotherFileAreReadableAndUnreachableSourcesAreRefused) {
   odbc->SetProperty("SourceTableName", Variant("dbo.Far"), {});
   // A link learns its fields from its source when it is appended: a source
   // that cannot be reached refuses the link, and nothing is recorded.
-  EXPECT_NE(ErrorOf([&] { db_->TableDefs()->Append(Variant(rt::ObjectRef(odbc))); }), 0);
+  EXPECT_NE(RaisedNumber([&] { db_->TableDefs()->Append(Variant(rt::ObjectRef(odbc))); }), 0);
   Reopen();
   auto local = Table("Local");
   EXPECT_EQ(rt::CStr(Get(local, "SourceTableName")), "Remote");
@@ -487,7 +488,7 @@ TEST_F(DaoTest, RenamingAFieldKeepsWhatTheTriggersEnforce) {
   FieldOf("T", "B")->SetProperty("Name", Variant("C"), {});
   FieldOf("T", "N")->SetProperty("Name", Variant("Num"), {});
   EXPECT_TRUE(rt::CBool(Get(IndexOf("T", "ByA"), "Required")));
-  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO T (A, C) VALUES (NULL, 1)"); }), 0);
+  EXPECT_NE(RaisedNumber([&] { Sql("INSERT INTO T (A, C) VALUES (NULL, 1)"); }), 0);
   Sql("INSERT INTO T (A, C) VALUES (1, 1)");
   Sql("INSERT INTO T (A, C) VALUES (2, 1)");
   EXPECT_EQ(Rows("SELECT Num FROM T ORDER BY A"), (Table_{{"10"}, {"20"}}));
@@ -503,7 +504,7 @@ TEST_F(DaoTest, RebuildingAParentKeepsItsChildrenAndViews) {
   Table("P")->Fields()->Delete("Y");
   EXPECT_EQ(Rows("SELECT COUNT(*) FROM C"), (Table_{{"1"}}));
   EXPECT_EQ(Rows("SELECT ID FROM V"), (Table_{{"1"}}));
-  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO C VALUES (2, 9)"); }), 0);
+  EXPECT_NE(RaisedNumber([&] { Sql("INSERT INTO C VALUES (2, 9)"); }), 0);
   Sql("DELETE FROM P");
   EXPECT_EQ(Rows("SELECT COUNT(*) FROM C"), (Table_{{"0"}}));
 }
@@ -537,7 +538,7 @@ TEST_F(DaoTest, NamesNeedingQuotesSurviveChangesAndRebuilds) {
   Table("员工 表")->SetProperty("Name", Variant("员工表"), {});
   Reopen();
   EXPECT_EQ(Table("员工表")->Indexes()->Names(), (std::vector<std::string>{"PrimaryKey", "索 引"}));
-  EXPECT_NE(ErrorOf([&] { Sql("INSERT INTO 员工表 ([名'字]) VALUES (NULL)"); }), 0);
+  EXPECT_NE(RaisedNumber([&] { Sql("INSERT INTO 员工表 ([名'字]) VALUES (NULL)"); }), 0);
   EXPECT_EQ(Rows("SELECT [编 号], [名'字] FROM 员工表"), (Table_{{"1", "a"}}));
 }
 

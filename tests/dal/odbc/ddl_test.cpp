@@ -12,6 +12,7 @@ namespace zmdb::dal::odbc {
 namespace {
 
 using namespace typecodes::dao;
+using testing::RaisedError;
 
 const Ddl kSqlServer(Dialect::SqlServer, Quirks{"[", "]"});
 const Ddl kPostgres(Dialect::Postgres, Quirks{"\"", "\""});
@@ -175,14 +176,10 @@ TEST(OdbcDdl, TypesAServerCannotHoldAreRefusedByName) {
   schema::TableDef t;
   t.name = "t";
   t.fields = {Field("id", dbLong), Field("g", dbGUID)};
-  try {
-    kPlain.CreateTable(t);
-    ADD_FAILURE() << "a GUID field was taken";
-  } catch (const rt::PlatformError& e) {
-    EXPECT_EQ(e.number(), 3259);
-    EXPECT_NE(e.info().Description.find("GUID"), std::string::npos) << e.info().Description;
-    EXPECT_NE(e.info().Description.find("'g'"), std::string::npos) << e.info().Description;
-  }
+  const rt::ErrorInfo e = RaisedError([&] { kPlain.CreateTable(t); });
+  EXPECT_EQ(e.Number, 3259);
+  EXPECT_NE(e.Description.find("GUID"), std::string::npos) << e.Description;
+  EXPECT_NE(e.Description.find("'g'"), std::string::npos) << e.Description;
   EXPECT_EQ(dal::testing::RaisedNumber([&] { kPostgres.ColumnType(Field("x", 99)); }), 3259);
 }
 

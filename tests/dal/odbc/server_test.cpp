@@ -1,11 +1,8 @@
-// What only server stores do: column types per driver, procedures with
+// What only server stores do: procedures with
 // output parameters, every diagnostic record of a failure, refused
 // connections that say why without the password, a server that goes away
 // mid-session, names and strings too long for the driver manager, and the
 // automation interface on a server connection.
-#include <fstream>
-#include <sstream>
-
 #include "store_fixture.h"
 #include "zmdb/automation/session.h"
 #include "zmdb/dal/ado.h"
@@ -19,58 +16,7 @@ using rt::Variant;
 
 constexpr const char* kServerSource = "ZMDB Server Store";
 
-// `s` without blanks and tabs at either end.
-std::string Trimmed(std::string s) {
-  const auto b = s.find_first_not_of(" \t");
-  const auto e = s.find_last_not_of(" \t");
-  return b == std::string::npos ? std::string() : s.substr(b, e - b + 1);
-}
-
-struct TypeCase {
-  std::string declared;
-  std::int32_t adoType;
-  std::int32_t size;
-};
-
-// The cases of column_types.txt for one store.
-std::vector<TypeCase> TypeCases(const std::string& store) {
-  std::ifstream f(ZMDB_TEST_DATA "/odbc/column_types.txt");
-  std::vector<TypeCase> out;
-  std::string line;
-  while (std::getline(f, line)) {
-    if (line.empty() || line[0] == '#') continue;
-    std::vector<std::string> parts;
-    std::stringstream ss(line);
-    for (std::string p; std::getline(ss, p, '|');) parts.push_back(Trimmed(p));
-    if (parts.size() == 4 && parts[0] == store) {
-      out.push_back({parts[1], std::stoi(parts[2]), std::stoi(parts[3])});
-    }
-  }
-  return out;
-}
-
 using ServerTest = StoreTest;
-
-TEST_P(ServerTest, ColumnTypesReadAsTheProviderReportsThem) {
-  const std::string key = store() == Store::Postgres ? "postgres"
-                          : store() == Store::Sqlite ? "sqlite"
-                                                     : "mssql";
-  const auto cases = TypeCases(key);
-  ASSERT_FALSE(cases.empty());
-  std::string ddl = "CREATE TABLE T (";
-  for (std::size_t i = 0; i < cases.size(); ++i) {
-    ddl += (i ? ", c" : "c") + std::to_string(i) + " " + cases[i].declared;
-  }
-  auto cn = Connect();
-  cn->Execute(ddl + ")");
-  auto rs = Open(cn, "SELECT * FROM T");
-  ASSERT_EQ(rs->columns().size(), cases.size());
-  for (std::size_t i = 0; i < cases.size(); ++i) {
-    auto f = rs->fields()->Item(Variant(static_cast<std::int32_t>(i)));
-    EXPECT_EQ(f->Type(), cases[i].adoType) << key << " " << cases[i].declared;
-    EXPECT_EQ(f->DefinedSize(), cases[i].size) << key << " " << cases[i].declared;
-  }
-}
 
 // A procedure's parameter, appended to `cmd`.
 std::shared_ptr<Parameter> Add(Command& cmd, const std::string& name, std::int32_t type,

@@ -4,7 +4,6 @@
 // copies between files).
 #include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -13,6 +12,7 @@
 #include "dal/sqlite/backend_p.h"
 #include "dal/sqlite/cipher_p.h"
 #include "raised.h"
+#include "temp_folder.h"
 #include "zmdb/dal/adox/adox.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/dao/dao.h"
@@ -173,20 +173,16 @@ bool Holds(const fs::path& p, std::string_view text) {
   return std::search(b.begin(), b.end(), text.begin(), text.end()) != b.end();
 }
 
-class CipherFileTest : public ::testing::Test {
+class CipherFileTest : public zmdb::testing::TempFolderTest {
  protected:
   void SetUp() override {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    dir_ = fs::temp_directory_path() /
-           ("zmdb_cipher_" + std::string(info->name()) + "_" + std::to_string(::getpid()));
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
+    TempFolderTest::SetUp();
     path_ = (dir_ / "secret.mdb").string();
     cipher::SetNewFileIterations(2000);  // the full cost is for real files
   }
   void TearDown() override {
     cipher::SetNewFileIterations(0);
-    fs::remove_all(dir_);
+    TempFolderTest::TearDown();
   }
 
   static std::string Jet(const std::string& path, const std::string& passwordKey) {
@@ -233,7 +229,6 @@ class CipherFileTest : public ::testing::Test {
     b->Close();
   }
 
-  fs::path dir_;
   std::string path_;
 };
 

@@ -42,7 +42,6 @@
 // -2147217865 and "no such column" -2147217904; anything else is 0.
 #include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -56,6 +55,8 @@
 #include "dal/sqlite/coltypes_p.h"
 #include "dal/sqlite/functions_p.h"
 #include "dal/sqlite/jetsql_p.h"
+#include "raised.h"
+#include "temp_folder.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/dal/schema_store.h"
@@ -64,6 +65,8 @@
 
 namespace zmdb::dal::sqlite {
 namespace {
+
+using testing::RaisedError;
 
 namespace fs = std::filesystem;
 
@@ -228,33 +231,27 @@ Outcome IndexesThroughStore(const std::string& path, const std::string& table) {
   return out;
 }
 
-// A fresh database file for one case file, removed afterwards.
+// A fresh database file for one case file, in the test's own folder.
 class ScratchDb {
  public:
   // Creates the file and registers the Jet functions on it.
-  explicit ScratchDb(const std::string& stem)
-      : path_(fs::temp_directory_path() /
-              ("zmdb_jetsql_" + stem + "_" + std::to_string(::getpid()) + ".db")) {
-    fs::remove(path_);
+  ScratchDb() : path_(folder_ / "scratch.db") {
     sqlite3_open_v2(path_.c_str(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
     if (db_ != nullptr) registered_ = RegisterJetFunctions(db_);
   }
-  // Closes and deletes the file.
-  ~ScratchDb() {
-    sqlite3_close(db_);
-    fs::remove(path_);
-  }
+  ~ScratchDb() { sqlite3_close(db_); }
   ScratchDb(const ScratchDb&) = delete;
   ScratchDb& operator=(const ScratchDb&) = delete;
 
   // The open connection (null when the file could not be opened).
   sqlite3* get() const { return db_; }
-  std::string path() const { return path_.string(); }
+  std::string path() const { return path_; }
   // What RegisterJetFunctions returned.
   int registered() const { return registered_; }
 
  private:
-  fs::path path_;
+  zmdb::testing::TempFolder folder_;
+  std::string path_;
   sqlite3* db_ = nullptr;
   int registered_ = SQLITE_ERROR;
 };
@@ -297,7 +294,7 @@ TEST_P(JetSqlFile, RunsOnSqlite) {
   const auto records = LoadRecords(kCaseDir / GetParam(), problems);
   ASSERT_TRUE(problems.empty()) << ::testing::PrintToString(problems);
   ASSERT_FALSE(records.empty());
-  ScratchDb db(fs::path(GetParam()).stem().string());
+  ScratchDb db;
   ASSERT_NE(db.get(), nullptr);
   ASSERT_EQ(db.registered(), SQLITE_OK);
   for (const Record& r : records) {
@@ -363,21 +360,16 @@ TEST_P(JetSqlConnectionFile, RunsThroughAConnection) {
   std::vector<std::string> problems;
   const auto records = LoadRecords(kCaseDir / "connection" / GetParam(), problems);
   ASSERT_TRUE(problems.empty()) << ::testing::PrintToString(problems);
-  const fs::path path =
-      fs::temp_directory_path() / ("zmdb_jetcn_" + std::to_string(::getpid()) + "_" +
-                                   fs::path(GetParam()).stem().string() + ".mdb");
-  fs::remove(path);
-  OpenDatabase({path.string(), true, false, 5000})->Close();
-  {
-    auto cn = Connection::Create();
-    cn->Open(path.string());
-    for (const Record& r : records) {
-      SCOPED_TRACE("connection/" + GetParam() + ":" + std::to_string(r.line) + ": " + r.sql);
-      Check(r, RunThrough(cn, r.sql));
-    }
-    cn->Close();
+  const zmdb::testing::TempFolder folder;
+  const std::string path = folder / "cases.mdb";
+  OpenDatabase({path, true, false, 5000})->Close();
+  auto cn = Connection::Create();
+  cn->Open(path);
+  for (const Record& r : records) {
+    SCOPED_TRACE("connection/" + GetParam() + ":" + std::to_string(r.line) + ": " + r.sql);
+    Check(r, RunThrough(cn, r.sql));
   }
-  fs::remove(path);
+  cn->Close();
 }
 
 INSTANTIATE_TEST_SUITE_P(JetSqlData, JetSqlConnectionFile,
@@ -456,13 +448,9 @@ TEST(JetSqlRewrite, SyntaxErrors) {
       "SELECT /* open",
   };
   for (const char* jet : kCases) {
-    try {
-      RewriteJet(jet);
-      ADD_FAILURE() << "no error for: " << jet;
-    } catch (const rt::PlatformError& e) {
-      EXPECT_EQ(e.number(), rt::err::kSyntaxError) << jet;
-      EXPECT_NE(std::string(e.what()).find(jet), std::string::npos) << e.what();
-    }
+    const rt::ErrorInfo e = RaisedError([&] { RewriteJet(jet); });
+    EXPECT_EQ(e.Number, rt::err::kSyntaxError) << jet;
+    EXPECT_NE(e.Description.find(jet), std::string::npos) << e.Description;
   }
 }
 
@@ -475,13 +463,9 @@ TEST(JetSqlRewrite, NestingLimit) {
   EXPECT_EQ(RewriteJet(nested(256, "True")).statements,
             std::vector<std::string>{nested(256, "-1")});
   for (const std::size_t n : {257, 20'000, 100'000}) {
-    try {
-      RewriteJet(nested(n, "1"));
-      ADD_FAILURE() << "no error for " << n << " parentheses";
-    } catch (const rt::PlatformError& e) {
-      EXPECT_EQ(e.number(), rt::err::kSyntaxError) << n;
-      EXPECT_NE(std::string(e.what()).find("nested too deeply"), std::string::npos) << n;
-    }
+    const rt::ErrorInfo e = RaisedError([&] { RewriteJet(nested(n, "1")); });
+    EXPECT_EQ(e.Number, rt::err::kSyntaxError) << n;
+    EXPECT_NE(e.Description.find("nested too deeply"), std::string::npos) << n;
   }
 }
 

@@ -4,9 +4,11 @@
 // file only when the link saves it, and the statements a link sends a
 // source reached through a driver registered as "SQL Server ...".
 #include <filesystem>
+#include <optional>
 
 #include "dal/sqlite/backend_p.h"
 #include "store_fixture.h"
+#include "temp_folder.h"
 #include "zmdb/dal/sqlite/store.h"
 #include "zmdb/frame/component.h"
 #include "zmdb/frame/state.h"
@@ -26,9 +28,8 @@ class LinkToServerTest : public StoreTest {
     StoreTest::SetUp();
     if (IsSkipped()) return;
     MakeRoster(Connect());
-    dir_ = fs::temp_directory_path() / ("zmdb_links_" + std::to_string(::getpid()));
-    fs::create_directories(dir_);
-    file_ = (dir_ / "front.mdb").string();
+    folder_.emplace();
+    file_ = *folder_ / "front.mdb";
     sqlite::OpenDatabase({file_, true, false, 5000})->Close();
     ASSERT_TRUE(obj_.dbOpenDateBase(file_, ""));
     Run("CREATE TABLE kept (id LONG, name TEXT(20), born DATETIME, note TEXT(20))");
@@ -40,8 +41,7 @@ class LinkToServerTest : public StoreTest {
       obj_.dbCloseConnect(false);
       obj_.dbCloseConnect(true);
       frame::Library() = frame::LibraryState();
-      std::error_code ec;
-      fs::remove_all(dir_, ec);
+      folder_.reset();
     }
     StoreTest::TearDown();
   }
@@ -71,7 +71,7 @@ class LinkToServerTest : public StoreTest {
   std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
   rt::ScopedHost scope_{host_};
   clsZMDBFunc obj_;
-  fs::path dir_;
+  std::optional<zmdb::testing::TempFolder> folder_;
   std::string file_;
 };
 

@@ -87,9 +87,8 @@ void StoreTest::SetUp() {
   switch (store()) {
     case Store::File:
     case Store::Sqlite: {
-      dir_ = (std::filesystem::temp_directory_path() / name).string();
-      std::filesystem::create_directories(dir_);
-      const std::string path = dir_ + "/test.db";
+      folder_.emplace(name);
+      const std::string path = *folder_ / "test.db";
       if (store() == Store::File) {
         sqlite::OpenDatabase({path, true, false, 5000})->Close();
         connectionString_ = "PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + path +
@@ -140,10 +139,7 @@ void StoreTest::TearDown() {
                              " SET SINGLE_USER WITH ROLLBACK IMMEDIATE; DROP DATABASE " +
                              database_);
   }
-  if (!dir_.empty()) {
-    std::error_code ec;
-    std::filesystem::remove_all(dir_, ec);
-  }
+  folder_.reset();
 }
 
 std::shared_ptr<Connection> StoreTest::Connect(int cursorLocation) {
@@ -207,31 +203,22 @@ std::shared_ptr<Connection> OpenLocalFile(const std::filesystem::path& dir) {
 void LocalAndStoreTest::SetUp() {
   StoreTest::SetUp();
   if (IsSkipped()) return;
-  std::string suite = ::testing::UnitTest::GetInstance()->current_test_info()->test_suite_name();
-  std::replace(suite.begin(), suite.end(), '/', '_');
-  dir_ = std::filesystem::temp_directory_path() /
-         ("zmdb_" + suite + "_" + StoreName(store()) + "_" + std::to_string(::getpid()));
+  localFolder_.emplace();
+  dir_ = localFolder_->path();
   local_ = OpenLocalFile(dir_);
   remote_ = Connect();
 }
 
 void LocalAndStoreTest::TearDown() {
   if (local_) local_->Close();
-  if (!dir_.empty()) std::filesystem::remove_all(dir_);
+  localFolder_.reset();
   StoreTest::TearDown();
 }
 
 StandInDirectory::StandInDirectory(const std::string& tag)
-    : dir(std::filesystem::temp_directory_path() /
-          ("zmdb_" + tag + "_" + std::to_string(::getpid()))) {
-  std::filesystem::create_directories(dir);
-  text = "DRIVER=SQL Server SQLite stand-in;Database=" + (dir / "t.db").string() + ";";
-}
-
-StandInDirectory::~StandInDirectory() {
-  std::error_code ec;
-  std::filesystem::remove_all(dir, ec);
-}
+    : folder(tag),
+      dir(folder.path()),
+      text("DRIVER=SQL Server SQLite stand-in;Database=" + (folder / "t.db") + ";") {}
 
 rt::Variant Scalar(const std::shared_ptr<Connection>& cn, const std::string& sql) {
   auto rs = cn->Execute(sql, nullptr, -1, 3);

@@ -10,11 +10,13 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "pg_server.h"
 #include "raised.h"
+#include "temp_folder.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/frame/component.h"
@@ -68,7 +70,7 @@ class StoreTest : public ::testing::TestWithParam<Store> {
  private:
   std::string database_;  // made on a server for this test
   std::string adminString_;
-  std::string dir_;
+  std::optional<zmdb::testing::TempFolder> folder_;  // of a file-based store
   std::vector<std::weak_ptr<Connection>> opened_;
 };
 
@@ -91,6 +93,7 @@ class LocalAndStoreTest : public StoreTest {
   clsZMDBFunc obj_;
   std::filesystem::path dir_;
   std::shared_ptr<Connection> local_;
+  std::optional<zmdb::testing::TempFolder> localFolder_;
   std::shared_ptr<Connection> remote_;
 };
 
@@ -99,9 +102,7 @@ class LocalAndStoreTest : public StoreTest {
 // `text` is the connection string to its database file.
 struct StandInDirectory {
   explicit StandInDirectory(const std::string& tag);
-  ~StandInDirectory();
-  StandInDirectory(const StandInDirectory&) = delete;
-  StandInDirectory& operator=(const StandInDirectory&) = delete;
+  zmdb::testing::TempFolder folder;
   std::filesystem::path dir;
   std::string text;
 };

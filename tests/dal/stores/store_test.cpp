@@ -1,7 +1,8 @@
 // Connections and recordsets on every store: statements and their counts,
-// errors, transactions, exact counts of static cursors, text beyond ASCII,
-// changes written back, navigation, bookmarks, filters, streaming,
-// parameters and batches of several results.
+// column types, errors, transactions, exact counts of static cursors, text
+// beyond ASCII, changes written back, navigation, bookmarks, filters,
+// streaming, parameters and batches of several results.
+#include "data_rows.h"
 #include "store_fixture.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/command.h"
@@ -44,18 +45,14 @@ TEST_P(StoreTest, FailuresCarryTheirNumbersAndNameTheStatement) {
       {"DELETE FROM Nowhere", rt::err::kNoSuchObject},
   };
   for (const auto& [sql, number] : cases) {
-    try {
-      cn->Execute(sql);
-      ADD_FAILURE() << "no error for " << sql;
-    } catch (const rt::PlatformError& e) {
-      if (PreciseErrors()) {
-        EXPECT_EQ(e.number(), number) << sql << ": " << e.info().Description;
-      }
-      EXPECT_NE(e.number(), 0);
-      EXPECT_NE(e.info().Description.find(sql), std::string::npos) << e.info().Description;
-      ASSERT_GE(cn->errors()->items().size(), 1u);
-      EXPECT_EQ(cn->errors()->items()[0].Number, e.number());
+    const rt::ErrorInfo e = RaisedError([&] { cn->Execute(sql); });
+    if (PreciseErrors()) {
+      EXPECT_EQ(e.Number, number) << sql << ": " << e.Description;
     }
+    EXPECT_NE(e.Number, 0);
+    EXPECT_NE(e.Description.find(sql), std::string::npos) << e.Description;
+    ASSERT_GE(cn->errors()->items().size(), 1u);
+    EXPECT_EQ(cn->errors()->items()[0].Number, e.Number);
   }
   // A success after a failure starts with an empty collection.
   cn->Execute("SELECT * FROM Staff");
@@ -110,6 +107,44 @@ TEST_P(StoreTest, StaticCursorsCountEveryRowExactly) {
   auto fw = Open(client, "SELECT ID FROM T", ado::adOpenForwardOnly, ado::adLockReadOnly);
   EXPECT_EQ(fw->CursorType(), ado::adOpenStatic);
   EXPECT_EQ(fw->RecordCount(), 2048);
+}
+
+struct TypeCase {
+  std::string declared;
+  std::int32_t adoType;
+  std::int32_t size;
+};
+
+// The cases of column_types.txt for one store.
+std::vector<TypeCase> TypeCases(const std::string& store) {
+  std::vector<TypeCase> out;
+  for (const auto& row : zmdb::testing::DataRows("column_types.txt")) {
+    if (row.size() == 4 && row[0] == store)
+      out.push_back({row[1], std::stoi(row[2]), std::stoi(row[3])});
+  }
+  return out;
+}
+
+TEST_P(StoreTest, ColumnTypesReadAsTheProviderReportsThem) {
+  const std::string key = store() == Store::File       ? "file"
+                          : store() == Store::Postgres ? "postgres"
+                          : store() == Store::Sqlite   ? "sqlite"
+                                                       : "mssql";
+  const auto cases = TypeCases(key);
+  ASSERT_FALSE(cases.empty());
+  std::string ddl = "CREATE TABLE T (";
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    ddl += (i ? ", c" : "c") + std::to_string(i) + " " + cases[i].declared;
+  }
+  auto cn = Connect();
+  cn->Execute(ddl + ")");
+  auto rs = Open(cn, "SELECT * FROM T");
+  ASSERT_EQ(rs->columns().size(), cases.size());
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    auto f = rs->fields()->Item(Variant(static_cast<std::int32_t>(i)));
+    EXPECT_EQ(f->Type(), cases[i].adoType) << key << " " << cases[i].declared;
+    EXPECT_EQ(f->DefinedSize(), cases[i].size) << key << " " << cases[i].declared;
+  }
 }
 
 TEST_P(StoreTest, TextBeyondAsciiRoundTrips) {
@@ -294,6 +329,7 @@ TEST_P(StoreTest, NavigationBookmarksAndFilters) {
   EXPECT_EQ(rt::CLng(rs->ValueAt(0)), 4);
   rs->MoveNext();
   EXPECT_TRUE(rs->AtEOF());
+  EXPECT_EQ(RaisedNumber([&] { rs->ValueAt(0); }), rt::err::kAdoBofEof);
   rs->SetFilter(Variant("Name = 'LI'"));  // text ignores case
   EXPECT_EQ(rs->RecordCount(), 2);
   rs->SetFilter(Variant("Age > '20' AND Name LIKE 'W*'"));
@@ -302,6 +338,7 @@ TEST_P(StoreTest, NavigationBookmarksAndFilters) {
   EXPECT_EQ(RaisedNumber([&] { rs->SetBookmark(mark); }), rt::err::kBadArguments);
   rs->SetFilter(Variant(""));
   EXPECT_EQ(rs->RecordCount(), 4);
+  EXPECT_EQ(RaisedNumber([&] { rs->SetFilter(Variant("Nope = 1")); }), rt::err::kBadArguments);
 }
 
 TEST_P(StoreTest, ForwardOnlyRecordsetsStream) {
@@ -310,6 +347,9 @@ TEST_P(StoreTest, ForwardOnlyRecordsetsStream) {
   auto empty = Open(cn, "SELECT * FROM T", ado::adOpenForwardOnly, ado::adLockReadOnly);
   EXPECT_TRUE(empty->AtEOF());
   EXPECT_TRUE(empty->AtBOF());
+  EXPECT_EQ(RaisedNumber([&] { empty->MoveNext(); }), rt::err::kAdoBofEof);
+  auto emptyStatic = Open(cn, "SELECT * FROM T");
+  EXPECT_EQ(RaisedNumber([&] { emptyStatic->MoveFirst(); }), rt::err::kAdoBofEof);
   cn->Execute("INSERT INTO T (ID) VALUES (7)");
   cn->Execute("INSERT INTO T (ID) VALUES (8)");
   auto rs = Open(cn, "SELECT * FROM T ORDER BY ID", ado::adOpenForwardOnly, ado::adLockReadOnly);
