@@ -200,21 +200,25 @@ const std::vector<Call>& Calls() {
 struct Fault {
   const char* name;
   std::function<void(Setting&)> arm;
+  const char* cause;  // what a recorded error says of the fault
 };
 
 const std::map<std::string, Fault>& Faults() {
   static const std::map<std::string, Fault> faults = {
       {"read",
        {"I/O error on read",
-        [](Setting&) { FaultVfs::Fail(FaultVfs::Op::Read, 1, SQLITE_IOERR_READ); }}},
+        [](Setting&) { FaultVfs::Fail(FaultVfs::Op::Read, 1, SQLITE_IOERR_READ); },
+        "disk I/O error"}},
       {"write",
        {"I/O error on write",
-        [](Setting&) { FaultVfs::Fail(FaultVfs::Op::Write, 1, SQLITE_IOERR_WRITE); }}},
+        [](Setting&) { FaultVfs::Fail(FaultVfs::Op::Write, 1, SQLITE_IOERR_WRITE); },
+        "disk I/O error"}},
       {"sync",
        {"I/O error on sync",
-        [](Setting&) { FaultVfs::Fail(FaultVfs::Op::Sync, 1, SQLITE_IOERR_FSYNC); }}},
-      {"full", {"full disk", [](Setting&) { FaultVfs::DiskFull(0); }}},
-      {"readonly", {"read-only file", [](Setting&) { FaultVfs::ReadOnly(); }}},
+        [](Setting&) { FaultVfs::Fail(FaultVfs::Op::Sync, 1, SQLITE_IOERR_FSYNC); },
+        "disk I/O error"}},
+      {"full", {"full disk", [](Setting&) { FaultVfs::DiskFull(0); }, "disk is full"}},
+      {"readonly", {"read-only file", [](Setting&) { FaultVfs::ReadOnly(); }, "disk I/O error"}},
   };
   return faults;
 }
@@ -263,7 +267,8 @@ class FileFaultTest : public TempFolderTest {
       ASSERT_NE(spec, nullptr);
       if (!ok && spec->guard == frame::GuardKind::Recording) {
         EXPECT_NE(err.Number, 0) << "a failure without a recorded error";
-        EXPECT_FALSE(err.Description.empty());
+        // The error names the fault, not a later step of the clean-up.
+        EXPECT_NE(err.Description.find(fault.cause), std::string::npos) << err.Description;
       }
       const Contents after = Read(s->path);
       EXPECT_EQ(after.integrity, "ok");

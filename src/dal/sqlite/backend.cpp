@@ -311,6 +311,10 @@ class SqliteBackend : public Backend {
   void Rollback() override {
     if (depth_ == 0) NoTransaction();
     --depth_;
+    // An I/O error or a full disk makes the engine roll the whole
+    // transaction back by itself: nothing is left to undo, and the error
+    // that caused it stays the one the caller sees.
+    if (sqlite3_get_autocommit(db_)) return;
     if (depth_ == 0) {
       Simple("ROLLBACK");
     } else {
