@@ -298,6 +298,9 @@ class SqliteBackend : public Backend {
 
   // Nested transactions are savepoints inside the outermost one.
   void Begin() override {
+    // A transaction the engine ended by itself (after an I/O error) and the
+    // caller never rolled back counts no more.
+    if (sqlite3_get_autocommit(db_)) depth_ = 0;
     Simple(depth_ == 0 ? "BEGIN" : "SAVEPOINT level" + std::to_string(depth_));
     ++depth_;
   }
@@ -305,7 +308,14 @@ class SqliteBackend : public Backend {
   void Commit() override {
     if (depth_ == 0) NoTransaction();
     --depth_;
-    Simple(depth_ == 0 ? "COMMIT" : "RELEASE level" + std::to_string(depth_));
+    try {
+      Simple(depth_ == 0 ? "COMMIT" : "RELEASE level" + std::to_string(depth_));
+    } catch (...) {
+      // A commit that failed leaves the transaction to the caller's
+      // rollback, which finds it still counted.
+      ++depth_;
+      throw;
+    }
   }
 
   void Rollback() override {
