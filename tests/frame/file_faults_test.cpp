@@ -164,6 +164,12 @@ const std::vector<Call>& Calls() {
        }},
       {"delete rows", "dbDeleteItem",
        [](Setting& s) { return s.obj.dbDeleteItem("Staff", "Kind=2", s.conn()); }},
+      {"add a row", "dbCreateRecord",
+       [](Setting& s) {
+         return s.obj.dbCreateRecord(
+             FieldRecRow({{"Staff", "ID", Variant(100)}, {"Staff", "Name", Variant("新")}}),
+             s.conn());
+       }},
       {"copy rows", "dbCopyRows",
        [](Setting& s) { return s.obj.dbCopyRows("Staff", "Staff2", "", s.conn(), s.conn()); }},
       {"copy a table's rows", "dbCopyTblData",
