@@ -223,6 +223,14 @@ const std::map<std::string, Fault>& Faults() {
        {"I/O error on sync",
         [](Setting&) { FaultVfs::Fail(FaultVfs::Op::Sync, 1, SQLITE_IOERR_FSYNC); },
         "disk I/O error"}},
+      {"read once",
+       {"one failed read",
+        [](Setting&) { FaultVfs::Fail(FaultVfs::Op::Read, 1, SQLITE_IOERR_READ, true); },
+        "disk I/O error"}},
+      {"write once",
+       {"one failed write",
+        [](Setting&) { FaultVfs::Fail(FaultVfs::Op::Write, 1, SQLITE_IOERR_WRITE, true); },
+        "disk I/O error"}},
       {"full", {"full disk", [](Setting&) { FaultVfs::DiskFull(0); }, "disk is full"}},
       {"readonly", {"read-only file", [](Setting&) { FaultVfs::ReadOnly(); }, "disk I/O error"}},
   };
@@ -309,6 +317,12 @@ TEST_F(FileFaultTest, ReadErrors) {
 }
 TEST_F(FileFaultTest, WriteErrors) {
   RunTable("write");
+}
+TEST_F(FileFaultTest, OneReadError) {
+  RunTable("read once");
+}
+TEST_F(FileFaultTest, OneWriteError) {
+  RunTable("write once");
 }
 TEST_F(FileFaultTest, SyncErrors) {
   RunTable("sync");

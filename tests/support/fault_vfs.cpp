@@ -13,6 +13,7 @@ struct Arm {
   bool armed = false;
   int left = 0;  // operations still to pass before the first failure
   int code = SQLITE_OK;
+  bool once = false;
   int failures = 0;
 };
 
@@ -50,6 +51,7 @@ int Trip(FaultVfs::Op op) {
     --arm.left;
     return SQLITE_OK;
   }
+  if (arm.once && arm.failures > 0) return SQLITE_OK;
   ++arm.failures;
   return arm.code;
 }
@@ -246,9 +248,9 @@ void FaultVfs::Install() {
   });
 }
 
-void FaultVfs::Fail(Op op, int nth, int code) {
+void FaultVfs::Fail(Op op, int nth, int code, bool once) {
   const std::lock_guard lock(g_mutex);
-  g_state.arms[static_cast<std::size_t>(op)] = {true, nth > 1 ? nth - 1 : 0, code, 0};
+  g_state.arms[static_cast<std::size_t>(op)] = {true, nth > 1 ? nth - 1 : 0, code, once, 0};
 }
 
 void FaultVfs::DiskFull(std::int64_t budget) {

@@ -19,9 +19,9 @@ class FaultVfs {
   // used, so that it sits under everything.
   static void Install();
 
-  // The `nth` operation of kind `op` from now on (1 = the next one), and
-  // every later one of that kind, fails with `code` until Clear().
-  static void Fail(Op op, int nth, int code);
+  // The `nth` operation of kind `op` from now on (1 = the next one) fails
+  // with `code`, and every later one of that kind too unless `once`.
+  static void Fail(Op op, int nth, int code, bool once = false);
   // Writes that would grow a file beyond its size at this moment (or, for a
   // file opened later, at its opening) by more than `budget` bytes fail with
   // SQLITE_FULL.
