@@ -334,5 +334,41 @@ TEST_F(FileFaultTest, ReadOnlyFile) {
   RunTable("readonly");
 }
 
+// The file removed while its connections are open: reads go on from the
+// open file, and a change is refused with an error saying so rather than
+// reported done and lost with the file.
+TEST_F(FileFaultTest, FileDeletedUnderOpenConnections) {
+  int n = 0;
+  for (const Call& call : Calls()) {
+    SCOPED_TRACE(call.label);
+    const std::string tag = "deleted_" + std::to_string(++n);
+    bool changes = false;
+    {
+      Setting twin(dir_ / (tag + "_twin"));
+      const std::string before = Read(twin.path).data;
+      ASSERT_TRUE(call.run(twin));
+      twin.cn->Close();
+      changes = Read(twin.path).data != before;
+    }
+    auto s = std::make_unique<Setting>(dir_ / tag);
+    fs::remove(s->path);
+    s->obj.dbClearError();
+    bool ok = false;
+    EXPECT_NO_THROW(ok = call.run(*s));
+    const ErrStruct err = s->obj.dbGetLastError();
+    if (changes) {
+      EXPECT_FALSE(ok) << "a change reported done on a deleted file";
+      if (frame::FindMethod(call.method)->guard == frame::GuardKind::Recording) {
+        EXPECT_NE(err.Description.find("moved or deleted"), std::string::npos) << err.Description;
+      }
+    } else {
+      EXPECT_TRUE(ok);
+    }
+    std::cout << "| file deleted | " << call.method << " (" << call.label << ") | "
+              << (ok ? "succeeded" : "failure value")
+              << (!ok && err.Number ? ", error " + std::to_string(err.Number) : "") << " |\n";
+  }
+}
+
 }  // namespace
 }  // namespace zmdb::testing

@@ -717,6 +717,20 @@ bool KeyColumn(sqlite3* db, const std::string& tableDotColumn) {
 
 }  // namespace
 
+// Whether the file of `db` is no longer at its name (removed, or renamed
+// and perhaps replaced) since the connection opened it.
+static bool FileMoved(sqlite3* db) {
+  int moved = 0;
+  return sqlite3_file_control(db, "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK && moved;
+}
+
+// A change about to be committed to a file that is gone from its name
+// would be lost with it when the connection closes: the commit is turned
+// into a rollback, which the statement reports.
+static int RefuseCommitToMovedFile(void* db) {
+  return FileMoved(static_cast<sqlite3*>(db)) ? 1 : 0;
+}
+
 void RaiseSqliteError(sqlite3* db, int code, std::string_view statement) {
   const std::string msg = db ? sqlite3_errmsg(db) : sqlite3_errstr(code);
   if (auto linkError = LinkErrorOf(msg)) throw ProviderError({*linkError});
@@ -744,6 +758,9 @@ void RaiseSqliteError(sqlite3* db, int code, std::string_view statement) {
   } else if (primary == SQLITE_READONLY || primary == SQLITE_PERM || primary == SQLITE_AUTH) {
     number = rt::err::kPermissionDenied;
     text = "Permission denied: " + msg + ".";
+  } else if (code == SQLITE_CONSTRAINT_COMMITHOOK && FileMoved(db)) {
+    text = "The database file '" + std::string(sqlite3_db_filename(db, "main")) +
+           "' was moved or deleted while it was open; the change was not saved.";
   } else if (primary == SQLITE_CONSTRAINT && Contains(msg, "NOT NULL constraint failed: ") &&
              KeyColumn(db, NameAfterColon(msg))) {
     number = rt::err::kNullInIndex;
@@ -863,6 +880,7 @@ std::unique_ptr<Backend> OpenDatabase(const OpenOptions& options) {
                                     nullptr, nullptr, nullptr);
   }
   if (rc != SQLITE_OK) RaiseSqliteError(db, rc, {});
+  sqlite3_commit_hook(db, RefuseCommitToMovedFile, db);
   // Relations are enforced, as the engine enforces them.
   sqlite3_exec(db, "PRAGMA foreign_keys=ON", nullptr, nullptr, nullptr);
   AttachLinks(*backend);
