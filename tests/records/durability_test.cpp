@@ -219,6 +219,24 @@ class KilledChangeTest : public KilledWriterTest {
   }
 
   // A random seed, or ZMDB_KILL_SEED's to repeat a run that failed.
+  // `runs` kills of a child repeating `copy`, each a whole copy of Src into
+  // Dst or none; what the killed call committed counts as returned.
+  void KillCopies(const std::function<bool(clsZMDBFunc&, const Variant&)>& copy, int runs,
+                  int spanMs) {
+    const unsigned seed = Seed();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    std::size_t reported = 0;
+    for (int run = 1; run <= runs; ++run) {
+      SCOPED_TRACE("run " + std::to_string(run));
+      reported += KillDuring(copy, random, run, spanMs);
+      ExpectWholeCopies(reported);
+      auto cn = Connect();
+      reported = static_cast<std::size_t>(Number(cn, "SELECT COUNT(*) FROM Dst") / kRows);
+      cn->Close();
+    }
+  }
+
   unsigned Seed() {
     const char* given = std::getenv("ZMDB_KILL_SEED");
     const unsigned seed =
@@ -229,28 +247,12 @@ class KilledChangeTest : public KilledWriterTest {
 };
 
 TEST_F(KilledChangeTest, ACopyOfRowsIsWholeOrAbsent) {
-  const unsigned seed = Seed();
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937 random(seed);
-  std::size_t reported = 0;
-  for (int run = 1; run <= 8; ++run) {
-    SCOPED_TRACE("run " + std::to_string(run));
-    reported +=
-        KillDuring([](clsZMDBFunc& obj,
-                      const Variant& conn) { return obj.dbCopyRows("Src", "Dst", "", conn, conn); },
-                   random, run, 150);
-    ExpectWholeCopies(reported);
-    // What the killed call may have committed counts as returned.
-    auto cn = Connect();
-    reported = static_cast<std::size_t>(Number(cn, "SELECT COUNT(*) FROM Dst") / kRows);
-    cn->Close();
-  }
+  KillCopies([](clsZMDBFunc& obj,
+                const Variant& conn) { return obj.dbCopyRows("Src", "Dst", "", conn, conn); },
+             8, 150);
 }
 
 TEST_F(KilledChangeTest, ARestoreIntoATableIsWholeOrAbsent) {
-  const unsigned seed = Seed();
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937 random(seed);
   const std::string file = (dir_ / "src.txt").string();
   {
     auto cn = Connect();
@@ -265,20 +267,12 @@ TEST_F(KilledChangeTest, ARestoreIntoATableIsWholeOrAbsent) {
     cn->Execute("DELETE FROM Dst");
     cn->Close();
   }
-  std::size_t reported = 0;
-  for (int run = 1; run <= 6; ++run) {
-    SCOPED_TRACE("run " + std::to_string(run));
-    reported += KillDuring(
-        [&file](clsZMDBFunc& obj, const Variant& conn) {
-          const rt::ObjectRef rs = obj.dbRestoreRecordset(file, ",", true);
-          return rs != nullptr && obj.dbCopyRecordset(rs, "Dst", conn);
-        },
-        random, run, 300);
-    ExpectWholeCopies(reported);
-    auto cn = Connect();
-    reported = static_cast<std::size_t>(Number(cn, "SELECT COUNT(*) FROM Dst") / kRows);
-    cn->Close();
-  }
+  KillCopies(
+      [&file](clsZMDBFunc& obj, const Variant& conn) {
+        const rt::ObjectRef rs = obj.dbRestoreRecordset(file, ",", true);
+        return rs != nullptr && obj.dbCopyRecordset(rs, "Dst", conn);
+      },
+      6, 300);
 }
 
 TEST_F(KilledChangeTest, ATableRebuildLeavesTheOldTableOrTheNew) {

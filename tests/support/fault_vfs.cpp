@@ -5,6 +5,8 @@
 #include <mutex>
 #include <set>
 
+#include "dal/sqlite/vfs_layer_p.h"
+
 namespace zmdb::testing {
 
 namespace {
@@ -35,9 +37,8 @@ struct FaultFile {
 
 std::set<FaultFile*> g_files;
 
-sqlite3_vfs* Root(sqlite3_vfs* vfs) {
-  return static_cast<sqlite3_vfs*>(vfs->pAppData);
-}
+using dal::sqlite::Below;
+
 sqlite3_file* Real(sqlite3_file* f) {
   return reinterpret_cast<FaultFile*>(f)->real;
 }
@@ -166,8 +167,8 @@ const sqlite3_io_methods kMethods = {3,
 int Open(sqlite3_vfs* vfs, const char* name, sqlite3_file* f, int flags, int* outFlags) {
   auto* ff = reinterpret_cast<FaultFile*>(f);
   ff->real = reinterpret_cast<sqlite3_file*>(ff + 1);
-  std::memset(ff->real, 0, static_cast<std::size_t>(Root(vfs)->szOsFile));
-  const int rc = Root(vfs)->xOpen(Root(vfs), name, ff->real, flags, outFlags);
+  std::memset(ff->real, 0, static_cast<std::size_t>(Below(vfs)->szOsFile));
+  const int rc = Below(vfs)->xOpen(Below(vfs), name, ff->real, flags, outFlags);
   if (rc != SQLITE_OK) {
     f->pMethods = nullptr;
     return rc;
@@ -178,46 +179,12 @@ int Open(sqlite3_vfs* vfs, const char* name, sqlite3_file* f, int flags, int* ou
   g_files.insert(ff);
   return SQLITE_OK;
 }
-int Delete(sqlite3_vfs* v, const char* name, int syncDir) {
-  return Root(v)->xDelete(Root(v), name, syncDir);
-}
 int Access(sqlite3_vfs* v, const char* name, int flags, int* out) {
-  const int rc = Root(v)->xAccess(Root(v), name, flags, out);
+  const int rc = Below(v)->xAccess(Below(v), name, flags, out);
   const std::lock_guard lock(g_mutex);
   if (rc == SQLITE_OK && flags == SQLITE_ACCESS_READWRITE && g_state.readOnly) *out = 0;
   return rc;
 }
-int FullPathname(sqlite3_vfs* v, const char* name, int n, char* out) {
-  return Root(v)->xFullPathname(Root(v), name, n, out);
-}
-void* DlOpen(sqlite3_vfs* v, const char* name) {
-  return Root(v)->xDlOpen(Root(v), name);
-}
-void DlError(sqlite3_vfs* v, int n, char* out) {
-  Root(v)->xDlError(Root(v), n, out);
-}
-void (*DlSym(sqlite3_vfs* v, void* handle, const char* symbol))() {
-  return Root(v)->xDlSym(Root(v), handle, symbol);
-}
-void DlClose(sqlite3_vfs* v, void* handle) {
-  Root(v)->xDlClose(Root(v), handle);
-}
-int Randomness(sqlite3_vfs* v, int n, char* out) {
-  return Root(v)->xRandomness(Root(v), n, out);
-}
-int Sleep(sqlite3_vfs* v, int micro) {
-  return Root(v)->xSleep(Root(v), micro);
-}
-int CurrentTime(sqlite3_vfs* v, double* out) {
-  return Root(v)->xCurrentTime(Root(v), out);
-}
-int GetLastError(sqlite3_vfs* v, int n, char* out) {
-  return Root(v)->xGetLastError ? Root(v)->xGetLastError(Root(v), n, out) : 0;
-}
-int CurrentTimeInt64(sqlite3_vfs* v, sqlite3_int64* out) {
-  return Root(v)->xCurrentTimeInt64(Root(v), out);
-}
-
 }  // namespace
 
 void FaultVfs::Install() {
@@ -225,25 +192,10 @@ void FaultVfs::Install() {
   static std::once_flag once;
   std::call_once(once, [] {
     sqlite3_initialize();
-    sqlite3_vfs* root = sqlite3_vfs_find(nullptr);
-    vfs.iVersion = 2;
-    vfs.szOsFile = static_cast<int>(sizeof(FaultFile)) + root->szOsFile;
-    vfs.mxPathname = root->mxPathname;
-    vfs.zName = "zmdb-faults";
-    vfs.pAppData = root;
+    dal::sqlite::StackVfs(vfs, sqlite3_vfs_find(nullptr), "zmdb-faults",
+                          static_cast<int>(sizeof(FaultFile)));
     vfs.xOpen = Open;
-    vfs.xDelete = Delete;
     vfs.xAccess = Access;
-    vfs.xFullPathname = FullPathname;
-    vfs.xDlOpen = DlOpen;
-    vfs.xDlError = DlError;
-    vfs.xDlSym = DlSym;
-    vfs.xDlClose = DlClose;
-    vfs.xRandomness = Randomness;
-    vfs.xSleep = Sleep;
-    vfs.xCurrentTime = CurrentTime;
-    vfs.xGetLastError = GetLastError;
-    vfs.xCurrentTimeInt64 = CurrentTimeInt64;
     sqlite3_vfs_register(&vfs, 1);
   });
 }
