@@ -60,21 +60,22 @@ bool NamesLostConnection(const std::string& text) {
 // busy (running a statement, or inside a transaction).
 class Terminator {
  public:
+  // The watching connection opens before the constructor returns, so that
+  // the watch is on from the first statement of the session.
   explicit Terminator(std::int64_t pid)
-      : thread_([this, pid] {
-          auto admin = Open();
+      : admin_(Open()), thread_([this, pid] {
           const std::string sql =
               "SELECT COUNT(pg_terminate_backend(pid)) FROM pg_stat_activity WHERE pid = " +
               std::to_string(pid) + " AND state IN ('active', 'idle in transaction')";
           const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(30);
           while (!stop_ && std::chrono::steady_clock::now() < until) {
-            if (Number(admin, sql) > 0) {
+            if (Number(admin_, sql) > 0) {
               ended_ = true;
               break;
             }
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
           }
-          admin->Close();
+          admin_->Close();
         }) {}
   ~Terminator() { Join(); }
   bool ended() {
@@ -87,6 +88,7 @@ class Terminator {
     stop_ = true;
     if (thread_.joinable()) thread_.join();
   }
+  std::shared_ptr<dal::Connection> admin_;
   std::atomic<bool> stop_{false};
   std::atomic<bool> ended_{false};
   std::thread thread_;
