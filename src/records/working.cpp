@@ -126,7 +126,14 @@ bool clsZMDBFunc::dbCreateRecord(const rt::SafeArray& TFieldRec, const rt::Varia
         if (rt::UpperCase(r.FieldName) == name) field->SetValue(r.FieldVal);
       }
     }
-    rs->Update();
+    try {
+      rs->Update();
+    } catch (...) {
+      // The row that was refused is dropped, so that the next call adds its
+      // own row and not this one again.
+      rs->CancelUpdate();
+      throw;
+    }
     result = true;
   });
 }

@@ -1,7 +1,9 @@
 // Rows added one call at a time survive the process being killed: a child
 // adds rows through dbCreateRecord and reports each one whose call returned;
 // after it is killed at a random moment the file is whole and holds every
-// reported row.
+// reported row. Calls that change many rows or a table's shape at once
+// (copies, a restore into a table, a table rebuild) are whole or absent
+// after a kill.
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
@@ -10,6 +12,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
 #include <random>
 #include <set>
 #include <string>
@@ -18,6 +23,7 @@
 #include "field_rec_rows.h"
 #include "file_store_fixture.h"
 #include "zmdb/frame/component.h"
+#include "zmdb/frame/state.h"
 #include "zmdb/runtime/host.h"
 
 namespace zmdb::testing {
@@ -132,6 +138,183 @@ TEST_F(KilledWriterTest, EveryReturnedRowSurvivesAKillAtARandomMoment) {
     total += reported.size();
   }
   EXPECT_GT(total, 0u);
+}
+
+// A child repeats one call until killed, reporting each call that returned;
+// the parent checks what a kill at a random moment left.
+class KilledChangeTest : public KilledWriterTest {
+ protected:
+  static constexpr int kRows = 3000;
+
+  void SetUp() override {
+    KilledWriterTest::SetUp();
+    auto cn = Connect();
+    cn->Execute("CREATE TABLE Src (ID INTEGER, Name TEXT(30), Amount DOUBLE)");
+    cn->Execute("CREATE TABLE Dst (ID INTEGER, Name TEXT(30), Amount DOUBLE)");
+    cn->backend().Begin();
+    for (int i = 1; i <= kRows; ++i) {
+      cn->Execute("INSERT INTO Src VALUES (" + std::to_string(i) + ", '名字" + std::to_string(i) +
+                  "', " + std::to_string(i) + ".5)");
+    }
+    cn->backend().Commit();
+    cn->Close();
+  }
+
+  // Runs `call` in a child until it is killed at a random moment of the
+  // first `spanMs` milliseconds after its first returned call (or before
+  // it, now and then); returns how many calls returned true.
+  std::size_t KillDuring(const std::function<bool(clsZMDBFunc&, const Variant&)>& call,
+                         std::mt19937& random, int run, int spanMs) {
+    int fds[2];
+    EXPECT_EQ(pipe(fds), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+      close(fds[0]);
+      auto host = std::make_shared<rt::HeadlessHost>();
+      host->SetEcho(false);
+      rt::ScopedHost scope(host);
+      auto cn = Connect();
+      clsZMDBFunc obj;
+      if (!obj.dbOpenDateBase(path_, "")) _exit(5);
+      const Variant conn{rt::ObjectRef(cn)};
+      for (std::int32_t n = 1;; ++n) {
+        if (!call(obj, conn)) _exit(3);
+        if (write(fds[1], &n, sizeof n) != static_cast<ssize_t>(sizeof n)) _exit(4);
+      }
+    }
+    close(fds[1]);
+    std::vector<std::int32_t> done;
+    if (run % 4 != 0) Drain(fds[0], done, false);
+    const int delay = std::uniform_int_distribution<int>(0, spanMs)(random);
+    ReadIds(fds[0], Clock::now() + std::chrono::milliseconds(delay), done);
+    kill(child, SIGKILL);
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    Drain(fds[0], done, true);
+    close(fds[0]);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL)
+        << "the child stopped by itself with status " << status;
+    return done.size();
+  }
+
+  std::int64_t Number(const std::shared_ptr<dal::Connection>& cn, const std::string& sql) {
+    auto rs = Open(cn, sql);
+    return rt::CLng(rs->fields()->Item(Variant(0))->Value());
+  }
+  // The rows of Dst come in whole copies of Src: `copies` of them.
+  void ExpectWholeCopies(std::size_t reported) {
+    auto cn = Connect();
+    ASSERT_EQ(Check(cn), "ok");
+    const std::int64_t rows = Number(cn, "SELECT COUNT(*) FROM Dst");
+    EXPECT_EQ(rows % kRows, 0) << rows << " rows: a copy was cut short";
+    const auto copies = static_cast<std::size_t>(rows / kRows);
+    EXPECT_GE(copies, reported) << "a returned copy was lost";
+    EXPECT_LE(copies, reported + 1);
+    // Each copied row is the row it copies.
+    EXPECT_EQ(Number(cn,
+                     "SELECT COUNT(*) FROM Dst LEFT JOIN Src ON Dst.ID = Src.ID AND "
+                     "Dst.Name = Src.Name AND Dst.Amount = Src.Amount WHERE Src.ID IS NULL"),
+              0);
+    cn->Close();
+  }
+
+  // A random seed, or ZMDB_KILL_SEED's to repeat a run that failed.
+  // `runs` kills of a child repeating `copy`, each a whole copy of Src into
+  // Dst or none; what the killed call committed counts as returned.
+  void KillCopies(const std::function<bool(clsZMDBFunc&, const Variant&)>& copy, int runs,
+                  int spanMs) {
+    const unsigned seed = Seed();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    std::size_t reported = 0;
+    for (int run = 1; run <= runs; ++run) {
+      SCOPED_TRACE("run " + std::to_string(run));
+      reported += KillDuring(copy, random, run, spanMs);
+      ExpectWholeCopies(reported);
+      auto cn = Connect();
+      reported = static_cast<std::size_t>(Number(cn, "SELECT COUNT(*) FROM Dst") / kRows);
+      cn->Close();
+    }
+  }
+
+  unsigned Seed() {
+    const char* given = std::getenv("ZMDB_KILL_SEED");
+    const unsigned seed =
+        given ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : std::random_device{}();
+    std::cout << "seed " << seed << "\n";
+    return seed;
+  }
+};
+
+TEST_F(KilledChangeTest, ACopyOfRowsIsWholeOrAbsent) {
+  KillCopies([](clsZMDBFunc& obj,
+                const Variant& conn) { return obj.dbCopyRows("Src", "Dst", "", conn, conn); },
+             8, 150);
+}
+
+TEST_F(KilledChangeTest, ARestoreIntoATableIsWholeOrAbsent) {
+  const std::string file = (dir_ / "src.txt").string();
+  {
+    auto cn = Connect();
+    auto rs = Open(cn, "SELECT * FROM Src", 3, 1);
+    clsZMDBFunc obj;
+    ASSERT_TRUE(obj.dbBackupRecordset(rt::ObjectRef(rs), file));
+    rs->Close();
+    const rt::ObjectRef restored = obj.dbRestoreRecordset(file, ",", true);
+    ASSERT_TRUE(restored) << obj.dbGetLastError().Description;
+    ASSERT_TRUE(obj.dbCopyRecordset(restored, "Dst", Variant(rt::ObjectRef(cn))))
+        << obj.dbGetLastError().Description;
+    cn->Execute("DELETE FROM Dst");
+    cn->Close();
+  }
+  KillCopies(
+      [&file](clsZMDBFunc& obj, const Variant& conn) {
+        const rt::ObjectRef rs = obj.dbRestoreRecordset(file, ",", true);
+        return rs != nullptr && obj.dbCopyRecordset(rs, "Dst", conn);
+      },
+      6, 300);
+}
+
+TEST_F(KilledChangeTest, ATableRebuildLeavesTheOldTableOrTheNew) {
+  const unsigned seed = Seed();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  for (int run = 1; run <= 8; ++run) {
+    SCOPED_TRACE("run " + std::to_string(run));
+    // A field added in place, then removed through a rebuild of the table.
+    KillDuring(
+        [](clsZMDBFunc& obj, const Variant&) {
+          return obj.dbCreateFieldItem("Src", "Extra", 4) && obj.dbRemoveFieldItem("Src", "Extra");
+        },
+        random, run, 150);
+    auto cn = Connect();
+    ASSERT_EQ(Check(cn), "ok");
+    EXPECT_EQ(Number(cn, "SELECT COUNT(*) FROM Src"), kRows);
+    EXPECT_EQ(Number(cn, "SELECT SUM(ID) FROM Src"), std::int64_t{kRows} * (kRows + 1) / 2);
+    auto rs = Open(cn, "SELECT * FROM Src WHERE ID = 7");
+    const auto fields = rs->fields()->Count();
+    EXPECT_TRUE(fields == 3 || fields == 4) << fields << " fields";
+    EXPECT_EQ(rt::CStr(rs->fields()->Item(Variant("Name"))->Value()), "名字7");
+    rs->Close();
+    // A table left with the field is put back for the next run.
+    if (fields == 4) {
+      cn->Close();
+      clsZMDBFunc obj;
+      ASSERT_TRUE(obj.dbOpenDateBase(path_, ""));
+      ASSERT_TRUE(obj.dbRemoveFieldItem("Src", "Extra"));
+      obj.dbCloseConnect(true);
+      frame::Library() = frame::LibraryState();
+    } else {
+      cn->Close();
+    }
+    // No table of the rebuild is left behind.
+    cn = Connect();
+    EXPECT_EQ(Number(cn,
+                     "SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name NOT IN "
+                     "('T', 'Src', 'Dst') AND name NOT LIKE 'sqlite%' AND name NOT LIKE 'MSys%'"),
+              0);
+    cn->Close();
+  }
 }
 
 }  // namespace

@@ -131,14 +131,7 @@ std::unique_ptr<PgServer> PgServer::Start(std::string* whyNot, bool watchdog) {
   // The port may be taken between the look and the start: try a few.
   for (int attempt = 0; attempt < 5 && s->port_ == 0; ++attempt) {
     const int port = FreePort();
-    const std::string options = "-p " + std::to_string(port) + " -k " + s->dir_ +
-                                " -c listen_addresses=127.0.0.1 -c fsync=off"
-                                " -c full_page_writes=off -c synchronous_commit=off";
-    if (Run({s->bin_ + "/pg_ctl", "-D", s->dir_ + "/data", "-l", s->dir_ + "/server.log", "-o",
-             options, "-w", "-t", "60", "start"},
-            log) == 0) {
-      s->port_ = port;
-    }
+    if (s->StartAt(port)) s->port_ = port;
   }
   if (s->port_ == 0) {
     *whyNot = "the server did not start: " + ReadFile(s->dir_ + "/server.log");
@@ -188,6 +181,19 @@ void PgServer::Hand(const std::string& stateFile) {
   std::ofstream f(stateFile);
   f << port_ << "\n" << dir_ << "\n" << bin_ << "\n";
   owned_ = false;
+}
+
+bool PgServer::StartAt(int port) {
+  const std::string options = "-p " + std::to_string(port) + " -k " + dir_ +
+                              " -c listen_addresses=127.0.0.1 -c fsync=off"
+                              " -c full_page_writes=off -c synchronous_commit=off";
+  return Run({bin_ + "/pg_ctl", "-D", dir_ + "/data", "-l", dir_ + "/server.log", "-o", options,
+              "-w", "-t", "60", "start"},
+             dir_ + "/setup.log") == 0;
+}
+
+bool PgServer::Resume() {
+  return !dir_.empty() && port_ != 0 && StartAt(port_);
 }
 
 void PgServer::Stop() {

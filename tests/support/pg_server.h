@@ -27,6 +27,8 @@ class PgServer {
 
   // Stop the server (a fast shutdown: sessions are ended) and keep its files.
   void Stop();
+  // Start a stopped server again on its port; false when it does not start.
+  bool Resume();
   // Stop it and remove its directory.
   void Remove();
   // Write port and directory to `stateFile` for Attach; the server is not
@@ -40,6 +42,7 @@ class PgServer {
 
  private:
   PgServer() = default;
+  bool StartAt(int port);
   std::string bin_;
   std::string dir_;
   int port_ = 0;

@@ -112,13 +112,29 @@ std::vector<Diagnostic> Diagnostics(SQLSMALLINT type, SQLHANDLE handle, bool wid
   return out;
 }
 
+// Whether the connection of `link` is gone: the driver says so, or a
+// record is of the connection-exception class (08) or the server's shutdown
+// of the session (57P01). A driver's own step failing on a lost connection
+// ("internal SAVEPOINT failed") often says nothing of the cause itself.
+static bool ConnectionLost(const std::vector<Diagnostic>& records, const Link& link) {
+  for (const Diagnostic& d : records) {
+    if (d.state.starts_with("08") || d.state == "57P01") return true;
+  }
+  if (link.dbc == SQL_NULL_HDBC) return false;
+  SQLUINTEGER dead = SQL_CD_FALSE;
+  const SQLRETURN rc = SQLGetConnectAttr(link.dbc, SQL_ATTR_CONNECTION_DEAD, &dead, 0, nullptr);
+  return SQL_SUCCEEDED(rc) && dead == SQL_CD_TRUE;
+}
+
 void RaiseRecords(const std::vector<Diagnostic>& records, const Link& link,
                   std::string_view statement) {
   std::vector<rt::ErrorInfo> infos;
   std::vector<ErrorDetail> details;
+  const bool lost = !records.empty() && ConnectionLost(records, link);
   for (const Diagnostic& d : records) {
     std::string text = OneLine(d.message) + " (SQLSTATE " + d.state + ", native error " +
                        std::to_string(d.native) + ")";
+    if (infos.empty() && lost) text = "The connection to the server was lost: " + text;
     if (infos.empty() && !statement.empty()) text += " (in: " + std::string(statement) + ")";
     infos.push_back(rt::ErrorInfo{ErrorNumberFor(d.state), kSource, Redact(text, link.secret)});
     details.push_back(ErrorDetail{d.native, d.state});

@@ -298,6 +298,9 @@ class SqliteBackend : public Backend {
 
   // Nested transactions are savepoints inside the outermost one.
   void Begin() override {
+    // A transaction the engine ended by itself (after an I/O error) and the
+    // caller never rolled back counts no more.
+    if (sqlite3_get_autocommit(db_)) depth_ = 0;
     Simple(depth_ == 0 ? "BEGIN" : "SAVEPOINT level" + std::to_string(depth_));
     ++depth_;
   }
@@ -305,12 +308,23 @@ class SqliteBackend : public Backend {
   void Commit() override {
     if (depth_ == 0) NoTransaction();
     --depth_;
-    Simple(depth_ == 0 ? "COMMIT" : "RELEASE level" + std::to_string(depth_));
+    try {
+      Simple(depth_ == 0 ? "COMMIT" : "RELEASE level" + std::to_string(depth_));
+    } catch (...) {
+      // A commit that failed leaves the transaction to the caller's
+      // rollback, which finds it still counted.
+      ++depth_;
+      throw;
+    }
   }
 
   void Rollback() override {
     if (depth_ == 0) NoTransaction();
     --depth_;
+    // An I/O error or a full disk makes the engine roll the whole
+    // transaction back by itself: nothing is left to undo, and the error
+    // that caused it stays the one the caller sees.
+    if (sqlite3_get_autocommit(db_)) return;
     if (depth_ == 0) {
       Simple("ROLLBACK");
     } else {
@@ -703,6 +717,20 @@ bool KeyColumn(sqlite3* db, const std::string& tableDotColumn) {
 
 }  // namespace
 
+// Whether the file of `db` is no longer at its name (removed, or renamed
+// and perhaps replaced) since the connection opened it.
+static bool FileMoved(sqlite3* db) {
+  int moved = 0;
+  return sqlite3_file_control(db, "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK && moved;
+}
+
+// A change about to be committed to a file that is gone from its name
+// would be lost with it when the connection closes: the commit is turned
+// into a rollback, which the statement reports.
+static int RefuseCommitToMovedFile(void* db) {
+  return FileMoved(static_cast<sqlite3*>(db)) ? 1 : 0;
+}
+
 void RaiseSqliteError(sqlite3* db, int code, std::string_view statement) {
   const std::string msg = db ? sqlite3_errmsg(db) : sqlite3_errstr(code);
   if (auto linkError = LinkErrorOf(msg)) throw ProviderError({*linkError});
@@ -730,6 +758,9 @@ void RaiseSqliteError(sqlite3* db, int code, std::string_view statement) {
   } else if (primary == SQLITE_READONLY || primary == SQLITE_PERM || primary == SQLITE_AUTH) {
     number = rt::err::kPermissionDenied;
     text = "Permission denied: " + msg + ".";
+  } else if (code == SQLITE_CONSTRAINT_COMMITHOOK && FileMoved(db)) {
+    text = "The database file '" + std::string(sqlite3_db_filename(db, "main")) +
+           "' was moved or deleted while it was open; the change was not saved.";
   } else if (primary == SQLITE_CONSTRAINT && Contains(msg, "NOT NULL constraint failed: ") &&
              KeyColumn(db, NameAfterColon(msg))) {
     number = rt::err::kNullInIndex;
@@ -849,6 +880,7 @@ std::unique_ptr<Backend> OpenDatabase(const OpenOptions& options) {
                                     nullptr, nullptr, nullptr);
   }
   if (rc != SQLITE_OK) RaiseSqliteError(db, rc, {});
+  sqlite3_commit_hook(db, RefuseCommitToMovedFile, db);
   // Relations are enforced, as the engine enforces them.
   sqlite3_exec(db, "PRAGMA foreign_keys=ON", nullptr, nullptr, nullptr);
   AttachLinks(*backend);

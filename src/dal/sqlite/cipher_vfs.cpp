@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "cipher_p.h"
+#include "vfs_layer_p.h"
 
 namespace zmdb::dal::sqlite::cipher {
 
@@ -30,10 +31,6 @@ constexpr std::uint64_t kWalHeader = 32;
 constexpr std::uint64_t kFrameHeader = 24;
 
 thread_local KeyRef t_keyForOpen;
-
-sqlite3_vfs* Root(sqlite3_vfs* vfs) {
-  return static_cast<sqlite3_vfs*>(vfs->pAppData);
-}
 
 // One open file: the platform's file follows this struct in the same block.
 struct CipherFile {
@@ -282,8 +279,8 @@ int Open(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, int*
   auto* f = new (file) CipherFile{};
   f->base.pMethods = nullptr;
   f->real = reinterpret_cast<sqlite3_file*>(f + 1);
-  std::memset(f->real, 0, static_cast<std::size_t>(Root(vfs)->szOsFile));
-  const int rc = Root(vfs)->xOpen(Root(vfs), name, f->real, flags, outFlags);
+  std::memset(f->real, 0, static_cast<std::size_t>(Below(vfs)->szOsFile));
+  const int rc = Below(vfs)->xOpen(Below(vfs), name, f->real, flags, outFlags);
   if (rc != SQLITE_OK) {
     if (f->real->pMethods) f->real->pMethods->xClose(f->real);
     f->key.~KeyRef();
@@ -305,43 +302,6 @@ int Open(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, int*
   return SQLITE_OK;
 }
 
-int Delete(sqlite3_vfs* v, const char* name, int sync) {
-  return Root(v)->xDelete(Root(v), name, sync);
-}
-int Access(sqlite3_vfs* v, const char* name, int flags, int* out) {
-  return Root(v)->xAccess(Root(v), name, flags, out);
-}
-int FullPathname(sqlite3_vfs* v, const char* name, int n, char* out) {
-  return Root(v)->xFullPathname(Root(v), name, n, out);
-}
-void* DlOpen(sqlite3_vfs* v, const char* name) {
-  return Root(v)->xDlOpen(Root(v), name);
-}
-void DlError(sqlite3_vfs* v, int n, char* out) {
-  Root(v)->xDlError(Root(v), n, out);
-}
-void (*DlSym(sqlite3_vfs* v, void* lib, const char* sym))(void) {
-  return Root(v)->xDlSym(Root(v), lib, sym);
-}
-void DlClose(sqlite3_vfs* v, void* lib) {
-  Root(v)->xDlClose(Root(v), lib);
-}
-int Randomness(sqlite3_vfs* v, int n, char* out) {
-  return Root(v)->xRandomness(Root(v), n, out);
-}
-int Sleep(sqlite3_vfs* v, int micro) {
-  return Root(v)->xSleep(Root(v), micro);
-}
-int CurrentTime(sqlite3_vfs* v, double* out) {
-  return Root(v)->xCurrentTime(Root(v), out);
-}
-int GetLastError(sqlite3_vfs* v, int n, char* out) {
-  return Root(v)->xGetLastError ? Root(v)->xGetLastError(Root(v), n, out) : 0;
-}
-int CurrentTimeInt64(sqlite3_vfs* v, sqlite3_int64* out) {
-  return Root(v)->xCurrentTimeInt64(Root(v), out);
-}
-
 }  // namespace
 
 const char* VfsName() {
@@ -349,25 +309,8 @@ const char* VfsName() {
   static sqlite3_vfs vfs{};
   static std::once_flag once;
   std::call_once(once, [] {
-    sqlite3_vfs* root = sqlite3_vfs_find(nullptr);
-    vfs.iVersion = 2;
-    vfs.szOsFile = static_cast<int>(sizeof(CipherFile)) + root->szOsFile;
-    vfs.mxPathname = root->mxPathname;
-    vfs.zName = kName;
-    vfs.pAppData = root;
+    StackVfs(vfs, sqlite3_vfs_find(nullptr), kName, static_cast<int>(sizeof(CipherFile)));
     vfs.xOpen = Open;
-    vfs.xDelete = Delete;
-    vfs.xAccess = Access;
-    vfs.xFullPathname = FullPathname;
-    vfs.xDlOpen = DlOpen;
-    vfs.xDlError = DlError;
-    vfs.xDlSym = DlSym;
-    vfs.xDlClose = DlClose;
-    vfs.xRandomness = Randomness;
-    vfs.xSleep = Sleep;
-    vfs.xCurrentTime = CurrentTime;
-    vfs.xGetLastError = GetLastError;
-    vfs.xCurrentTimeInt64 = CurrentTimeInt64;
     sqlite3_vfs_register(&vfs, 0);
   });
   return kName;

@@ -10,6 +10,7 @@ zmdb_sources(
   ${CMAKE_CURRENT_LIST_DIR}/backend.cpp
   ${CMAKE_CURRENT_LIST_DIR}/cipher.cpp
   ${CMAKE_CURRENT_LIST_DIR}/cipher_vfs.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/vfs_layer.cpp
   ${CMAKE_CURRENT_LIST_DIR}/bulk_copy.cpp
   ${CMAKE_CURRENT_LIST_DIR}/sysprops.cpp
   ${CMAKE_CURRENT_LIST_DIR}/rebuild.cpp
