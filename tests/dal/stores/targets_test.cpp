@@ -147,7 +147,7 @@ std::vector<int> Bytes(const Variant& v) {
                                        << ", read back " << (got.IsNull() ? "Null" : rt::CStr(got));
 }
 
-TEST_P(TargetTest, EveryJetTypeReadsBackAsWritten) {
+TEST_P(TargetTest, EveryJetTypeReadsBackAsWrittenWithItsType) {
   Copy(*Writer("Output"));
   auto target = Connect();
   const auto want = Rows(source_, "SELECT * FROM Every ORDER BY ID");
@@ -160,42 +160,38 @@ TEST_P(TargetTest, EveryJetTypeReadsBackAsWritten) {
       EXPECT_TRUE(Alike(want[r][c], got[r][c])) << "row " << r + 1 << ", " << names[c].name;
     }
   }
-}
-
-// The file store makes exactly the source's Jet types; a server its own.
-TEST_P(TargetTest, ColumnTypesFollowTheSource) {
-  Copy(*Writer("Output"));
-  auto target = Connect();
+  // The file store makes exactly the source's Jet types; a server its own.
   if (store() == Store::File) {
-    const auto want = source_->Execute("SELECT * FROM Every", nullptr, -1, 3)->columns();
-    const auto got = target->Execute("SELECT * FROM Output", nullptr, -1, 3)->columns();
-    ASSERT_EQ(got.size(), want.size());
-    for (std::size_t i = 0; i < want.size(); ++i) {
-      EXPECT_EQ(got[i].name, want[i].name);
-      EXPECT_EQ(got[i].adoType, want[i].adoType) << want[i].name;
-      EXPECT_EQ(got[i].definedSize, want[i].definedSize) << want[i].name;
-      EXPECT_EQ(got[i].precision, want[i].precision) << want[i].name;
-      EXPECT_EQ(got[i].scale, want[i].scale) << want[i].name;
+    const auto from = source_->Execute("SELECT * FROM Every", nullptr, -1, 3)->columns();
+    const auto to = target->Execute("SELECT * FROM Output", nullptr, -1, 3)->columns();
+    ASSERT_EQ(to.size(), from.size());
+    for (std::size_t i = 0; i < from.size(); ++i) {
+      EXPECT_EQ(to[i].name, from[i].name);
+      EXPECT_EQ(to[i].adoType, from[i].adoType) << from[i].name;
+      EXPECT_EQ(to[i].definedSize, from[i].definedSize) << from[i].name;
+      EXPECT_EQ(to[i].precision, from[i].precision) << from[i].name;
+      EXPECT_EQ(to[i].scale, from[i].scale) << from[i].name;
     }
   } else if (store() == Store::Postgres) {
     const auto types = Rows(target,
                             "SELECT column_name, data_type, character_maximum_length, "
                             "numeric_precision, numeric_scale FROM information_schema.columns "
                             "WHERE table_name = 'output' ORDER BY ordinal_position");
-    const std::vector<std::string> want = {"id integer",         "name character varying 50",
-                                           "small smallint",     "tiny smallint",
-                                           "price numeric 19 4", "ratio double precision",
-                                           "part real",          "amount numeric 18 3",
-                                           "flag boolean",       "made timestamp without time zone",
-                                           "note text",          "bytes bytea"};
-    ASSERT_EQ(types.size(), want.size());
-    for (std::size_t i = 0; i < want.size(); ++i) {
+    const std::vector<std::string> expected = {
+        "id integer",         "name character varying 50",
+        "small smallint",     "tiny smallint",
+        "price numeric 19 4", "ratio double precision",
+        "part real",          "amount numeric 18 3",
+        "flag boolean",       "made timestamp without time zone",
+        "note text",          "bytes bytea"};
+    ASSERT_EQ(types.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
       std::string text = rt::CStr(types[i][0]) + " " + rt::CStr(types[i][1]);
       if (!types[i][2].IsNull()) text += " " + rt::CStr(types[i][2]);
       if (rt::CStr(types[i][1]) == "numeric") {
         text += " " + rt::CStr(types[i][3]) + " " + rt::CStr(types[i][4]);
       }
-      EXPECT_EQ(text, want[i]);
+      EXPECT_EQ(text, expected[i]);
     }
   }
 }
@@ -266,24 +262,18 @@ TEST(TargetFields, FromAdoColumns) {
   };
   const Case cases[] = {
       {{"a", 202, 50, 0, 0}, dbText, 50, 0, 0},
-      {{"a", 202, 255, 0, 0}, dbText, 255, 0, 0},
       {{"a", 202, 256, 0, 0}, dbMemo, 0, 0, 0},
       {{"a", 129, 0, 0, 0}, dbMemo, 0, 0, 0},  // text of no known size
-      {{"a", 203, 536870910, 0, 0}, dbMemo, 0, 0, 0},
-      {{"a", 11, 2, 0, 0}, dbBoolean, 0, 0, 0},
       {{"a", 17, 1, 3, 0}, dbByte, 0, 0, 0},
       {{"a", 16, 1, 3, 0}, dbInteger, 0, 0, 0},  // a signed byte does not fit Byte
       {{"a", 18, 2, 5, 0}, dbLong, 0, 0, 0},
-      {{"a", 3, 4, 10, 0}, dbLong, 0, 0, 0},
       {{"a", 19, 4, 10, 0}, dbBigInt, 0, 0, 0},
       {{"a", 21, 8, 20, 0}, dbDecimal, 0, 20, 0},
       {{"a", 6, 8, 19, 4}, dbCurrency, 0, 0, 0},
       {{"a", 131, 19, 18, 3}, dbDecimal, 0, 18, 3},
       {{"a", 14, 19, 38, 40}, dbDecimal, 0, 28, 28},  // beyond what every target takes
       {{"a", 131, 0, 0, 0}, dbDecimal, 0, 0, 0},
-      {{"a", 135, 16, 0, 0}, dbDate, 0, 0, 0},
       {{"a", 134, 8, 0, 0}, dbDate, 0, 0, 0},
-      {{"a", 72, 16, 0, 0}, dbGUID, 0, 0, 0},
       {{"a", 204, 16, 0, 0}, dbBinary, 16, 0, 0},
       {{"a", 204, 8000, 0, 0}, dbLongBinary, 0, 0, 0},
       {{"a", 12, 0, 0, 0}, dbMemo, 0, 0, 0},  // an expression of no declared type
