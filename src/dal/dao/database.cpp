@@ -1,13 +1,17 @@
 // Database, QueryDef and Relation of the DAO-style model (dao.h).
 #include <filesystem>
+#include <optional>
 
 #include "foreign_p.h"
 #include "zmdb/dal/ado.h"
+#include "zmdb/dal/connstr.h"
 #include "zmdb/dal/dao/dao.h"
 #include "zmdb/dal/engine_errors.h"
 #include "zmdb/dal/router.h"
 #include "zmdb/dal/store_registry.h"
 #include "zmdb/runtime/convert.h"
+#include "zmdb/runtime/host.h"
+#include "zmdb/runtime/text.h"
 
 namespace zmdb::dal::dao {
 
@@ -59,6 +63,16 @@ void RefuseBadFileName(std::string_view name) {
             true);
 }
 
+// Whether an ODBC connection string names a data source (a DSN, a file DSN
+// or a driver); one that names none ("ODBC;" alone) is completed by asking.
+bool NamesDataSource(std::string_view odbc) {
+  for (const auto& [key, value] : ParseConnectionPairs(odbc)) {
+    const std::string k = rt::AsciiUpper(TrimBlanks(key));
+    if ((k == "DSN" || k == "FILEDSN" || k == "DRIVER") && !TrimBlanks(value).empty()) return true;
+  }
+  return false;
+}
+
 // A property of the CreateProperty form: name, type, value.
 rt::ObjectRef NewProperty(const std::vector<Variant>& args) {
   const Variant& v = rt::ArgAt(args, 2);
@@ -74,12 +88,21 @@ std::shared_ptr<Database> Database::Open(const OpenArgs& args) {
   if (rt::StartsWithNoCase(args.connect, "ODBC;")) {
     // A server database, described by the connect string alone: the rest of
     // it ("DRIVER=...;..." or "DSN=...;...") is the ODBC connection string.
-    const Route route = RouteConnection(std::string_view(args.connect).substr(5));
+    // Without a data source in it the host asks the user for one.
+    std::string odbc = args.connect.substr(5);
+    std::string connect = args.connect;
+    if (!NamesDataSource(odbc)) {
+      std::optional<std::string> answer = rt::CurrentHost().PromptDataSource();
+      if (!answer) rt::RaiseStandard(rt::err::kCanceledByUser);
+      odbc = rt::StartsWithNoCase(*answer, "ODBC;") ? answer->substr(5) : *answer;
+      connect = "ODBC;" + odbc;
+    }
+    const Route route = RouteConnection(odbc);
     if (route.kind != StoreKind::Server) rt::RaiseStandard(rt::err::kInstallableIsam);
     StoreOptions options;
     options.readOnly = args.readOnly;
     auto core = std::make_shared<DbCore>(OpenStore(route, options));
-    return std::shared_ptr<Database>(new Database(core, args.name, args.connect, args.readOnly));
+    return std::shared_ptr<Database>(new Database(core, args.name, connect, args.readOnly));
   }
   if (const auto driver = DriverOfConnect(args.connect)) {
     // "dBase IV;", "Excel 5.0;" ...: a folder or workbook of another format.
