@@ -76,24 +76,35 @@ TEST_F(ExportTargetsTest, AccessAlwaysWritesOutputWithTheSourceIndexes) {
 }
 
 TEST_F(ExportTargetsTest, TableExistsQuestionOkReplacesAndCancelKeeps) {
-  ASSERT_TRUE(Export("SELECT * FROM Staff", Out("twice.mdb"), 0));
+  // A dBase table in a folder and a database file's table Output.
+  const std::vector<std::pair<std::int32_t, std::string>> targets{{1, Out("twice.dbf")},
+                                                                  {0, Out("twice.mdb")}};
+  auto rows = [&](std::int32_t type, const std::string& file) {
+    if (type == 0) return RowsIn(file, "Output");
+    const auto lines = Reader::RunPython(
+        "import sys, dbfread\nprint(len(list(dbfread.DBF(sys.argv[1]))))", {file});
+    return lines.size() == 1 ? std::stoi(lines[0]) : -1;
+  };
   struct Case {
     int answer;
     bool result;
-    std::int32_t rows;  // in Output afterwards
+    std::int32_t rows;  // in the target afterwards
   };
-  for (const Case& c : {Case{rt::mb::kCancel, false, 3}, Case{rt::mb::kOK, true, 1}}) {
-    SCOPED_TRACE(c.answer);
-    host_->ClearRecord();
-    host_->ScriptAnswers({c.answer});
-    obj_->dbClearError();
-    EXPECT_EQ(Export("SELECT * FROM Staff WHERE ID = 3", Out("twice.mdb"), 0), c.result);
-    ASSERT_EQ(host_->shown().size(), 1u);
-    EXPECT_EQ(host_->shown()[0].prompt, "该表已存在,是否删除?");
-    EXPECT_EQ(host_->shown()[0].buttons, 289);
-    EXPECT_EQ(obj_->dbGetLastError().Number, c.result ? 0 : rt::err::kTableExists);
-    EXPECT_EQ(RowsIn(Out("twice.mdb"), "Output"), c.rows);
-    EXPECT_EQ(host_->pointerHistory().back(), rt::kPointerDefault);
+  for (const auto& [type, file] : targets) {
+    ASSERT_TRUE(Export("SELECT * FROM Staff", file, type)) << obj_->dbGetLastError().Description;
+    for (const Case& c : {Case{rt::mb::kCancel, false, 3}, Case{rt::mb::kOK, true, 1}}) {
+      SCOPED_TRACE(file + " answered " + std::to_string(c.answer));
+      host_->ClearRecord();
+      host_->ScriptAnswers({c.answer});
+      obj_->dbClearError();
+      EXPECT_EQ(Export("SELECT * FROM Staff WHERE ID = 3", file, type), c.result);
+      ASSERT_EQ(host_->shown().size(), 1u);
+      EXPECT_EQ(host_->shown()[0].prompt, "该表已存在,是否删除?");
+      EXPECT_EQ(host_->shown()[0].buttons, 289);
+      EXPECT_EQ(obj_->dbGetLastError().Number, c.result ? 0 : rt::err::kTableExists);
+      EXPECT_EQ(rows(type, file), c.rows);
+      EXPECT_EQ(host_->pointerHistory().back(), rt::kPointerDefault);
+    }
   }
 }
 
