@@ -121,6 +121,24 @@ TEST_F(ExportTargetsTest, TextThroughBothDialogs) {
   EXPECT_EQ(lines[0], "[['ID', 'Name'], ['3', 'Li'], ['9', 'Zhao'], ['57', 'Wang']]");
 }
 
+// The source's password travels from the connection to the data engine.
+TEST_F(ExportTargetsTest, EncryptedSource) {
+  const std::string locked = (dir_ / "locked.mdb").string();
+  dal::dao::Database::Create(locked, ";pwd=secret")->Close();
+  auto cn = dal::Connection::Create();
+  cn->Open("PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + locked +
+           ";Jet OLEDB:Database Password=secret;");
+  cn->Execute("CREATE TABLE T (ID INTEGER)");
+  cn->Execute("INSERT INTO T VALUES (7)");
+  ASSERT_TRUE(obj_->dbExport("SELECT * FROM T", Variant(rt::ObjectRef(cn)), Out("t.txt"), true,
+                             true, 12))
+      << obj_->dbGetLastError().Description;
+  const auto lines = Reader::RunPython(
+      "import sys, csv\nprint([r for r in csv.reader(open(sys.argv[1]))])", {Out("t.txt")});
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0], "[['ID'], ['7']]");
+}
+
 TEST_F(ExportTargetsTest, CancelledDataSourcePromptGivesFalse) {
   host_->ScriptDialogs({{DialogScript::Kind::Choose, 13, {}}, {DialogScript::Kind::Cancel, 0, {}}});
   EXPECT_FALSE(obj_->dbExport("SELECT * FROM Staff", conn()));
