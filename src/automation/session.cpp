@@ -3,6 +3,7 @@
 #include "zmdb/automation/objects.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/recordset.h"
+#include "zmdb/dal/router.h"
 #include "zmdb/frame/methods.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/error.h"
@@ -165,6 +166,62 @@ std::vector<rt::Variant> PositionalArgs(const Json& request, const HandleTable& 
   return args;
 }
 
+// The scripted answers of a request's "dialogs", in the order the dialogs
+// will come: {"choose": n}, {"file": "path"}, {"odbc": "DRIVER=..."}, {"cancel": true}.
+std::vector<rt::DialogScript> DialogScripts(const Json& given) {
+  using Kind = rt::DialogScript::Kind;
+  if (!given.is_array()) Malformed("\"dialogs\" must be an array");
+  std::vector<rt::DialogScript> scripts;
+  for (const Json& answer : given) {
+    if (!answer.is_object() || answer.size() != 1) {
+      Malformed(
+          "a dialog answer is one of {\"choose\": n}, {\"file\": \"path\"}, "
+          "{\"odbc\": \"...\"}, {\"cancel\": true}");
+    }
+    if (answer.contains("choose")) {
+      scripts.push_back({Kind::Choose, LongFromJson(answer.at("choose")), {}});
+    } else if (answer.contains("file")) {
+      scripts.push_back({Kind::File, 0, answer.at("file").get<std::string>()});
+    } else if (answer.contains("odbc")) {
+      scripts.push_back({Kind::DataSource, 0, answer.at("odbc").get<std::string>()});
+    } else if (answer.contains("cancel")) {
+      scripts.push_back({Kind::Cancel, 0, {}});
+    } else {
+      Malformed("unknown dialog answer " + answer.dump());
+    }
+  }
+  return scripts;
+}
+
+// A dialog the host showed, as a response lists it; "answer" is null for a cancel.
+Json DialogJson(const rt::ShownDialog& d) {
+  Json j = Json::object();
+  j["kind"] = d.kind;
+  if (d.kind == "DataType") {
+    j["list"] = d.type.items;
+    j["default"] = d.type.listIndex;
+    Json captions = Json::object();
+    captions["cmdOK"] = d.type.okCaption;
+    captions["cmdCancel"] = d.type.cancelCaption;
+    j["captions"] = std::move(captions);
+    j["answer"] = d.cancelled ? Json(nullptr) : Json(d.choice);
+    return j;
+  }
+  if (d.kind == "File") {
+    j["title"] = d.file.title;
+    j["filter"] = d.file.filter;
+    j["flags"] = d.file.flags;
+    j["defaultExt"] = d.file.defaultExt;
+    j["filterIndex"] = d.file.filterIndex;
+    j["fileName"] = d.file.fileName;
+    j["cancelError"] = d.file.cancelError;
+  }
+  // The data source's connection string may hold a password.
+  const std::string answer = d.kind == "File" ? d.answer : dal::RedactPasswords(d.answer);
+  j["answer"] = d.cancelled ? Json(nullptr) : Json(answer);
+  return j;
+}
+
 }  // namespace
 
 Session::Session() : host_(std::make_shared<rt::HeadlessHost>()), scope_(host_) {
@@ -224,6 +281,8 @@ Json Session::Handle(const Json& request) {
     } else {
       host_->ScriptAnswers({});
     }
+    host_->ScriptDialogs(request.contains("dialogs") ? DialogScripts(request.at("dialogs"))
+                                                     : std::vector<rt::DialogScript>{});
     if (request.contains("call")) {
       response["result"] = Call(request, response);
     } else if (request.contains("get")) {
@@ -260,6 +319,9 @@ Json Session::Handle(const Json& request) {
                          {"answer", box.answer}});
   }
   response["shown"] = std::move(shown);
+  Json dialogs = Json::array();
+  for (const rt::ShownDialog& dialog : host_->dialogs()) dialogs.push_back(DialogJson(dialog));
+  response["dialogs"] = std::move(dialogs);
   response["pointer"] = host_->pointerHistory();
   // "raised" last, so the ordinary members keep their places.
   if (response.contains("raised")) {

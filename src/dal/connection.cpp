@@ -153,6 +153,19 @@ void Connection::Fail(const rt::PlatformError& e) {
   }
 }
 
+namespace {
+// "Extended Properties" as the provider shows it: a server's ODBC connection
+// string; for a file database the text given under that key, else its
+// password as "PWD=..." (empty without one).
+std::string ExtendedProperties(const Route& route) {
+  if (route.kind == StoreKind::Server) return route.odbc;
+  if (const auto it = route.keys.find("EXTENDED PROPERTIES"); it != route.keys.end()) {
+    return it->second;
+  }
+  return route.password.empty() ? std::string() : "PWD=" + route.password;
+}
+}  // namespace
+
 // See connection.h. The Properties are filled anew from the route.
 void Connection::Open(const std::string& connectionString, const std::string&, const std::string&,
                       int) {
@@ -166,7 +179,7 @@ void Connection::Open(const std::string& connectionString, const std::string&, c
     if (provider_.empty() || !route.provider.empty()) provider_ = route.provider;
     properties_->Clear();
     properties_->Put("Data Source", Variant(route.dataSource));
-    properties_->Put("Extended Properties", Variant(std::string()));
+    properties_->Put("Extended Properties", Variant(ExtendedProperties(route)));
     properties_->Put("Provider Name", Variant(provider_));
     properties_->Put("DBMS Name", Variant(backend_->DbmsName()));
     return 0;

@@ -156,9 +156,7 @@ constexpr Home kQueries{"schema", "src/schema/queries.cpp"};
 constexpr Home kListings{"schema", "src/schema/listings.cpp"};
 constexpr Home kStructure{"schema", "src/schema/structure.cpp"};
 constexpr Home kForms{"ui", "src/ui/forms.cpp"};
-// Not built yet.
-constexpr Home kExport{"files", "src/files/export.cpp",
-                       "the foreign-format writers and the export-type dialog"};
+constexpr Home kExport{"files", "src/files/export.cpp"};
 
 MethodSpec M(const Home& home, int place, std::string_view name, ArgType result, GuardKind guard,
              std::vector<ArgSpec> args, Invoker invoke = {}) {
@@ -432,7 +430,8 @@ std::vector<MethodSpec> BuildTable() {
   t.push_back(
       M(kExport, 79, "dbExport", Boolean, G::OwnHandler,
         {Ref("fsSQL", String), Ref("Conn", Variant), Opt("fsDefaultFile", String),
-         Opt("fbNoFiledlg", Boolean), Opt("fbNoTypeSelect", Boolean), Opt("fsDefType", Long)}));
+         Opt("fbNoFiledlg", Boolean), Opt("fbNoTypeSelect", Boolean), Opt("fsDefType", Long)},
+        Bind(&C::dbExport)));
   t.push_back(M(kTypes, 80, "dbGetFldTypeDesc", String, G::Unguarded,
                 {In("iType", Long), Opt("bIsADO", Boolean, B(true))}, Bind(&C::dbGetFldTypeDesc)));
   t.push_back(M(kTypes, 81, "dbAdo2DaoType", Long, G::Unguarded, {Ref("flType", Long)},

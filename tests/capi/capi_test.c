@@ -326,11 +326,6 @@ static void test_errors(void) {
   bad[0] = v_text("x");
   CHECK(zmdb_call(c, "dbGetLastError", bad, 1, &out, after) == 450);
   CHECK(zmdb_call_dispid(c, 0x60030001L, NULL, 0, &out, NULL) == 438);
-  /* A method whose subsystem is not built says what it waits for. */
-  after[0] = v_text("SELECT 1");
-  after[1] = v_object(NULL);
-  CHECK(zmdb_call(c, "dbExport", after, 2, &out, NULL) == 438);
-  CHECK(strstr(zmdb_error_description(), "not available yet") != NULL);
   /* Unguarded methods let a conversion error out as a failed call. */
   bad[0] = v_text("not a flag");
   CHECK(zmdb_call(c, "dbSetDebug", bad, 1, &out, NULL) == 13);

@@ -25,6 +25,8 @@ void AddCatalogueCommands(CLI::App& app, Commands& commands);
 void AddQueryCommand(CLI::App& app, Commands& commands);
 // backup, restore: a table or query to and from a text backup file.
 void AddBackupCommands(CLI::App& app, Commands& commands);
+// export: a query's rows into another database or file format.
+void AddExportCommand(CLI::App& app, Commands& commands);
 
 // Runs a command for people: success is exit code 0; any failure (a
 // CommandError, an error of the library) is one line "zmdb NAME: why" on

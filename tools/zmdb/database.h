@@ -37,6 +37,8 @@ class Database {
   Database& operator=(const Database&) = delete;
 
   clsZMDBFunc& component() { return *component_; }
+  // The quiet host the component shows its boxes and dialogs on.
+  rt::HeadlessHost& host() { return *host_; }
   // The database file when DB named one ("" for a connection string).
   const std::string& filePath() const { return filePath_; }
   const rt::Variant& connection() const { return connection_; }

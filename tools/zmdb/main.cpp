@@ -2,6 +2,7 @@
 //   zmdb session | call ...            the automation interface (JSON)
 //   zmdb tables | schema | query ...   a database's catalogue and rows, for people
 //   zmdb backup | restore ...          a table or query to and from a text backup file
+//   zmdb export ...                    a query's rows into another database or file format
 #include <iostream>
 
 #include "commands.h"
@@ -16,6 +17,7 @@ int main(int argc, char** argv) {
   AddCatalogueCommands(app, commands);
   AddQueryCommand(app, commands);
   AddBackupCommands(app, commands);
+  AddExportCommand(app, commands);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {

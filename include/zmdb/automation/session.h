@@ -17,8 +17,14 @@
 //   {"set": "Filter", "on": {"handle": "h2"}, "value": "ID > 1", "args": []}   script reaches
 //   {"invoke": "MoveNext", "on": {"handle": "h2"}, "args": []}   any object; args by position
 //   {"new": "Parameter", "args": {"Name": "@id", "Type": 3, "Direction": 1, "Size": 4, "Value": 7}}
-// Response: {"result", "byref", "lastError", "shown", "pointer"} and "raised"
-// when the call itself failed or the request was malformed.
+// Any request may carry "dialogs": scripted answers for the dialogs it shows,
+// in order: [{"choose": 2}, {"file": "/path"}, {"odbc": "DRIVER=..."}, {"cancel": true}].
+// Response: {"result", "byref", "lastError", "shown", "dialogs", "pointer"}
+// and "raised" when the call itself failed or the request was malformed.
+// "dialogs" lists each dialog shown: {"kind": "DataType", "list", "default",
+// "captions": {"cmdOK", "cmdCancel"}, "answer"}, {"kind": "File", "title",
+// "filter", "flags", "defaultExt", "filterIndex", "fileName", "cancelError",
+// "answer"} or {"kind": "DataSource", "answer"}; "answer" is null for a cancel.
 #pragma once
 
 #include <map>

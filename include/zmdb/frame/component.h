@@ -329,6 +329,16 @@ class clsZMDBFunc {
                                    const rt::Variant& Ctrl = rt::Variant::Missing(),
                                    const std::string& fsEncoding = "");
 
+  // ---- Export ----
+  // Copies the rows of fsSQL ("SELECT <fields> FROM ...") on the source
+  // connection Conn into a target of type fsDefType (a gnDataTypes value),
+  // picked in the export-type dialog unless fbNoTypeSelect, and the file
+  // fsDefaultFile, picked in a file dialog unless fbNoFiledlg. True only when
+  // the export ran; a cancelled dialog gives False.
+  bool dbExport(const std::string& fsSQL, const rt::Variant& Conn,
+                const std::string& fsDefaultFile = "", bool fbNoFiledlg = false,
+                bool fbNoTypeSelect = false, std::int32_t fsDefType = 0);
+
   // ---- The form inventory ----
   // The controls of a form description file, one "FormCtlInfo" record each
   // (Name, Class, Library, Parent, Index, Properties), from index 1, only

@@ -15,6 +15,7 @@ struct LibraryState {
   rt::ObjectRef workspace;        // the default workspace
   rt::ObjectRef defaultDatabase;  // the default database
   rt::ObjectRef exportDialog;     // the export-type dialog, created on first use
+  rt::ObjectRef exportWorkspace;  // the workspace exports open their databases in
   int selectedType = -1;          // the export type picked in the dialog
   std::string selectedTypeText;   // its list text
 };
