@@ -25,6 +25,8 @@ packages=(
   dpkg-dev
   # The Paradox writer's tests read its tables back with pxlib.
   pxlib-dev
+  # The fuzz preset: clang with libFuzzer and the sanitizer run times.
+  clang-14 libclang-rt-14-dev
 )
 
 missing=()
