@@ -3,6 +3,7 @@
 // (a README beside them is skipped) is read whole and handed over once. A
 // failed check or a crash ends the process, which fails the test; the name
 // of the input is printed first so that the failure says which one.
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -34,7 +35,14 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "%s\n", path.c_str());
     std::ifstream in(path, std::ios::binary);
     const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const auto start = std::chrono::steady_clock::now();
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+    // An input that takes long is worth a look (libFuzzer calls a second a
+    // hang by default); it does not fail the replay.
+    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(
+                        std::chrono::steady_clock::now() - start)
+                        .count();
+    if (ms >= 100) std::fprintf(stderr, "slow: %lld ms\n", static_cast<long long>(ms));
   }
   std::printf("%zu inputs replayed\n", inputs.size());
   return 0;
