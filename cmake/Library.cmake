@@ -35,6 +35,11 @@ target_link_libraries(zmdbfunc
 target_link_options(zmdbfunc PRIVATE
   -Wl,--version-script=${PROJECT_SOURCE_DIR}/src/exports.map -Wl,--no-undefined)
 target_compile_features(zmdbfunc INTERFACE cxx_std_20)
+# A fuzz build links only its targets: the sanitizers' run time is not linked
+# into shared libraries, so the library's own link would not resolve.
+if(ZMDB_FUZZ)
+  set_target_properties(zmdbfunc PROPERTIES EXCLUDE_FROM_ALL ON)
+endif()
 # Programs of this tree compile against their layer view (zmdb_layer_target)
 # and get the whole include tree only when they have none.
 target_include_directories(zmdbfunc INTERFACE

@@ -11,3 +11,9 @@ if(ZMDB_SANITIZE)
   target_compile_options(zmdb_options INTERFACE -fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(zmdb_options INTERFACE -fsanitize=address,undefined)
 endif()
+if(ZMDB_FUZZ)
+  # Coverage for libFuzzer in every layer; the targets add -fsanitize=fuzzer.
+  target_compile_options(zmdb_options INTERFACE
+    -fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(zmdb_options INTERFACE -fsanitize=address,undefined)
+endif()

@@ -31,6 +31,8 @@ packages=(
   gnumeric gdal-bin
   # The Qt Widgets host and the demo program (optional target, built when found).
   qt6-base-dev
+  # The fuzz preset: clang with libFuzzer and the sanitizer run times.
+  clang-14 libclang-rt-14-dev
 )
 if (($#)); then packages=("$@"); fi
 

@@ -77,7 +77,7 @@ rt::ObjectRef NewParameter(const NamedArgs& args) {
     const rt::Variant* v = Arg(args, name);
     create.push_back(v ? *v : rt::Variant::Missing());
   }
-  const rt::Variant command(rt::ObjectRef(dal::Command::Create()));
+  const rt::Variant command{rt::ObjectRef(dal::Command::Create())};
   return rt::CallMethod(command, "CreateParameter", std::move(create)).AsObject();
 }
 

@@ -140,7 +140,7 @@ bool clsZMDBFunc::dbExecProc(const rt::Variant& cn, const std::string& ProcName,
       "dbExecProc", false,
       [&](bool& result) {
         rt::SetMousePointer(rt::kPointerHourglass);
-        const Variant command(rt::ObjectRef(dal::Command::Create()));
+        const Variant command{rt::ObjectRef(dal::Command::Create())};
         rt::SetProp(command, "ActiveConnection", cn);
         rt::SetProp(command, "CommandType", Variant(std::int32_t{dal::ado::adCmdStoredProc}));
         rt::SetProp(command, "CommandText", Variant(ProcName));

@@ -199,21 +199,33 @@ std::string OdbcConnectionString(const Route& route, std::string_view dsnDriver)
   return out;
 }
 
+namespace {
+
+// A key as the password readers compare it: upper case, without its blanks
+// ("Jet OLEDB:Database Password =" and "P W D" are read as keys too).
+std::string PasswordKey(std::string_view key) {
+  std::string k = rt::AsciiUpper(key);
+  std::erase(k, ' ');
+  return k;
+}
+
+}  // namespace
+
 std::string FilePassword(std::string_view text) {
   std::string password;
   for (const auto& [key, value] : ParseConnectionPairs(text)) {
-    std::string k = rt::AsciiUpper(key);
-    std::erase(k, ' ');
+    const std::string k = PasswordKey(key);
     if (k == "JETOLEDB:DATABASEPASSWORD" || k == "PWD") password = value;
   }
   return password;
 }
 
+// Every key FilePassword reads is one this redacts: the same spelling rules.
 std::string RedactPasswords(std::string_view text) {
   std::string out;
   for (const auto& [key, value] : ParseConnectionPairs(text)) {
-    const std::string k = rt::AsciiUpper(key);
-    const bool secret = k == "PWD" || k == "PASSWORD" || k.ends_with("DATABASE PASSWORD");
+    const std::string k = PasswordKey(key);
+    const bool secret = k == "PWD" || k == "PASSWORD" || k.ends_with("DATABASEPASSWORD");
     out += key + "=" + (secret ? std::string("***") : value) + ";";
   }
   return out;

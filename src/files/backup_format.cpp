@@ -1,6 +1,11 @@
 // The recordset text backup file, as text.
 #include "zmdb/files/backup_format.h"
 
+#include <fmt/format.h>
+
+#include <cmath>
+#include <limits>
+
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/format.h"
 
@@ -9,6 +14,17 @@ namespace zmdb::files {
 namespace {
 
 constexpr std::int32_t kAdDate = 7;
+
+// The largest double whose fifteen-digit text reads back: above it the text
+// rounds past the largest double and no restore reads it (it overflows).
+constexpr double kLargestFifteenDigits = 1.79769313486231e308;
+
+// A double's text: the run time's fifteen significant digits, except for the
+// few largest doubles, which take all seventeen so that they read back.
+std::string DoubleText(double d) {
+  if (std::isfinite(d) && std::fabs(d) > kLargestFifteenDigits) return fmt::format("{:.16E}", d);
+  return rt::TextOf(rt::Variant(d));
+}
 
 }  // namespace
 
@@ -59,6 +75,8 @@ void AppendValueText(std::string& line, const rt::Variant& value, std::int32_t a
     line += rt::Format(value, dateFormat);
   } else if (value.IsString()) {
     line += value.AsString();
+  } else if (value.Type() == rt::VarType::Double) {
+    line += DoubleText(value.AsDouble());
   } else {
     line += rt::TextOf(value);
   }

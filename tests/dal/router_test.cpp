@@ -69,6 +69,21 @@ TEST(Router, FindsTheFilePasswordInEveryForm) {
   for (const auto& [text, password] : cases) EXPECT_EQ(FilePassword(text), password) << text;
 }
 
+// Redaction hides every password FilePassword would read, however its key is
+// spelt (blanks inside a key do not matter to the reader).
+TEST(Router, RedactsEveryPasswordTheReaderFinds) {
+  const std::pair<const char*, const char*> cases[] = {
+      {" P W D = s", "P W D=***;"},
+      {"Jet OLEDB:Database  Password=s", "Jet OLEDB:Database  Password=***;"},
+      {"JetOLEDB:DatabasePassword=s;pwd=t", "JetOLEDB:DatabasePassword=***;pwd=***;"},
+      {"Data Source=a;Pass word=s", "Data Source=a;Pass word=***;"},
+  };
+  for (const auto& [text, redacted] : cases) {
+    EXPECT_EQ(RedactPasswords(text), redacted) << text;
+    EXPECT_EQ(FilePassword(RedactPasswords(text)), FilePassword(text).empty() ? "" : "***");
+  }
+}
+
 // The description of what `f` raises; "" when it raises nothing.
 std::string Refusal(const std::function<void()>& f) {
   try {

@@ -7,10 +7,12 @@
 
 #include <filesystem>
 #include <fstream>
+#include <limits>
 
 #include "raised.h"
 #include "temp_folder.h"
 #include "zmdb/files/file_table.h"
+#include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/datetime.h"
 #include "zmdb/runtime/errors.h"
 
@@ -67,6 +69,11 @@ TEST(BackupText, ValueTexts) {
       {Variant(std::int32_t{-42}), 3, "", "-42"},
       {Variant(1.5), 5, "yyyy", "1.5"},
       {Variant(1e20), 5, "", "1E+20"},
+      // Fifteen digits would round the largest doubles past the largest one,
+      // a text no restore reads: those are written with all their digits.
+      {Variant(1.79769313486231e308), 5, "", "1.79769313486231E+308"},
+      {Variant(std::numeric_limits<double>::max()), 5, "", "1.7976931348623157E+308"},
+      {Variant(-std::numeric_limits<double>::max()), 5, "", "-1.7976931348623157E+308"},
       {Variant(rt::Currency{125000}), 6, "", "12.5"},
       {Variant(true), 11, "", "True"},
       {Variant(false), 11, "", "False"},
@@ -83,6 +90,9 @@ TEST(BackupText, ValueTexts) {
     std::string line = "x,";
     AppendValueText(line, c.value, c.type, c.format);
     EXPECT_EQ(line, "x," + std::string(c.text)) << c.type << " " << c.format;
+    if (c.type == 5) {
+      EXPECT_EQ(rt::CDbl(Variant(std::string(c.text))), c.value.AsDouble());
+    }
   }
 }
 

@@ -182,8 +182,8 @@ std::vector<std::pair<std::string, std::string>> FileSchemaStore::DropBrokenView
 void FileSchemaStore::MakeViews(const std::vector<std::pair<std::string, std::string>>& views) {
   const auto rows = props_.Rows(kQueryRow);
   for (const auto& [name, sql] : views) {
-    const auto text = std::find_if(rows.begin(), rows.end(), [&](const SysRow& row) {
-      return row.name == "~SQL" && rt::NameEquals(row.owner, name);
+    const auto text = std::find_if(rows.begin(), rows.end(), [&view = name](const SysRow& row) {
+      return row.name == "~SQL" && rt::NameEquals(row.owner, view);
     });
     b_.ExecuteNative(text == rows.end() ? sql : ViewSql(name, rt::TextOf(text->value)), {});
   }
