@@ -23,6 +23,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 rm -f docs/qt_demo_*.png
 # The demo saves the pictures itself (QWidget::grab) and quits when done.
-XDG_RUNTIME_DIR="$work" xvfb-run -a -s "-screen 0 1280x800x24" \
-  env QT_QPA_PLATFORM=xcb timeout 120 "$demo" "$work/sample.mdb" --grab "$root/docs"
+# From the sample's folder, so the file dialog opens there.
+(cd "$work" && XDG_RUNTIME_DIR="$work" xvfb-run -a -s "-screen 0 1280x800x24" \
+  env QT_QPA_PLATFORM=xcb timeout 120 "$demo" "$work/sample.mdb" --grab "$root/docs")
 ls -l docs/qt_demo_*.png

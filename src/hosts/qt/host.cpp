@@ -165,6 +165,10 @@ int QtHost::ChooseDataType(const rt::TypeDialogView& view) {
   dialog->setWindowTitle(Q(rt::AppTitle()));
   list->clear();
   for (const std::string& item : view.items) list->addItem(Q(item));
+  // Tall enough to show every type without scrolling.
+  if (list->count() > 0) {
+    list->setMinimumHeight(list->sizeHintForRow(0) * list->count() + 2 * list->frameWidth());
+  }
   const bool inList = view.listIndex >= 0 && view.listIndex < list->count();
   list->setCurrentRow(inList ? view.listIndex : -1);
   // A list view taking the focus makes its first row current when none is;
