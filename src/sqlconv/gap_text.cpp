@@ -65,13 +65,14 @@ bool GapText::QuoteOpenAt(std::size_t pos) const {
 }
 
 std::size_t GapText::FindUnquotedChar(char c, std::size_t from) const {
-  return Find(std::string_view(&c, 1), from, size(), true);
+  return Find(std::string_view(&c, 1), from, size(), Scope::kOutside);
 }
 
-// An unquoted search remembers the quote state where it stopped.
+// A search within literals or outside them remembers the quote state where it
+// stopped.
 std::size_t GapText::Find(std::string_view needle, std::size_t from, std::size_t to,
-                          bool unquoted) const {
-  if (!unquoted) {
+                          Scope scope) const {
+  if (scope == Scope::kAnywhere) {
     if (to >= size()) return FindAnywhere(needle, std::min(from, size()));
     for (std::size_t i = from; i < to; ++i) {
       if (MatchesAt(i, needle)) {
@@ -82,6 +83,7 @@ std::size_t GapText::Find(std::string_view needle, std::size_t from, std::size_t
     work_ += to > from ? to - from : 0;
     return npos;
   }
+  const bool inside = scope == Scope::kInside;
   bool open = QuoteOpenAt(std::min(from, size()));
   std::size_t i = from;
   std::size_t hit = npos;
@@ -89,7 +91,7 @@ std::size_t GapText::Find(std::string_view needle, std::size_t from, std::size_t
     const char ch = At(i);
     if (ch == '\'') {
       open = !open;
-    } else if (!open && ch == needle.front() && MatchesAt(i, needle)) {
+    } else if (open == inside && ch == needle.front() && MatchesAt(i, needle)) {
       hit = i;
       break;
     }

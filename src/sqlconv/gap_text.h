@@ -13,6 +13,8 @@
 #include <string>
 #include <string_view>
 
+#include "text_scope.h"
+
 namespace zmdb::sqlconv {
 
 class GapText {
@@ -25,6 +27,9 @@ class GapText {
 
   // Number of characters held.
   std::size_t size() const { return buf_.size() - GapLen(); }
+
+  // The work (characters moved or scanned) done so far.
+  std::size_t work() const { return work_; }
 
   // Whether the work done so far exceeds the budget.
   bool OverBudget() const { return work_ > budget_; }
@@ -42,9 +47,9 @@ class GapText {
   // outside quoted literals, or npos.
   std::size_t FindUnquotedChar(char c, std::size_t from) const;
 
-  // Index of the first `needle` (outside literals when `unquoted`; then it
-  // holds no quote) that starts in [from, to), or npos. It may end past `to`.
-  std::size_t Find(std::string_view needle, std::size_t from, std::size_t to, bool unquoted) const;
+  // Index of the first `needle` within `scope` that starts in [from, to), or
+  // npos. It may end past `to`.
+  std::size_t Find(std::string_view needle, std::size_t from, std::size_t to, Scope scope) const;
 
   // Number of quotes among the `len` characters from `pos`.
   std::size_t QuotesIn(std::size_t pos, std::size_t len) const;

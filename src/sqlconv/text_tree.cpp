@@ -152,6 +152,7 @@ std::string TextTree::Substr(std::size_t pos, std::size_t len) const {
   const std::size_t end = pos + std::min(len, size() - std::min(pos, size()));
   out.reserve(end - std::min(pos, end));
   Collect(root_, 0, pos, end, out);
+  work_ += out.size();
   return out;
 }
 
@@ -247,16 +248,19 @@ std::size_t TextTree::FindUnquotedChar(char c, std::size_t from) const {
 // Searches windows that double in length, so the cost follows the distance to
 // the hit rather than the length of the text.
 std::size_t TextTree::Find(std::string_view needle, std::size_t from, std::size_t to,
-                           bool unquoted) const {
+                           Scope scope) const {
   to = std::min(to, size());
-  bool open = unquoted && QuoteOpenAt(std::min(from, size()));
+  // `open` stays false for a search anywhere, which then matches everywhere.
+  const bool any = scope == Scope::kAnywhere;
+  const bool inside = scope == Scope::kInside;
+  bool open = !any && QuoteOpenAt(std::min(from, size()));
   for (std::size_t window = 256; from < to; window *= 2) {
     const std::size_t stop = std::min(to, from + window);
     const std::string text = Substr(from, stop - from + needle.size() - 1);
     for (std::size_t i = 0; i < stop - from; ++i) {
       if (text[i] == '\'') {
-        open = unquoted && !open;
-      } else if (!open && text.compare(i, needle.size(), needle) == 0) {
+        open = !any && !open;
+      } else if (open == inside && text.compare(i, needle.size(), needle) == 0) {
         return from + i;
       }
     }

@@ -15,6 +15,8 @@
 #include <string_view>
 #include <vector>
 
+#include "text_scope.h"
+
 namespace zmdb::sqlconv {
 
 class TextTree {
@@ -25,6 +27,10 @@ class TextTree {
 
   // Number of characters held.
   std::size_t size() const { return Size(root_); }
+
+  // Characters copied out by Substr so far, which Find uses for the windows it
+  // scans; the other operations cost the tree's depth.
+  std::size_t work() const { return work_; }
 
   // The `len` characters from 0-based `pos`, clipped at the end.
   std::string Substr(std::size_t pos, std::size_t len) const;
@@ -43,9 +49,9 @@ class TextTree {
   // outside quoted literals, or npos.
   std::size_t FindUnquotedChar(char c, std::size_t from) const;
 
-  // Index of the first `needle` (outside literals when `unquoted`; then it
-  // holds no quote) that starts in [from, to), or npos. It may end past `to`.
-  std::size_t Find(std::string_view needle, std::size_t from, std::size_t to, bool unquoted) const;
+  // Index of the first `needle` within `scope` that starts in [from, to), or
+  // npos. It may end past `to`.
+  std::size_t Find(std::string_view needle, std::size_t from, std::size_t to, Scope scope) const;
 
   // Number of quotes among the `len` characters from `pos`.
   std::size_t QuotesIn(std::size_t pos, std::size_t len) const;
@@ -97,6 +103,7 @@ class TextTree {
   std::vector<int> free_;  // nodes no longer in the tree, for reuse
   int root_ = -1;
   std::uint32_t seed_ = 0x9E3779B9u;
+  mutable std::size_t work_ = 0;
 };
 
 }  // namespace zmdb::sqlconv

@@ -239,8 +239,11 @@ template <class Text>
 class PassLoop {
  public:
   // Takes the statement as the earlier rewrites left it, held in `text`.
-  PassLoop(std::size_t statement_size, Text text)
-      : max_size_(statement_size * kGrowthFactor + kGrowthAllowance), s_(std::move(text)) {}
+  // Adds what the passes cost to `cost`.
+  PassLoop(std::size_t statement_size, Text text, PassCost& cost)
+      : max_size_(statement_size * kGrowthFactor + kGrowthAllowance),
+        s_(std::move(text)),
+        cost_(cost) {}
 
   // Runs passes until one changes nothing and returns the statement. A pass
   // whose only finding is an IIF( without two commas and a ")" changes nothing,
@@ -249,22 +252,38 @@ class PassLoop {
   // error 7 when the statement outgrows max_size_. Gives nullopt when the text
   // reports that it has done more work than its budget allows.
   std::optional<std::string> Run() {
-    for (;;) {
-      if constexpr (requires { s_.OverBudget(); }) {
-        if (s_.OverBudget()) return std::nullopt;
+    try {
+      for (;;) {
+        Count();
+        if constexpr (requires { s_.OverBudget(); }) {
+          if (s_.OverBudget()) return std::nullopt;
+        }
+        ++cost_.passes;
+        const bool format_changed = FormatStep();
+        const bool iif_changed = IifStep();
+        if (!format_changed && !iif_changed) {
+          Count();
+          return s_.Str();
+        }
       }
-      const bool format_changed = FormatStep();
-      const bool iif_changed = IifStep();
-      if (!format_changed && !iif_changed) return s_.Str();
+    } catch (...) {
+      Count();
+      throw;
     }
   }
 
  private:
+  // Adds the text's work since the last call to cost_.
+  void Count() {
+    cost_.work += s_.work() - counted_;
+    counted_ = s_.work();
+  }
+
   // Rewrites the first FORMAT( into CONVERT(VARCHAR,expr,style) when its format
   // is in the style table, else into the zero-padding form. Returns whether it
   // found one.
   bool FormatStep() {
-    const std::size_t hit = First(format_, kFormat, false);
+    const std::size_t hit = First(format_, kFormat, Scope::kAnywhere);
     if (hit == std::string_view::npos) return false;
     const Pos p = static_cast<Pos>(hit) + 1;
     const Pos q = InStr(p, s_, ',');
@@ -317,7 +336,16 @@ class PassLoop {
   // starts at the first IIF( of the statement, which is an earlier one inside a
   // literal when there is one. Returns whether it rewrote anything.
   bool IifStep() {
-    const std::size_t hit = First(unquoted_iif_, kIif, true);
+    // With no IIF( anywhere there is none inside or outside literals; asking
+    // that first keeps the quote state out of statements without IIF(.
+    if (First(iif_, kIif, Scope::kAnywhere) == std::string_view::npos) {
+      unquoted_iif_ = quoted_iif_ = iif_;
+      return false;
+    }
+    // Knowing the first IIF( inside literals too lets a splice that flips the
+    // quote state after it swap the two instead of searching its tail again.
+    First(quoted_iif_, kIif, Scope::kInside);
+    const std::size_t hit = First(unquoted_iif_, kIif, Scope::kOutside);
     if (hit == std::string_view::npos) return false;
     const std::size_t c1 = s_.FindUnquotedChar(',', hit);
     if (c1 == Text::npos) return false;
@@ -325,7 +353,7 @@ class PassLoop {
     if (c2 == Text::npos) return false;
     const std::size_t c3 = s_.FindUnquotedChar(')', c2 + 1);
     if (c3 == Text::npos) return false;
-    const std::size_t first = First(iif_, kIif, false);  // at or before hit
+    const std::size_t first = First(iif_, kIif, Scope::kAnywhere);  // at or before hit
     // Condition, true part and false part stay where they are.
     Apply({{first, hit + kIif.size(), "(CASE WHEN "},
            {c1, c1 + 1, " THEN "},
@@ -355,11 +383,11 @@ class PassLoop {
     }
   }
 
-  // The 0-based index of the first `needle` (outside literals when `unquoted`),
-  // or npos; searches only when `known` does not already say.
-  std::size_t First(Known& known, std::string_view needle, bool unquoted) {
+  // The 0-based index of the first `needle` within `scope`, or npos; searches
+  // only when `known` does not already say.
+  std::size_t First(Known& known, std::string_view needle, Scope scope) {
     if (!known.exact) {
-      known.from = s_.Find(needle, known.from, s_.size(), unquoted);
+      known.from = s_.Find(needle, known.from, s_.size(), scope);
       known.exact = true;
     }
     return known.from;
@@ -372,28 +400,45 @@ class PassLoop {
     // literal or back.
     const bool flips = (s_.QuotesIn(k, end - k) + QuoteCount(with)) % 2 != 0;
     s_.Replace(k, end - k, with);
-    Update(format_, kFormat, false, k, end, with.size(), flips);
-    Update(iif_, kIif, false, k, end, with.size(), flips);
-    Update(unquoted_iif_, kIif, true, k, end, with.size(), flips);
+    Update(format_, format_, kFormat, Scope::kAnywhere, k, end, with.size(), flips);
+    Update(iif_, iif_, kIif, Scope::kAnywhere, k, end, with.size(), flips);
+    if (iif_.exact && iif_.from == std::string_view::npos) {
+      // None anywhere, so none inside or outside literals, and no quote state
+      // needs to be asked (in a GapText that costs the distance from the last
+      // position asked, which can be the far end of a statement that a
+      // FORMAT( keeps growing in the middle).
+      unquoted_iif_ = quoted_iif_ = iif_;
+      return;
+    }
+    const Known outside = unquoted_iif_;
+    const Known inside = quoted_iif_;
+    Update(unquoted_iif_, inside, kIif, Scope::kOutside, k, end, with.size(), flips);
+    Update(quoted_iif_, outside, kIif, Scope::kInside, k, end, with.size(), flips);
   }
 
   // Brings `known` up to date after the old text [k, end) became the new text
   // [k, k + width). Before k nothing changed. An exact first occurrence after
   // the old text, or the knowledge that there is none, carries over to the text
-  // after the new one (for an unquoted keyword only when the quote state there
-  // did not flip), so only the new text and its edges need a search.
-  void Update(Known& known, std::string_view needle, bool unquoted, std::size_t k, std::size_t end,
-              std::size_t width, bool flips) {
+  // after the new one, so only the new text and its edges need a search. When
+  // the quote state after the splice flipped, the occurrences there inside
+  // literals are now outside and back: what carries over for a search within
+  // literals or outside them is then `flipped`, the old knowledge of the other.
+  void Update(Known& known, const Known& flipped, std::string_view needle, Scope scope,
+              std::size_t k, std::size_t end, std::size_t width, bool flips) {
     const std::size_t low = ReachBack(k, needle.size());
     if (known.from < low) return;
-    const bool after = known.from == std::string_view::npos || known.from >= end;
-    if (known.exact && after && !(unquoted && flips)) {
-      const std::size_t hit = s_.Find(needle, low, k + width, unquoted);
+    const Known& tail = flips && scope != Scope::kAnywhere ? flipped : known;
+    // None before `low` either way: known.from is at or after it.
+    const bool after = tail.from == std::string_view::npos || tail.from >= end;
+    if (tail.exact && after && (known.exact || &tail != &known)) {
+      const std::size_t hit = s_.Find(needle, low, k + width, scope);
       if (hit != std::string_view::npos) {
         known.from = hit;
-      } else if (known.from != std::string_view::npos) {
-        known.from = known.from - (end - k) + width;
+      } else {
+        known.from =
+            tail.from == std::string_view::npos ? tail.from : tail.from - (end - k) + width;
       }
+      known.exact = true;
       return;
     }
     known = {low, false};
@@ -401,9 +446,12 @@ class PassLoop {
 
   const std::size_t max_size_;
   Text s_;
-  Known format_;        // FORMAT(
-  Known iif_;           // IIF(, also inside literals
-  Known unquoted_iif_;  // IIF( outside literals
+  PassCost& cost_;
+  std::size_t counted_ = 0;  // the part of s_.work() already in cost_
+  Known format_;             // FORMAT(
+  Known iif_;                // IIF(, also inside literals
+  Known unquoted_iif_;       // IIF( outside literals
+  Known quoted_iif_;         // IIF( inside literals
 };
 
 }  // namespace
@@ -472,8 +520,13 @@ std::string TranslateJetToSql(std::string_view statement) {
   return TranslateJetToSql(statement, PassText::kAuto);
 }
 
-// Applies the rewrites in their fixed order; the FORMAT/IIF pass comes last.
 std::string TranslateJetToSql(std::string_view statement, PassText text) {
+  PassCost ignored;
+  return TranslateJetToSql(statement, text, ignored);
+}
+
+// Applies the rewrites in their fixed order; the FORMAT/IIF pass comes last.
+std::string TranslateJetToSql(std::string_view statement, PassText text, PassCost& cost) {
   // Normalise. String literals are upper-cased too.
   std::string s = rt::AsciiUpper(statement);
   s = ReplaceAll(s, "#", "'");
@@ -503,9 +556,11 @@ std::string TranslateJetToSql(std::string_view statement, PassText text) {
     const std::size_t budget = text == PassText::kBuffer
                                    ? GapText::npos
                                    : s.size() * kBufferWorkFactor + kBufferWorkAllowance;
-    if (auto done = PassLoop<GapText>(s.size(), GapText(s, budget)).Run()) return *std::move(done);
+    if (auto done = PassLoop<GapText>(s.size(), GapText(s, budget), cost).Run()) {
+      return *std::move(done);
+    }
   }
-  return *PassLoop<TextTree>(s.size(), TextTree(s)).Run();
+  return *PassLoop<TextTree>(s.size(), TextTree(s), cost).Run();
 }
 
 }  // namespace zmdb::sqlconv

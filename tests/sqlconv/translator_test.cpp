@@ -385,5 +385,32 @@ TEST(TranslatorPassLoop, DeepNestingTranslatesInOnePassPerLevel) {
             "SELECT " + Times("CONVERT(VARCHAR,", n) + "D,12)");
 }
 
+// A format holding FORMAT( grows the statement by a few characters per pass
+// until the growth bound refuses it, some thousands of passes. Each pass must
+// cost about what it changes: work that rescans the growing statement per pass
+// is hundreds of times the bound.
+TEST(TranslatorPassLoop, GrowingFormatIsRefusedAtCostLinearInTheBound) {
+  const char* const kStatements[] = {
+      "SELECT FORMAT(A,'FORMAT(B') FROM T",
+      "SELECT FORMAT(A,'FORMAT(B') FROM T WHERE IIF(X,1,2)=1",
+      "SELECT FORMAT(A,'FORMAT(IIF(') FROM T",
+      "SELECT FORMAT(A,'FORMAT(B') FROM T WHERE 'IIF(X'=1",
+  };
+  for (const std::string s : kStatements) {
+    const std::size_t bound = s.size() * 16 + (64 << 10);
+    for (const PassText text : {PassText::kAuto, PassText::kTree}) {
+      PassCost cost;
+      try {
+        TranslateJetToSql(s, text, cost);
+        ADD_FAILURE() << "no error for " << s;
+      } catch (const rt::PlatformError& e) {
+        EXPECT_EQ(e.number(), 7) << s;
+      }
+      EXPECT_GT(cost.passes, bound / 64) << s;  // it did grow to the bound
+      EXPECT_LT(cost.work, bound * 64) << s << " / " << static_cast<int>(text);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace zmdb::sqlconv

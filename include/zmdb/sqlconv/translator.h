@@ -5,6 +5,7 @@
 // parenthesis, and that naivety is part of the contract.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,6 +29,16 @@ std::string TranslateJetToSql(std::string_view statement);
 // buffer's work passes a bound linear in the statement's length.
 enum class PassText { kAuto, kBuffer, kTree };
 std::string TranslateJetToSql(std::string_view statement, PassText text);
+
+// What the FORMAT/IIF pass of one translation cost: the passes it began and
+// the characters its text moved or scanned (summed over the buffer and the
+// tree when it started again in the tree). Kept up to date pass by pass, so
+// it also tells the cost of a translation that ended in an error.
+struct PassCost {
+  std::size_t passes = 0;
+  std::size_t work = 0;
+};
+std::string TranslateJetToSql(std::string_view statement, PassText text, PassCost& cost);
 
 // Replace every quoted literal, from an opening "'" to the next "'" inclusive,
 // by as many blanks; an unclosed quote masks to the end. Same length as the input.
