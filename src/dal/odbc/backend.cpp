@@ -147,10 +147,18 @@ class OdbcBackend : public Backend {
     RequireOpen();
     if (depth_ == 0) NoTransaction();
     --depth_;
-    if (depth_ == 0) {
-      EndTransaction(SQL_COMMIT);
-    } else if (*link_->profile.releaseSql) {
-      Savepoint(link_->profile.releaseSql);
+    try {
+      if (depth_ == 0) {
+        EndTransaction(SQL_COMMIT);
+      } else if (*link_->profile.releaseSql) {
+        Savepoint(link_->profile.releaseSql);
+      }
+    } catch (...) {
+      // A commit the server refused (a deferred constraint, a lost session)
+      // leaves the transaction to the caller's rollback, which finds it still
+      // counted and so reports nothing in place of the commit's error.
+      ++depth_;
+      throw;
     }
   }
 

@@ -97,6 +97,28 @@ INSTANTIATE_TEST_SUITE_P(Servers, ServerTest,
                            return StoreName(param.param);
                          });
 
+// A commit the server refuses (here a deferred unique constraint) raises its
+// own error and leaves the transaction counted, so the caller's rollback
+// works instead of reporting that no transaction is active.
+TEST(ServerTransactions, ARefusedCommitLeavesTheRollbackToTheCaller) {
+  if (!SharedPostgres()) GTEST_SKIP() << "no PostgreSQL: " << PostgresUnavailable();
+  auto cn = Connection::Create();
+  cn->Open(SharedPostgres()->ConnectionString("postgres"));
+  cn->Execute("DROP TABLE IF EXISTS deferred_commit");
+  cn->Execute("CREATE TABLE deferred_commit (id int UNIQUE DEFERRABLE INITIALLY DEFERRED)");
+  cn->BeginTrans();
+  cn->Execute("INSERT INTO deferred_commit VALUES (1)");
+  cn->Execute("INSERT INTO deferred_commit VALUES (1)");
+  EXPECT_NE(RaisedNumber([&] { cn->CommitTrans(); }), 0);
+  EXPECT_EQ(RaisedNumber([&] { cn->RollbackTrans(); }), 0);
+  // The connection goes on in its own transactions, and nothing was kept.
+  EXPECT_EQ(cn->BeginTrans(), 1);
+  cn->Execute("INSERT INTO deferred_commit VALUES (2)");
+  cn->CommitTrans();
+  EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT COUNT(*) FROM deferred_commit")), 1);
+  cn->Execute("DROP TABLE deferred_commit");
+}
+
 TEST(ServerDates, AValueADateCannotHoldFailsTheReadInsteadOfChanging) {
   if (!SharedPostgres()) GTEST_SKIP() << "no PostgreSQL: " << PostgresUnavailable();
   auto cn = Connection::Create();
