@@ -7,6 +7,8 @@
 #include "zmdb/dal/recordset.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/datetime.h"
+#include "zmdb/runtime/error.h"
+#include "zmdb/runtime/errors.h"
 #include "zmdb/runtime/text.h"
 
 namespace zmdb::dal {
@@ -252,45 +254,56 @@ struct RowStore::Column {
     i32 = {}, i64 = {}, f64 = {}, arena = {}, offsets = {}, lengths = {};
   }
 
-  // Store a value already of the column's type at `row`.
+  // Store a value already of the column's type at `row`. A value the column
+  // cannot hold raises before anything of the row changes.
   void Put(std::size_t row, const rt::Variant& v) {
-    nulls.set(row, v.IsNull() || v.IsEmpty());
-    if (nulls[row]) return;
+    if (v.IsNull() || v.IsEmpty()) {
+      nulls.set(row, true);
+      return;
+    }
     switch (kind) {
       case Kind::I32:
         switch (v.Type()) {
           case rt::VarType::Boolean:
             i32[row] = v.AsBoolean() ? -1 : 0;
-            return;
+            break;
           case rt::VarType::Byte:
           case rt::VarType::Integer:
           case rt::VarType::Long:
             i32[row] = v.AsLong();
-            return;
+            break;
           default:
             i32[row] = rt::CLng(v);
-            return;
+            break;
         }
-      case Kind::I64:
-        i64[row] = static_cast<std::int64_t>(rt::CDbl(v));
-        return;
+        break;
+      case Kind::I64: {
+        // 2^63 is exact as a double; a value at or beyond it, or not a
+        // number, has no 64-bit integer form (and casting it is undefined).
+        const double d = rt::CDbl(v);
+        constexpr double kLimit = 9223372036854775808.0;
+        if (!(d >= -kLimit && d < kLimit)) rt::RaiseStandard(rt::err::kOverflow);
+        i64[row] = static_cast<std::int64_t>(d);
+        break;
+      }
       case Kind::F64:
         f64[row] = v.Type() == rt::VarType::Date       ? v.AsDate().serial
                    : v.Type() == rt::VarType::Currency ? v.AsCurrency().ToDouble()
                    : v.Type() == rt::VarType::Double   ? v.AsDouble()
                                                        : rt::CDbl(v);
-        return;
+        break;
       case Kind::Text: {
         const std::string t = rt::CStr(v);
         offsets[row] = arena.size();
         lengths[row] = static_cast<std::uint32_t>(t.size());
         arena.append(t);
-        return;
+        break;
       }
       case Kind::Var:
         vars[row] = v;
-        return;
+        break;
     }
+    nulls.set(row, false);
   }
 };
 

@@ -4,9 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "raised.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/writeback.h"
+#include "zmdb/runtime/convert.h"
 
 namespace zmdb::dal::testing {
 namespace {
@@ -41,6 +44,28 @@ TEST(DisconnectedRecordset, FieldsDefineItAndRowsLiveInMemory) {
   EXPECT_EQ(rs->fields()->Item(Variant(1))->Attributes() & ado::adFldUpdatable,
             ado::adFldUpdatable);
   EXPECT_EQ(RaisedNumber([&] { rs->fields()->Append("Late", 3); }), rt::err::kObjectOpen);
+}
+
+// A 64-bit integer column refuses a value beyond its range with Overflow and
+// keeps what it held, instead of storing whatever the cast happens to give.
+TEST(DisconnectedRecordset, BigIntegersOutOfRangeOverflowAndChangeNothing) {
+  auto rs = Recordset::Create();
+  rs->fields()->Append("Big", 20);
+  rs->SetCursorType(ado::adOpenStatic);
+  rs->SetLockType(ado::adLockOptimistic);
+  rs->Open();
+  rs->AddNew();
+  rs->Update();
+  const double refused[] = {4.2e117, -1e19, 9223372036854775808.0, std::nan("")};
+  for (const double d : refused) {
+    rs->fields()->Item(Variant("Big"))->SetValue(Variant(d));
+    EXPECT_EQ(RaisedNumber([&] { rs->Update(); }), rt::err::kOverflow) << d;
+    rs->CancelUpdate();
+    EXPECT_TRUE(rs->ValueAt(0).IsNull()) << d;
+  }
+  rs->fields()->Item(Variant("Big"))->SetValue(Variant(-9223372036854775808.0));
+  rs->Update();
+  EXPECT_EQ(rt::CDbl(rs->ValueAt(0)), -9223372036854775808.0);
 }
 
 TEST(WriteBack, StatementsAreBuiltApartFromRunning) {
