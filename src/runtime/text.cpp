@@ -18,6 +18,11 @@ std::string AsciiLower(std::string_view s) {
   return out;
 }
 
+bool EndsWithNoCase(std::string_view text, std::string_view suffix) {
+  return text.size() >= suffix.size() &&
+         StartsWithNoCase(text.substr(text.size() - suffix.size()), suffix);
+}
+
 bool StartsWithNoCase(std::string_view text, std::string_view prefix) {
   if (text.size() < prefix.size()) return false;
   for (std::size_t i = 0; i < prefix.size(); ++i) {

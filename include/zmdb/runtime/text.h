@@ -27,6 +27,9 @@ std::string AsciiLower(std::string_view s);
 // True when `text` begins with `prefix`, ASCII letters compared without
 // regard to case.
 bool StartsWithNoCase(std::string_view text, std::string_view prefix);
+// True when `text` ends with `suffix`, ASCII letters compared without regard
+// to case.
+bool EndsWithNoCase(std::string_view text, std::string_view suffix);
 
 // ------------------------------------------------------------------ UTF-8
 

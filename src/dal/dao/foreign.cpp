@@ -16,6 +16,7 @@
 #include "zmdb/dal/recordset.h"
 #include "zmdb/runtime/error.h"
 #include "zmdb/runtime/object.h"
+#include "zmdb/runtime/text.h"
 
 namespace zmdb::dal::dao {
 
@@ -45,16 +46,12 @@ TableFiles FilesOf(ForeignDriver driver) {
   }
 }
 
-bool EndsWithNoCase(std::string_view text, std::string_view tail) {
-  return text.size() >= tail.size() && NameEquals(text.substr(text.size() - tail.size()), tail);
-}
-
 // The file name of table `table`: "#" stands for "." ("staff#txt"), and the
 // format's extension is added unless the name has it.
 std::string TableFileName(ForeignDriver driver, std::string table) {
   std::replace(table.begin(), table.end(), '#', '.');
   const std::string_view ext = FilesOf(driver).extension;
-  if (!EndsWithNoCase(table, ext)) table += ext;
+  if (!rt::EndsWithNoCase(table, ext)) table += ext;
   return table;
 }
 

@@ -11,6 +11,7 @@
 #include "zmdb/dal/engine_errors.h"
 #include "zmdb/dal/typecodes.h"
 #include "zmdb/runtime/object.h"
+#include "zmdb/runtime/text.h"
 
 namespace zmdb::dal::sqlite {
 
@@ -177,12 +178,6 @@ std::vector<std::string> RuleTriggers(const TableShape& s) {
                       SqlIdentifier(t + "__rules_upd"), SqlIdentifier(t), updateChecks)};
 }
 
-// True when `text` ends with `suffix`, ignoring case.
-bool EndsWithNoCase(std::string_view text, std::string_view suffix) {
-  return text.size() >= suffix.size() &&
-         rt::NameEquals(text.substr(text.size() - suffix.size()), suffix);
-}
-
 }  // namespace
 
 // The DAO type table of the store: each type has one canonical declared type
@@ -325,7 +320,8 @@ bool IsManagedTrigger(std::string_view table, std::string_view trigger) {
           rt::NameEquals(trigger.substr(0, prefix.size()), prefix)) ||
          rt::NameEquals(trigger, std::string(table) + "__rules_ins") ||
          rt::NameEquals(trigger, std::string(table) + "__rules_upd") ||
-         EndsWithNoCase(trigger, "__notnull_ins") || EndsWithNoCase(trigger, "__notnull_upd");
+         rt::EndsWithNoCase(trigger, "__notnull_ins") ||
+         rt::EndsWithNoCase(trigger, "__notnull_upd");
 }
 
 // Create under a temporary name, copy, drop, rename, keep a rowid AutoNumber's
