@@ -3,8 +3,16 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 
 namespace zmdb::sqlconv {
+namespace {
+
+std::size_t Distance(std::size_t a, std::size_t b) {
+  return a > b ? a - b : b - a;
+}
+
+}  // namespace
 
 GapText::GapText(std::string_view text, std::size_t budget)
     : buf_(text), gap_begin_(buf_.size()), gap_end_(buf_.size()), budget_(budget) {}
@@ -56,12 +64,16 @@ std::size_t GapText::FindChar(char c, std::size_t from) const {
   return FindAnywhere(std::string_view(&c, 1), from);
 }
 
-// Counts from the remembered position and remembers `pos`.
-bool GapText::QuoteOpenAt(std::size_t pos) const {
-  work_ += pos > quote_pos_ ? pos - quote_pos_ : quote_pos_ - pos;
-  for (; quote_pos_ < pos; ++quote_pos_) quote_open_ ^= At(quote_pos_) == '\'';
-  for (; quote_pos_ > pos; --quote_pos_) quote_open_ ^= At(quote_pos_ - 1) == '\'';
-  return quote_open_;
+GapText::QuoteMark& GapText::NearestMark(std::size_t pos) const {
+  return Distance(marks_[0].pos, pos) <= Distance(marks_[1].pos, pos) ? marks_[0] : marks_[1];
+}
+
+// Moves `mark` to `pos`, counting the quotes it passes, and gives its state.
+bool GapText::Walk(QuoteMark& mark, std::size_t pos) const {
+  work_ += Distance(mark.pos, pos);
+  for (; mark.pos < pos; ++mark.pos) mark.open ^= At(mark.pos) == '\'';
+  for (; mark.pos > pos; --mark.pos) mark.open ^= At(mark.pos - 1) == '\'';
+  return mark.open;
 }
 
 std::size_t GapText::FindUnquotedChar(char c, std::size_t from) const {
@@ -84,7 +96,8 @@ std::size_t GapText::Find(std::string_view needle, std::size_t from, std::size_t
     return npos;
   }
   const bool inside = scope == Scope::kInside;
-  bool open = QuoteOpenAt(std::min(from, size()));
+  QuoteMark& mark = NearestMark(from);
+  bool open = Walk(mark, std::min(from, size()));
   std::size_t i = from;
   std::size_t hit = npos;
   for (; i < to && i + needle.size() <= size(); ++i) {
@@ -97,10 +110,7 @@ std::size_t GapText::Find(std::string_view needle, std::size_t from, std::size_t
     }
   }
   work_ += i > from ? i - from : 0;
-  if (i <= size()) {
-    quote_pos_ = i;
-    quote_open_ = open;
-  }
+  if (i <= size()) mark = {i, open};
   return hit;
 }
 
@@ -130,16 +140,22 @@ void GapText::MoveGap(std::size_t pos) {
 
 void GapText::Replace(std::size_t pos, std::size_t len, std::string_view with) {
   const std::size_t end = pos + len;
-  // The remembered quote state: inside the replaced text it moves to its start;
-  // after it, it shifts with the text and flips when the replacement changes
-  // the parity of the quotes before it.
-  if (quote_pos_ > pos && quote_pos_ < end) {
-    QuoteOpenAt(pos);
-  } else if (quote_pos_ > pos) {
-    const std::size_t quotes =
-        QuotesIn(pos, len) + static_cast<std::size_t>(std::count(with.begin(), with.end(), '\''));
-    quote_pos_ = quote_pos_ - len + with.size();
-    quote_open_ ^= quotes % 2 != 0;
+  // A remembered quote state inside the replaced text moves to its start; one
+  // after it shifts with the text and flips when the replacement changes the
+  // parity of the quotes before it.
+  std::optional<bool> flips;
+  for (QuoteMark& mark : marks_) {
+    if (mark.pos > pos && mark.pos < end) {
+      Walk(mark, pos);
+    } else if (mark.pos > pos) {
+      if (!flips) {
+        const std::size_t quotes = QuotesIn(pos, len) + static_cast<std::size_t>(
+                                                            std::count(with.begin(), with.end(), '\''));
+        flips = quotes % 2 != 0;
+      }
+      mark.pos = mark.pos - len + with.size();
+      mark.open ^= *flips;
+    }
   }
   MoveGap(pos);
   gap_end_ += len;

@@ -1,7 +1,9 @@
 // An editable text for the translator's repeated rewrite pass: one buffer with
 // a movable gap, so a splice costs its distance from the previous one plus its
-// own length. It remembers the quote state at one position, so questions about
-// literals cost their distance from the previous question. That makes it the
+// own length. It remembers the quote state at two positions, so a question
+// about literals costs its distance from the nearer of them; the pass asks near
+// its rewrite and near the keyword it looks for next, which can be far apart,
+// and one position would walk between them on every pass. That makes it the
 // fastest text for statements whose rewrites and searches stay close together,
 // and slow (quadratic) for ones that make them jump far, such as nested calls.
 // It therefore counts the characters it moves and scans, and reports when that
@@ -68,15 +70,21 @@ class GapText {
   std::string_view After() const { return {buf_.data() + gap_end_, buf_.size() - gap_end_}; }
   void MoveGap(std::size_t pos);
   std::size_t FindAnywhere(std::string_view needle, std::size_t from) const;
-  bool QuoteOpenAt(std::size_t pos) const;
+  // A position whose quote state is known: whether a literal is open just
+  // before index `pos`.
+  struct QuoteMark {
+    std::size_t pos = 0;
+    bool open = false;
+  };
+  QuoteMark& NearestMark(std::size_t pos) const;
+  bool Walk(QuoteMark& mark, std::size_t pos) const;
 
   std::string buf_;
   std::size_t gap_begin_;
   std::size_t gap_end_;
   std::size_t budget_;
   mutable std::size_t work_ = 0;
-  mutable std::size_t quote_pos_ = 0;  // a remembered index ...
-  mutable bool quote_open_ = false;    // ... and whether a literal is open just before it
+  mutable QuoteMark marks_[2];
 };
 
 }  // namespace zmdb::sqlconv

@@ -19,6 +19,7 @@
 #include "zmdb/sqlconv/translator.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
@@ -347,11 +348,11 @@ class PassLoop {
     First(quoted_iif_, kIif, Scope::kInside);
     const std::size_t hit = First(unquoted_iif_, kIif, Scope::kOutside);
     if (hit == std::string_view::npos) return false;
-    const std::size_t c1 = s_.FindUnquotedChar(',', hit);
+    const std::size_t c1 = Unquoted(',', hit);
     if (c1 == Text::npos) return false;
-    const std::size_t c2 = s_.FindUnquotedChar(',', c1 + 1);
+    const std::size_t c2 = Unquoted(',', c1 + 1);
     if (c2 == Text::npos) return false;
-    const std::size_t c3 = s_.FindUnquotedChar(')', c2 + 1);
+    const std::size_t c3 = Unquoted(')', c2 + 1);
     if (c3 == Text::npos) return false;
     const std::size_t first = First(iif_, kIif, Scope::kAnywhere);  // at or before hit
     // Condition, true part and false part stay where they are.
@@ -383,6 +384,64 @@ class PassLoop {
     }
   }
 
+  // The 0-based index of the first `c` outside literals at or after `from`, or
+  // npos. The search stops at the nearest remembered search that starts at or
+  // after `from` and takes its answer from there. The new search is remembered
+  // in turn (the oldest dropped beyond kDelimiters), with the first `c` inside
+  // literals as far as that costs no more than the search outside did.
+  // A TextTree finds the next `c` outside literals in time that does not grow
+  // with the distance, and asks the text directly.
+  std::size_t Unquoted(char c, std::size_t from) {
+    if constexpr (!std::is_same_v<Text, GapText>) return s_.FindUnquotedChar(c, from);
+    const std::string_view needle(&c, 1);
+    const Delimiter* next = nullptr;
+    for (const Delimiter& d : delimiters_) {
+      if (d.c == c && d.from >= from && (next == nullptr || d.from < next->from)) next = &d;
+    }
+    const std::size_t to = next != nullptr ? next->from : s_.size();
+    std::size_t out = s_.Find(needle, from, to, Scope::kOutside);
+    const bool out_before_to = out != Text::npos;
+    if (!out_before_to && next != nullptr) {
+      out = next->at[kOut];
+      if (out == kUnknown) out = s_.Find(needle, to, s_.size(), Scope::kOutside);
+    }
+    std::size_t in = s_.Find(needle, from, out_before_to ? out : to, Scope::kInside);
+    if (in == Text::npos) in = out_before_to ? kUnknown : next != nullptr ? next->at[kIn] : in;
+    if (next == nullptr || next->from != from) {
+      if (delimiters_.size() == kDelimiters) delimiters_.erase(delimiters_.begin());
+      delimiters_.push_back({c, from, {out, in}});
+    }
+    return out;
+  }
+
+  // Brings the remembered delimiter searches up to date after the old text
+  // [k, end) became the new text [k, k + width). A search that starts after the
+  // splice moves with its text, and a flip of the quote state before it swaps
+  // its answers inside and outside literals. One that starts at or before k
+  // keeps an answer that lies before k and forgets any other; one whose start
+  // was replaced, or that knows nothing any more, is dropped.
+  void UpdateDelimiters(std::size_t k, std::size_t end, std::size_t width, bool flips) {
+    const auto shift = [&](std::size_t at) {
+      return at == Text::npos || at == kUnknown ? at : at - (end - k) + width;
+    };
+    for (Delimiter& d : delimiters_) {
+      if (d.from > k && d.from >= end) {
+        d.from = shift(d.from);
+        d.at = {shift(d.at[kOut]), shift(d.at[kIn])};
+        if (flips) std::swap(d.at[kOut], d.at[kIn]);
+      } else if (d.from <= k) {
+        for (std::size_t& at : d.at) {
+          if (at == Text::npos || at >= k) at = kUnknown;
+        }
+      } else {
+        d.at = {kUnknown, kUnknown};
+      }
+    }
+    std::erase_if(delimiters_, [](const Delimiter& d) {
+      return d.at[kOut] == kUnknown && d.at[kIn] == kUnknown;
+    });
+  }
+
   // The 0-based index of the first `needle` within `scope`, or npos; searches
   // only when `known` does not already say.
   std::size_t First(Known& known, std::string_view needle, Scope scope) {
@@ -400,6 +459,7 @@ class PassLoop {
     // literal or back.
     const bool flips = (s_.QuotesIn(k, end - k) + QuoteCount(with)) % 2 != 0;
     s_.Replace(k, end - k, with);
+    UpdateDelimiters(k, end, with.size(), flips);
     Update(format_, format_, kFormat, Scope::kAnywhere, k, end, with.size(), flips);
     Update(iif_, iif_, kIif, Scope::kAnywhere, k, end, with.size(), flips);
     if (iif_.exact && iif_.from == std::string_view::npos) {
@@ -452,6 +512,24 @@ class PassLoop {
   Known iif_;                // IIF(, also inside literals
   Known unquoted_iif_;       // IIF( outside literals
   Known quoted_iif_;         // IIF( inside literals
+
+  // A delimiter search of the IIF step: the first `c` at or after `from`
+  // outside literals (at[kOut]) and inside them (at[kIn]), npos when there is
+  // none, kUnknown when not known. A malformed IIF( (no two commas and a ")"
+  // after it) is looked at again on every pass while a FORMAT( keeps rewriting
+  // the text before it, and without these its search would scan the same tail
+  // each time. The state it starts from alternates between two such searches
+  // when each rewrite flips the quote state, hence more than one.
+  static constexpr std::size_t kUnknown = Text::npos - 1;
+  static constexpr int kOut = 0;
+  static constexpr int kIn = 1;
+  static constexpr std::size_t kDelimiters = 8;
+  struct Delimiter {
+    char c;
+    std::size_t from;
+    std::array<std::size_t, 2> at;
+  };
+  std::vector<Delimiter> delimiters_;
 };
 
 }  // namespace

@@ -398,7 +398,7 @@ TEST(TranslatorPassLoop, GrowingFormatIsRefusedAtCostLinearInTheBound) {
   };
   for (const std::string s : kStatements) {
     const std::size_t bound = s.size() * 16 + (64 << 10);
-    for (const PassText text : {PassText::kAuto, PassText::kTree}) {
+    for (const PassText text : {PassText::kAuto, PassText::kBuffer, PassText::kTree}) {
       PassCost cost;
       try {
         TranslateJetToSql(s, text, cost);
