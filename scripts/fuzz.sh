@@ -8,9 +8,9 @@
 # there is one, and saves an input that fails (crash, failed check, timeout,
 # memory limit) under fuzz/regressions/TARGET/, where the replay test of the
 # ordinary builds picks it up. Runs at the lowest priority, on one core. An
-# input counts as a hang after 20 s: the slowest known input (a statement the
-# translator's growth bound refuses, run in its gap-buffer form) takes about
-# 2 s under instrumentation.
+# input counts as a hang after 20 s: the slowest known inputs (statements the
+# translator's growth bound refuses after thousands of passes) take under half
+# a second under instrumentation.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 if [[ $# -lt 2 ]]; then
