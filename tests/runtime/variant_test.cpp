@@ -7,7 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <limits>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +20,7 @@
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/datetime.h"
 #include "zmdb/runtime/error.h"
+#include "zmdb/runtime/format.h"
 #include "zmdb/runtime/object.h"
 
 namespace zmdb::rt {
@@ -73,261 +76,123 @@ Variant StringArray() {
 constexpr std::int64_t kCurMax = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kCurMin = std::numeric_limits<std::int64_t>::min();
 
-// ------------------------------------------------------------ whole numbers
+// ------------------------------------------------- the data file's cases
 
-// A conversion's input, the value it gives, and the error it raises instead
-// (0: none).
-template <class T>
-struct ConvCase {
-  Variant in;
-  T want;
-  int error;
-};
-using WholeCase = ConvCase<std::int32_t>;
+// A value as data/runtime/values.txt writes it (see the file's header).
+Variant Literal(const std::string& s) {
+  if (s.starts_with("Field(") && s.ends_with(")")) return Obj(Literal(s.substr(6, s.size() - 7)));
+  const std::size_t space = s.find(' ');
+  const std::string kind = s.substr(0, space);
+  const std::string arg = space == std::string::npos ? "" : s.substr(space + 1);
+  const char* a = arg.c_str();
+  if (kind == "Empty") return Variant();
+  if (kind == "Null") return Variant::Null();
+  if (kind == "Missing") return Variant::Missing();
+  if (kind == "Nothing") return Nothing();
+  if (kind == "Array") return StringArray();
+  if (kind == "Boolean") return Variant(arg == "True");
+  if (kind == "Byte") return Variant(static_cast<std::uint8_t>(std::atoi(a)));
+  if (kind == "Integer") return Variant(static_cast<std::int16_t>(std::atoi(a)));
+  if (kind == "Long") return Variant(static_cast<std::int32_t>(std::atol(a)));
+  if (kind == "Single") return Variant(std::strtof(a, nullptr));
+  if (kind == "Double") return Variant(std::strtod(a, nullptr));
+  if (kind == "String" && arg.size() >= 2) return Variant(arg.substr(1, arg.size() - 2));
+  if (kind == "Currency") {  // exact: whole part, then up to 4 decimals
+    const std::size_t point = arg.find('.');
+    std::string decimals = point == std::string::npos ? "" : arg.substr(point + 1);
+    decimals.resize(4, '0');
+    const std::int64_t whole = std::strtoll(arg.substr(0, point).c_str(), nullptr, 10);
+    const std::int64_t part = std::strtoll(decimals.c_str(), nullptr, 10);
+    return Cur(arg[0] == '-' ? whole * 10000 - part : whole * 10000 + part);
+  }
+  if (kind == "Date" && arg.starts_with("#")) {
+    int y = 0, m = 0, d = 0, h = 0, n = 0, sec = 0;
+    std::sscanf(a, "#%d-%d-%d %d:%d:%d", &y, &m, &d, &h, &n, &sec);
+    return Variant(MakeDate(y, m, d, h, n, sec));
+  }
+  if (kind == "Date") return Day(std::strtod(a, nullptr));
+  ADD_FAILURE() << "not a value: " << s;
+  return Variant();
+}
 
-// Runs `convert` on every case: the error it raises, else the value it gives.
-template <class T, class Convert>
-void ExpectConversions(const std::vector<ConvCase<T>>& cases, Convert convert) {
-  for (const auto& c : cases) {
-    SCOPED_TRACE(Show(c.in));
-    T got{};
-    EXPECT_EQ(ErrorNumber([&] { got = static_cast<T>(convert(c.in)); }), c.error);
-    if (c.error == 0) {
-      EXPECT_EQ(got, c.want);
+// What `function` gives for `args`, as a value of its own type.
+Variant Apply(const std::string& function, const std::vector<Variant>& args) {
+  const Variant& v = args.at(0);
+  if (function == "CLng") return Variant(CLng(v));
+  if (function == "CInt") return Variant(CInt(v));
+  if (function == "CByte") return Variant(CByte(v));
+  if (function == "CDbl") return Variant(CDbl(v));
+  if (function == "CSng") return Variant(CSng(v));
+  if (function == "CCur") return Variant(CCur(v));
+  if (function == "CBool") return Variant(CBool(v));
+  if (function == "CDate") return Variant(CDate(v));
+  if (function == "CStr") return Variant(CStr(v));
+  if (function == "IsNumeric") return Variant(IsNumeric(v));
+  if (function == "IsDate") return Variant(IsDate(v));
+  if (function == "TypeName") return Variant(TypeName(v));
+  if (function == "Format") return Variant(Format(v, args.at(1).AsString()));
+  if (function == "Compare") {
+    const std::optional<int> order = Compare(v, args.at(1));
+    return order ? Variant(*order) : Variant::Null();
+  }
+  ADD_FAILURE() << "no function " << function;
+  return Variant();
+}
+
+// The type a function's result is written in, before its bare value.
+std::string ResultType(const std::string& function) {
+  static const std::map<std::string, std::string> kTypes = {
+      {"CLng", "Long"},       {"CInt", "Integer"},  {"CByte", "Byte"},        {"CDbl", "Double"},
+      {"CSng", "Single"},     {"CCur", "Currency"}, {"CBool", "Boolean"},     {"CDate", "Date"},
+      {"CStr", "String"},     {"Format", "String"}, {"IsNumeric", "Boolean"}, {"IsDate", "Boolean"},
+      {"TypeName", "String"}, {"Compare", "Long"}};
+  const auto it = kTypes.find(function);
+  return it == kTypes.end() ? "" : it->second;
+}
+
+TEST(Values, EveryCaseOfTheDataFile) {
+  std::ifstream in(ZMDB_TEST_DATA "/runtime/values.txt");
+  ASSERT_TRUE(in) << "no values.txt";
+  int line = 0, cases = 0;
+  for (std::string text; std::getline(in, text);) {
+    ++line;
+    if (text.empty() || text[0] == '#') continue;
+    std::vector<std::string> parts;
+    for (std::size_t at = 0;;) {
+      const std::size_t bar = text.find(" | ", at);
+      parts.push_back(text.substr(at, bar - at));
+      if (bar == std::string::npos) break;
+      at = bar + 3;
+    }
+    ASSERT_GE(parts.size(), 3u) << "line " << line;
+    SCOPED_TRACE("line " + std::to_string(line) + ": " + text);
+    std::vector<Variant> args;
+    for (std::size_t i = 1; i + 1 < parts.size(); ++i) args.push_back(Literal(parts[i]));
+    const std::string& want = parts.back();
+    Variant got;
+    const int error = ErrorNumber([&] { got = Apply(parts[0], args); });
+    ++cases;
+    if (want.starts_with("error ")) {
+      EXPECT_EQ(error, std::atoi(want.c_str() + 6)) << Show(got);
+    } else {
+      EXPECT_EQ(error, 0);
+      const Variant expected =
+          want == "Null" ? Variant::Null() : Literal(ResultType(parts[0]) + " " + want);
+      EXPECT_EQ(got, expected) << Show(got) << " is not " << Show(expected);
     }
   }
+  EXPECT_GT(cases, 300);
 }
 
-TEST(Convert, CLngRoundsHalfToEvenAndChecksRange) {
-  const std::vector<WholeCase> cases = {
-      {Variant(2.5), 2, 0},
-      {Variant(3.5), 4, 0},
-      {Variant(-2.5), -2, 0},
-      {Variant(-3.5), -4, 0},
-      {Variant(0.5), 0, 0},
-      {Variant(1.5), 2, 0},
-      {Variant(2.4999), 2, 0},
-      {Variant(-2.6), -3, 0},
-      {Variant(2.5f), 2, 0},
-      {Variant("2.5"), 2, 0},
-      {Variant(" 42 "), 42, 0},
-      {Variant("1e3"), 1000, 0},
-      {Variant("&HFF"), 255, 0},
-      {Variant("&HFFFF"), -1, 0},
-      {Variant("&H10000"), 65536, 0},
-      {Variant(true), -1, 0},
-      {Variant(false), 0, 0},
-      {Variant(), 0, 0},
-      {Cur(25000), 2, 0},
-      {Cur(35000), 4, 0},
-      {Cur(-25000), -2, 0},
-      {Cur(25001), 3, 0},
-      {Cur(-25001), -3, 0},
-      {Day(36526.6), 36527, 0},
-      {Obj(Variant("7")), 7, 0},
-      {Variant(2147483647.4), 2147483647, 0},
-      {Variant(-2147483648.5), std::numeric_limits<std::int32_t>::min(), 0},
-      {Variant(2147483647.5), 0, err::kOverflow},
-      {Variant(-2147483649.0), 0, err::kOverflow},
-      {Cur(kCurMax), 0, err::kOverflow},
-      {Variant("1E400"), 0, err::kOverflow},
-      {Variant(std::numeric_limits<double>::infinity()), 0, err::kOverflow},
-      {Variant("abc"), 0, err::kTypeMismatch},
-      {Variant(""), 0, err::kTypeMismatch},
-      {Variant("1,234"), 0, err::kTypeMismatch},
-      {Variant::Missing(), 0, err::kTypeMismatch},
-      {StringArray(), 0, err::kTypeMismatch},
-      {Nothing(), 0, err::kObjectNotSet},
-      {Variant::Null(), 0, err::kInvalidUseOfNull},
-  };
-  ExpectConversions(cases, [](const Variant& v) { return CLng(v); });
-}
-
-TEST(Convert, CIntAndCByteRanges) {
-  const std::vector<WholeCase> ints = {
-      {Variant(32766.5), 32766, 0},          {Variant(-32768.5), -32768, 0},
-      {Variant(32767.5), 0, err::kOverflow}, {Variant(-32769), 0, err::kOverflow},
-      {Variant("40000"), 0, err::kOverflow}, {Variant::Null(), 0, err::kInvalidUseOfNull},
-  };
-  ExpectConversions(ints, [](const Variant& v) { return CInt(v); });
-  const std::vector<WholeCase> bytes = {
-      {Variant(254.5), 254, 0},           {Variant(-0.5), 0, 0},
-      {Variant("255"), 255, 0},           {Variant(255.5), 0, err::kOverflow},
-      {Variant(-0.6), 0, err::kOverflow}, {Variant(-1), 0, err::kOverflow},
-      {Variant(true), 0, err::kOverflow}, {Variant::Null(), 0, err::kInvalidUseOfNull},
-  };
-  ExpectConversions(bytes, [](const Variant& v) { return CByte(v); });
-}
-
-// ------------------------------------------------------- real and currency
-
-TEST(Convert, CDblAndCSng) {
-  const std::vector<ConvCase<double>> doubles = {
-      {Variant("1.5"), 1.5, 0},
-      {Variant(" -2.5e3 "), -2500, 0},
-      {Variant("+.5"), 0.5, 0},
-      {Variant("5."), 5, 0},
-      {Variant("1E-400"), 0, 0},
-      {Variant(true), -1, 0},
-      {Day(1.25), 1.25, 0},
-      {Cur(12345), 1.2345, 0},
-      {Variant(), 0, 0},
-      {Variant(std::int16_t{-7}), -7, 0},
-      {Variant("12abc"), 0, err::kTypeMismatch},
-      {Variant("e5"), 0, err::kTypeMismatch},
-      {Variant("1e"), 0, err::kTypeMismatch},
-      {Variant("&H"), 0, err::kTypeMismatch},
-      {Variant("."), 0, err::kTypeMismatch},
-      {Variant("1E400"), 0, err::kOverflow},
-      {Variant::Null(), 0, err::kInvalidUseOfNull},
-  };
-  ExpectConversions(doubles, [](const Variant& v) { return CDbl(v); });
-  EXPECT_EQ(CSng(Variant("1.5")), 1.5f);
-  EXPECT_EQ(CSng(Variant(3.4e38)), 3.4e38f);
-  EXPECT_EQ(ErrorNumber([] { CSng(Variant(1e39)); }), err::kOverflow);
-  EXPECT_EQ(ErrorNumber([] { CSng(Variant(-1e39)); }), err::kOverflow);
-}
-
-TEST(Convert, CCurRoundsHalfToEvenAtFourthDecimal) {
-  const std::vector<ConvCase<std::int64_t>> cases = {
-      // 1.03125 and 1.09375 are exact binary halves at the 4th decimal.
-      {Variant(1.03125), 10312, 0},
-      {Variant(1.09375), 10938, 0},
-      {Variant(-1.03125), -10312, 0},
-      {Variant(1.23456), 12346, 0},
-      {Variant("1.00005"), 10000, 0},
-      {Variant("1.00015"), 10002, 0},
-      {Variant("-1.00015"), -10002, 0},
-      {Variant("1.000051"), 10001, 0},
-      {Variant("12.5"), 125000, 0},
-      {Variant("1.5E2"), 1500000, 0},
-      {Variant("0.00001"), 0, 0},
-      {Variant(true), -10000, 0},
-      {Variant(7), 70000, 0},
-      {Variant("922337203685477.5807"), kCurMax, 0},
-      {Variant("-922337203685477.5808"), kCurMin, 0},
-      {Variant("922337203685477.5808"), 0, err::kOverflow},
-      {Variant(1e15), 0, err::kOverflow},
-      {Variant("x"), 0, err::kTypeMismatch},
-      {Variant::Null(), 0, err::kInvalidUseOfNull},
-  };
-  ExpectConversions(cases, [](const Variant& v) { return CCur(v).scaled; });
+// What the data file cannot write.
+TEST(Convert, TextOfOtherValues) {
+  EXPECT_EQ(TextOf(Variant::Null()), "");
+  EXPECT_EQ(CStr(Variant(ErrorCode{static_cast<std::int32_t>(0x800A0005u)})), "Error 5");
+  EXPECT_EQ(ErrorNumber([] { CStr(Variant(Record("ErrStruct"))); }), err::kTypeMismatch);
   EXPECT_EQ(ErrorNumber([] { Currency::FromDouble(std::nan("")); }), err::kOverflow);
 }
 
-// --------------------------------------------------------- Boolean, Date
-
-TEST(Convert, CBool) {
-  const std::vector<ConvCase<bool>> cases = {
-      {Variant("True"), true, 0},
-      {Variant("tRUE"), true, 0},
-      {Variant(" FALSE "), false, 0},
-      {Variant("0"), false, 0},
-      {Variant("-1"), true, 0},
-      {Variant("0.0"), false, 0},
-      {Variant(0.1), true, 0},
-      {Variant(0.0), false, 0},
-      {Cur(0), false, 0},
-      {Cur(1), true, 0},
-      {Variant(), false, 0},
-      {Obj(Variant(true)), true, 0},
-      {Variant("yes"), false, err::kTypeMismatch},
-      {Variant::Null(), false, err::kInvalidUseOfNull},
-  };
-  ExpectConversions(cases, [](const Variant& v) { return CBool(v); });
-}
-
-TEST(Convert, CDateAndParseDate) {
-  const std::vector<ConvCase<double>> cases = {
-      {Variant("2004-08-30"), MakeDate(2004, 8, 30).serial, 0},
-      {Variant("2004/8/3"), MakeDate(2004, 8, 3).serial, 0},
-      {Variant("8/30/2004 1:05 PM"), MakeDate(2004, 8, 30, 13, 5).serial, 0},
-      {Variant("8/30/2004 12:00:01 am"), MakeDate(2004, 8, 30, 0, 0, 1).serial, 0},
-      {Variant(" 2004-08-30T13:05:09 "), MakeDate(2004, 8, 30, 13, 5, 9).serial, 0},
-      {Variant("2004-08-30   13:05"), MakeDate(2004, 8, 30, 13, 5).serial, 0},
-      {Variant("18:00"), 0.75, 0},
-      {Variant(36526), 36526, 0},
-      {Variant(true), -1, 0},
-      {Variant(), 0, 0},
-      {Variant(3e6), 0, err::kOverflow},
-      {Variant(-657435.0), 0, err::kOverflow},
-      {Variant("abc"), 0, err::kTypeMismatch},
-      {Variant("36526"), 0, err::kTypeMismatch},
-      {Variant("2004-02-30"), 0, err::kTypeMismatch},
-      {Variant("13/1/2004"), 0, err::kTypeMismatch},
-      {Variant("2004-08-30 13:05 PM"), 0, err::kTypeMismatch},
-      {Variant("2004-08-30 24:00"), 0, err::kTypeMismatch},
-      {Variant("2004-08-30x"), 0, err::kTypeMismatch},
-      {Variant("04-08-30"), 0, err::kTypeMismatch},
-      {Variant::Null(), 0, err::kInvalidUseOfNull},
-  };
-  ExpectConversions(cases, [](const Variant& v) { return CDate(v).serial; });
-}
-
-// ------------------------------------------------------------- text forms
-
-TEST(Convert, CStrTextForms) {
-  struct Case {
-    Variant in;
-    const char* want;
-  };
-  const std::vector<Case> cases = {
-      {Variant(), ""},
-      {Variant(true), "True"},
-      {Variant(false), "False"},
-      {Variant(std::uint8_t{200}), "200"},
-      {Variant(std::int16_t{-5}), "-5"},
-      {Variant(0.1), "0.1"},
-      {Variant(1.0 / 3), "0.333333333333333"},
-      {Variant(2.0 / 3), "0.666666666666667"},
-      {Variant(0.1 + 0.2), "0.3"},
-      {Variant(1e20), "1E+20"},
-      {Variant(1.5e-7), "1.5E-07"},
-      {Variant(100.0), "100"},
-      {Variant(-0.5), "-0.5"},
-      {Variant(-0.0), "0"},
-      {Variant(999999999999999.0), "999999999999999"},
-      {Variant(1e15), "1E+15"},
-      {Variant(123456789012345678.0), "1.23456789012346E+17"},
-      {Variant(0.00001), "0.00001"},
-      {Variant(0.000001), "1E-06"},
-      {Variant(1e-300), "1E-300"},
-      {Variant(5e-324), "4.94065645841247E-324"},
-      {Variant(-1.25e300), "-1.25E+300"},
-      {Variant(0.1f), "0.1"},
-      {Variant(1234567.0f), "1234567"},
-      {Variant(16777216.0f), "1.677722E+07"},
-      {Cur(125000), "12.5"},
-      {Cur(-1), "-0.0001"},
-      {Cur(0), "0"},
-      {Cur(kCurMin), "-922337203685477.5808"},
-      {Day(38229.5), "2004-08-30 12:00:00"},
-      {Day(38229), "2004-08-30"},
-      {Day(-1.25), "1899-12-29 06:00:00"},
-      {Variant::Missing(), "Error 448"},
-      {Variant(ErrorCode{static_cast<std::int32_t>(0x800A0005u)}), "Error 5"},
-      {Obj(Variant(12.5)), "12.5"},
-      {Variant("as is"), "as is"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(CStr(c.in), c.want);
-  }
-  EXPECT_EQ(TextOf(Variant::Null()), "");
-  EXPECT_EQ(ErrorNumber([] { CStr(Variant::Null()); }), err::kInvalidUseOfNull);
-  EXPECT_EQ(ErrorNumber([] { CStr(StringArray()); }), err::kTypeMismatch);
-  EXPECT_EQ(ErrorNumber([] { CStr(Variant(Record("ErrStruct"))); }), err::kTypeMismatch);
-  EXPECT_EQ(ErrorNumber([] { CStr(Nothing()); }), err::kObjectNotSet);
-  EXPECT_EQ(ErrorNumber([] { CStr(Obj(Variant::Null())); }), err::kInvalidUseOfNull);
-}
-
 TEST(Convert, TextRoundTrips) {
-  for (double d : {0.1, -0.5, 1234.5678, 1e20, 1.5e-7, 123456789012345.0, 0.000123, 1e-300,
-                   -9.87654321e100, 3.14159265358979, 1e15, 0.00001}) {
-    EXPECT_EQ(CDbl(Variant(CStr(Variant(d)))), d) << CStr(Variant(d));
-  }
-  for (float f : {0.1f, 1.5f, 3.4e38f, 1e-10f, 1234567.0f, -1234.5f}) {
-    EXPECT_EQ(CSng(Variant(CStr(Variant(f)))), f) << CStr(Variant(f));
-  }
   for (std::int64_t c : {std::int64_t{0}, std::int64_t{1}, std::int64_t{-1}, std::int64_t{125000},
                          std::int64_t{-123456789}, kCurMax, kCurMin}) {
     EXPECT_EQ(CCur(Variant(CStr(Cur(c)))).scaled, c) << CStr(Cur(c));
@@ -425,45 +290,6 @@ TEST(Convert, PlainAndExponentTextReadAlike) {
   EXPECT_EQ(ErrorNumber([&] { CDbl(Variant(huge + ".5")); }), err::kOverflow);
 }
 
-// ------------------------------------------------------ tests of kind
-
-TEST(Convert, IsNumericAndIsDate) {
-  struct Case {
-    Variant in;
-    bool numeric;
-    bool date;
-  };
-  const std::vector<Case> cases = {
-      {Variant("12"), true, false},
-      {Variant(" 1.5e3 "), true, false},
-      {Variant("&H1F"), true, false},
-      {Variant("abc"), false, false},
-      {Variant(""), false, false},
-      {Variant(), true, false},
-      {Variant::Null(), false, false},
-      {Variant(true), true, false},
-      {Cur(5), true, false},
-      {Day(1), false, true},
-      {Variant(36526), true, false},
-      {Variant("2004-08-30"), false, true},
-      {Variant("8/30/2004"), false, true},
-      {Variant("2004-08-30T13:05:09"), false, true},
-      {Variant("13:05"), false, true},
-      {Variant("1:05 PM"), false, true},
-      {Variant("13:05 PM"), false, false},
-      {Variant("2004-02-30"), false, false},
-      {Obj(Variant("3")), true, false},
-      {Obj(Variant("2004-08-30")), false, true},
-      {Nothing(), false, false},
-      {StringArray(), false, false},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(Show(c.in));
-    EXPECT_EQ(IsNumeric(c.in), c.numeric);
-    EXPECT_EQ(IsDate(c.in), c.date);
-  }
-}
-
 TEST(Convert, ConvertTo) {
   struct Case {
     Variant in;
@@ -494,80 +320,13 @@ TEST(Convert, ConvertTo) {
   }
 }
 
-// ---------------------------------------------------------------- Compare
-
-TEST(Convert, CompareFollowsPlatformRules) {
-  constexpr int kMismatch = 99;  // the case expects error 13
-  struct Case {
-    Variant a, b;
-    std::optional<int> want;
-  };
-  const std::vector<Case> cases = {
-      {Variant(1), Variant(2), -1},
-      {Variant(2.5), Variant(2), 1},
-      {Cur(15000), Variant(1.5), 0},
-      {Cur(kCurMax), Cur(kCurMax - 1), 1},
-      {Variant(1), Cur(10001), -1},
-      {Variant("abc"), Variant("abd"), -1},
-      {Variant("B"), Variant("a"), -1},
-      {Variant("a"), Variant("a"), 0},
-      {Variant("\xC3\xA9"), Variant("z"), 1},
-      {Variant(10), Variant("9"), 1},
-      {Variant("10"), Variant(9), 1},
-      {Variant("10"), Variant("9"), -1},
-      {Variant(1), Variant("abc"), kMismatch},
-      {Variant("abc"), Variant(1.5), kMismatch},
-      {Variant(), Variant(0), 0},
-      {Variant(), Variant(""), 0},
-      {Variant(), Variant("a"), -1},
-      {Variant(), Variant(-1), 1},
-      {Variant(), Variant(), 0},
-      {Variant::Null(), Variant(1), std::nullopt},
-      {Variant(1), Variant::Null(), std::nullopt},
-      {Variant::Null(), Variant::Null(), std::nullopt},
-      {Variant(true), Variant(0), -1},
-      {Variant(true), Variant(-1), 0},
-      {Day(38229), Variant(38229), 0},
-      {Day(38229.5), Variant("2004-08-30"), 1},
-      {Day(38229), Variant("38229"), 0},
-      {Obj(Variant(5)), Variant(5), 0},
-      {StringArray(), Variant(1), kMismatch},
-      {Variant::Missing(), Variant(1), kMismatch},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(TypeName(c.a) + " vs " + TypeName(c.b));
-    std::optional<int> got;
-    const int error = ErrorNumber([&] { got = Compare(c.a, c.b); });
-    if (c.want == kMismatch) {
-      EXPECT_EQ(error, err::kTypeMismatch);
-    } else {
-      EXPECT_EQ(error, 0);
-      EXPECT_EQ(got, c.want);
-    }
-  }
-}
-
 // ---------------------------------------------------------------- Variant
 
-TEST(Variant, TypeNames) {
+// Names of the values the data file cannot write.
+TEST(Variant, TypeNamesOfArraysAndRecords) {
   Record rec("ErrStruct", {{"Number", Variant(0)}});
   const std::vector<std::pair<Variant, const char*>> cases = {
-      {Variant(), "Empty"},
-      {Variant::Null(), "Null"},
-      {Variant(true), "Boolean"},
-      {Variant(std::uint8_t{1}), "Byte"},
-      {Variant(std::int16_t{1}), "Integer"},
-      {Variant(1), "Long"},
-      {Variant(1.0f), "Single"},
-      {Variant(1.0), "Double"},
-      {Cur(1), "Currency"},
-      {Day(1), "Date"},
-      {Variant("x"), "String"},
-      {Variant::Missing(), "Error"},
-      {Nothing(), "Nothing"},
-      {Obj(Variant()), "Field"},
       {Variant(rec), "ErrStruct"},
-      {StringArray(), "String()"},
       {Variant(SafeArray()), "Variant()"},
       {Variant(SafeArray(VarType::Long)), "Long()"},
       {Variant(SafeArray(VarType::Record, 0, {Variant(rec)})), "ErrStruct()"},
@@ -594,10 +353,7 @@ TEST(Variant, TypedAccessorsRejectOtherSubtypes) {
   };
   for (std::size_t i = 0; i < errors.size(); ++i) EXPECT_EQ(errors[i].first, errors[i].second) << i;
 
-  EXPECT_TRUE(Variant::Missing().IsMissing());
-  EXPECT_TRUE(IsMissing(Variant::Missing()));
   EXPECT_FALSE(Variant(ErrorCode{0}).IsMissing());
-  EXPECT_FALSE(Variant().IsMissing());
   for (const auto& v : {Variant(std::uint8_t{1}), Variant(std::int16_t{1}), Variant(1),
                         Variant(1.0f), Variant(1.0), Cur(1)})
     EXPECT_TRUE(v.IsNumeric()) << TypeName(v);

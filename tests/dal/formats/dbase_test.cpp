@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "dal/formats/dbase_p.h"
+#include "raised.h"
 #include "writer_fixture.h"
 #include "zmdb/runtime/datetime.h"
 #include "zmdb/runtime/error.h"
@@ -40,8 +41,8 @@ print(json.dumps({"version": h.dbversion, "driver": h.language_driver, "count": 
                  ensure_ascii=False))
 def value(v):
     if isinstance(v, datetime.date): return v.isoformat()
-    # The reader takes a dBase IV memo's length (which counts its 8-byte
-    # header) for the text's own and reads the block's padding with it.
+    # The reader takes the length of a dBase IV memo (which counts its 8-byte
+    # header) for that of the text and reads the padding of the block with it.
     if isinstance(v, str) and h.dbversion == 0x8B: return v.rstrip("\x00")
     return v
 for r in t:
@@ -58,23 +59,6 @@ std::string Output(const std::string& command) {
   while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
   EXPECT_EQ(::pclose(pipe), 0) << command << ": " << out;
   return out;
-}
-
-std::vector<json> ReadBack(const std::string& path) {
-  const auto script = std::filesystem::path(path).parent_path() / "read_dbf.py";
-  std::ofstream(script) << kReader;
-  const std::string command = "/usr/bin/python3 '" + script.string() + "' '" + path + "'";
-  const std::string out = Output(command);
-  std::vector<json> lines;
-  std::size_t start = 0;
-  while (start < out.size()) {
-    const std::size_t end = out.find('\n', start);
-    const std::string line = out.substr(start, end - start);
-    if (!line.empty()) lines.push_back(json::parse(line, nullptr, false));
-    if (end == std::string::npos) break;
-    start = end + 1;
-  }
-  return lines;
 }
 
 std::string Bytes(const std::string& path) {
@@ -95,17 +79,6 @@ std::uint32_t BE(const std::string& b, std::size_t at, int n) {
   return v;
 }
 
-// The message of the error `f` raises ("" when none).
-template <typename F>
-std::string RaisedText(F&& f) {
-  try {
-    f();
-  } catch (const rt::PlatformError& e) {
-    return e.what();
-  }
-  return {};
-}
-
 class DbaseTest : public testing::WriterTest {
  protected:
   std::string Path(const std::string& name) const { return (dir_ / name).string(); }
@@ -116,6 +89,14 @@ class DbaseTest : public testing::WriterTest {
     w->Begin(columns);
     for (const auto& r : rows) w->Row(r);
     w->Finish();
+  }
+
+  // The reader's lines, parsed.
+  static std::vector<json> ReadBack(const std::string& path) {
+    std::vector<json> lines;
+    for (const auto& line : RunPython(kReader, {path}))
+      lines.push_back(json::parse(line, nullptr, false));
+    return lines;
   }
 };
 
@@ -422,7 +403,9 @@ TEST_F(DbaseTest, AValueThatCannotBeWrittenNamesItsRowAndFieldAndLeavesNoFiles) 
       auto w = OpenDbaseWriter(path, DbfFlavour::dBaseIV, {c.codePage});
       w->Begin({c.column, {"Long", 201, 0, 0, 0}});
       w->Row({Variant::Null(), "memo"});
-      const std::string text = RaisedText([&] { w->Row({c.bad, "memo"}); });
+      const std::string text = dal::testing::RaisedError([&] {
+                                 w->Row({c.bad, "memo"});
+                               }).Description;
       EXPECT_NE(text.find(c.message), std::string::npos) << text;
     }
     EXPECT_FALSE(std::filesystem::exists(path));
@@ -433,7 +416,9 @@ TEST_F(DbaseTest, AValueThatCannotBeWrittenNamesItsRowAndFieldAndLeavesNoFiles) 
   auto w = OpenDbaseWriter(path, DbfFlavour::FoxPro26);
   w->Begin({{"Qty", 2, 2, 5, 0}, {"Long", 201, 0, 0, 0}});
   w->Row({1, "one"});
-  EXPECT_FALSE(RaisedText([&] { w->Row({1234567, "refused"}); }).empty());
+  EXPECT_FALSE(dal::testing::RaisedError([&] {
+                 w->Row({1234567, "refused"});
+               }).Description.empty());
   w->Row({3, "three"});
   w->Finish();
   const auto lines = ReadBack(path);

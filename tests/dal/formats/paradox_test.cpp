@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "dal/formats/paradox_p.h"
+#include "temp_folder.h"
 #include "zmdb/runtime/error.h"
 
 namespace zmdb::dal::formats {
@@ -22,17 +23,8 @@ using nlohmann::json;
 using rt::Variant;
 namespace fs = std::filesystem;
 
-class ParadoxTest : public ::testing::Test {
+class ParadoxTest : public zmdb::testing::TempFolderTest {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("zmdb_paradox_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
   // The table as pxlib reads it: the header line, the field lines, the records.
   static std::vector<json> Dump(const fs::path& db, const char* charset) {
 #ifndef ZMDB_PX_DUMP
@@ -55,8 +47,6 @@ class ParadoxTest : public ::testing::Test {
     return lines;
 #endif
   }
-
-  fs::path dir_;
 };
 
 Variant Bytes(std::vector<std::uint8_t> bytes) {

@@ -15,16 +15,6 @@
 namespace zmdb::dal::testing {
 namespace {
 
-// The error `f` raises (Number 0 when none).
-rt::ErrorInfo Raised(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const rt::PlatformError& e) {
-    return e.info();
-  }
-  return {};
-}
-
 using rt::Variant;
 
 sqlite::LinkShape Shape(std::vector<std::string> keys) {
@@ -161,7 +151,7 @@ TEST_F(FileLinkTest, WithoutKeyReadOnlyUntilAVirtualIndex) {
   Link(cn, "Loose", "dbo.Loose");
   EXPECT_EQ(Names(cn, "Loose"), "Li;");
   for (const char* write : {"UPDATE Loose SET Name = 'x'", "DELETE FROM Loose"}) {
-    const auto e = Raised([&] { cn->Execute(write); });
+    const auto e = RaisedError([&] { cn->Execute(write); });
     EXPECT_EQ(e.Number, rt::err::kLinkNotUpdatable) << write;
     EXPECT_NE(e.Description.find("Loose"), std::string::npos) << e.Description;
   }
@@ -183,7 +173,7 @@ TEST_F(FileLinkTest, WithoutKeyReadOnlyUntilAVirtualIndex) {
   again->Execute("DELETE FROM Loose WHERE ID = 1");
   EXPECT_EQ(Names(again, "Loose"), "Zhao;");
   // A virtual index on a field the link does not have is refused.
-  EXPECT_EQ(Raised([&] { again->Execute("CREATE UNIQUE INDEX u2 ON Loose(Nope)"); }).Number,
+  EXPECT_EQ(RaisedError([&] { again->Execute("CREATE UNIQUE INDEX u2 ON Loose(Nope)"); }).Number,
             rt::err::kItemNotFound);
 }
 

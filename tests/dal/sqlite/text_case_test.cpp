@@ -1,5 +1,5 @@
 // A recordset's Filter and the file store's SQL agree on which texts are equal
-// when case is ignored, and UCase/LCase give the same letters.
+// when case is ignored.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -88,33 +88,6 @@ TEST_F(TextCase, FilterAndSqlLikeAgree) {
     EXPECT_EQ(
         Scalar("SELECT COUNT(*) FROM T WHERE " + id + " AND InStr(Name, '" + probe + "') = 1"),
         Variant(want));
-  }
-}
-
-TEST_F(TextCase, UCaseAndLCaseFollowTheSameTable) {
-  struct Case {
-    std::string_view text, upper, lower;
-  };
-  const Case cases[] = {
-      {"Straße µ ÿ", "STRAßE Μ Ÿ", "straße µ ÿ"},    {"ıſ Ŋ", "IS Ŋ", "ıſ ŋ"},
-      {"Λογος ΣΟΦΙΑ", "ΛΟΓΟΣ ΣΟΦΙΑ", "λογος σοφια"}, {"Ѐ ѝ Ѣ ӏ", "Ѐ Ѝ Ѣ Ӏ", "ѐ ѝ ѣ ӏ"},
-      {"ａＢ 中文", "ＡＢ 中文", "ａｂ 中文"},
-  };
-  for (const Case& c : cases) {
-    const std::string text(c.text);
-    EXPECT_EQ(Scalar("SELECT UCase('" + text + "') FROM T WHERE ID = 0"),
-              Variant(std::string(c.upper)))
-        << text;
-    EXPECT_EQ(Scalar("SELECT LCase('" + text + "') FROM T WHERE ID = 0"),
-              Variant(std::string(c.lower)))
-        << text;
-    // Each form is equal to the text itself when case is ignored, for both.
-    for (const std::string_view form : {c.upper, c.lower}) {
-      const std::string f(form);
-      EXPECT_EQ(Scalar("SELECT COUNT(*) FROM T WHERE ID = 0 AND '" + text + "' LIKE '" + f + "'"),
-                Variant(1))
-          << f;
-    }
   }
 }
 
