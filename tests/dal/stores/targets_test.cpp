@@ -253,7 +253,8 @@ TEST_P(TargetTest, AFailureHalfWayLeavesNoTable) {
 
 INSTANTIATE_TEST_SUITE_P(Stores, TargetTest, EveryStore(), StoreParamName);
 
-// The mapping of a result's ADO columns to the target's fields.
+// The mapping of a result's ADO columns to the target's fields, for the
+// columns no Jet table has (the copy of every Jet type above covers those).
 TEST(TargetFields, FromAdoColumns) {
   using namespace typecodes::dao;
   struct Case {
@@ -261,16 +262,12 @@ TEST(TargetFields, FromAdoColumns) {
     std::int32_t type, size, precision, scale;
   };
   const Case cases[] = {
-      {{"a", 202, 50, 0, 0}, dbText, 50, 0, 0},
       {{"a", 202, 256, 0, 0}, dbMemo, 0, 0, 0},
       {{"a", 129, 0, 0, 0}, dbMemo, 0, 0, 0},  // text of no known size
-      {{"a", 17, 1, 3, 0}, dbByte, 0, 0, 0},
       {{"a", 16, 1, 3, 0}, dbInteger, 0, 0, 0},  // a signed byte does not fit Byte
       {{"a", 18, 2, 5, 0}, dbLong, 0, 0, 0},
       {{"a", 19, 4, 10, 0}, dbBigInt, 0, 0, 0},
       {{"a", 21, 8, 20, 0}, dbDecimal, 0, 20, 0},
-      {{"a", 6, 8, 19, 4}, dbCurrency, 0, 0, 0},
-      {{"a", 131, 19, 18, 3}, dbDecimal, 0, 18, 3},
       {{"a", 14, 19, 38, 40}, dbDecimal, 0, 28, 28},  // beyond what every target takes
       {{"a", 131, 0, 0, 0}, dbDecimal, 0, 0, 0},
       {{"a", 134, 8, 0, 0}, dbDate, 0, 0, 0},
