@@ -3,7 +3,6 @@
 // on each, through the objects and through the component's two-store
 // methods called without Conn.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -12,6 +11,7 @@
 
 #include "listing_texts.h"
 #include "store_fixture.h"
+#include "temp_folder.h"
 #include "zmdb/dal/dao/dao.h"
 #include "zmdb/dal/typecodes.h"
 #include "zmdb/frame/component.h"
@@ -196,18 +196,13 @@ TEST_P(DaoOnStoreTest, SelectIntoATextFileWritesTheStoresRows) {
   auto cn = Connect();
   cn->Execute("INSERT INTO goods (id, name, pay) VALUES (1, '墨水', 2.5)");
   cn->Execute("INSERT INTO goods (id) VALUES (2)");
-  const std::filesystem::path dir =
-      std::filesystem::temp_directory_path() /
-      ("zmdb_into_" + std::to_string(::getpid()) + "_" + StoreParamName({GetParam(), 0}));
-  std::filesystem::remove_all(dir);
-  std::filesystem::create_directories(dir);
-  EXPECT_EQ(db_->Execute("SELECT id, name, pay INTO [Text;database=" + dir.string() +
+  const zmdb::testing::TempFolder dir;
+  EXPECT_EQ(db_->Execute("SELECT id, name, pay INTO [Text;database=" + dir.path().string() +
                          "].goods FROM goods ORDER BY id"),
             2);
   std::ifstream in(dir / "goods.txt", std::ios::binary);
   const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
   EXPECT_EQ(rt::GbkToUtf8(text), "\"id\",\"name\",\"pay\"\r\n1,\"墨水\",2.5\r\n2,,\r\n");
-  std::filesystem::remove_all(dir);
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, DaoOnStoreTest, EveryStore(), StoreParamName);
