@@ -183,6 +183,8 @@ TEST(OdbcDdl, TypesAServerCannotHoldAreRefusedByName) {
   EXPECT_EQ(dal::testing::RaisedNumber([&] { kPostgres.ColumnType(Field("x", 99)); }), 3259);
 }
 
+// PostgreSQL's plain columns are read from its real catalogue by the DAO
+// tests on every store; these are SQL Server's and the harder cases.
 TEST(OdbcDdl, CatalogueColumnsReadAsDaoFields) {
   struct Case {
     std::int16_t sqlType;
@@ -197,14 +199,9 @@ TEST(OdbcDdl, CatalogueColumnsReadAsDaoFields) {
       {SQL_INTEGER, "int identity", 10, 0, "", dbLong, 0, true},
       {SQL_INTEGER, "int4", 10, 0, "nextval('t_id_seq'::regclass)", dbLong, 0, true},
       {SQL_INTEGER, "int4", 10, 0, "0", dbLong, 0, false},
-      {SQL_SMALLINT, "int2", 5, 0, "", dbInteger, 0, false},
       {SQL_BIT, "bit", 1, 0, "", dbBoolean, 0, false},
-      {SQL_WVARCHAR, "varchar", 30, 0, "", dbText, 30, false},
-      {SQL_WLONGVARCHAR, "text", 0, 0, "", dbMemo, 0, false},
       {SQL_NUMERIC, "numeric", 19, 4, "", dbCurrency, 0, false},
       {SQL_DECIMAL, "decimal", 10, 2, "", dbDecimal, 0, false},
-      {SQL_TYPE_TIMESTAMP, "timestamp", 26, 6, "", dbDate, 0, false},
-      {SQL_DOUBLE, "float8", 15, 0, "", dbDouble, 0, false},
       {SQL_LONGVARBINARY, "bytea", 0, 0, "", dbLongBinary, 0, false},
       {SQL_BIGINT, "int8", 19, 0, "", dbBigInt, 0, false},
   };

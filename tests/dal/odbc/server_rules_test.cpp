@@ -5,6 +5,8 @@
 #include <sql.h>
 #include <sqlext.h>
 
+#include <cstdio>
+
 #include "dal/odbc/cursor_p.h"
 #include "dal/odbc/types_p.h"
 #include "raised.h"
@@ -83,33 +85,24 @@ TEST(OdbcConnectionString, TranslatesEveryFormTheLibraryWrites) {
   EXPECT_NE(e.Description.find("OraOLEDB.Oracle"), std::string::npos);
 }
 
+// The SQL Server types and the driver quirks no always-on store reports
+// (PostgreSQL and SQLite read theirs for real from column_types.txt).
 TEST(OdbcColumnTypes, ReadAsTheSqlServerProviderReportsThem) {
   struct Case {
     std::int16_t sqlType;
     const char* typeName;
     std::uint64_t size;
-    std::int32_t adoType;
-    std::int32_t definedSize;
+    std::int32_t adoType, definedSize;
     bool isLong;
   };
   const Case cases[] = {
-      {SQL_INTEGER, "int", 10, 3, 4, false},
-      {SQL_SMALLINT, "smallint", 5, 2, 2, false},
       {SQL_TINYINT, "tinyint", 3, 17, 1, false},
-      {SQL_BIGINT, "bigint", 19, 20, 8, false},
-      {SQL_BIT, "bit", 1, 11, 2, false},
-      {SQL_REAL, "real", 7, 4, 4, false},
-      {SQL_FLOAT, "float", 15, 5, 8, false},
       {SQL_DECIMAL, "money", 19, 6, 8, false},
       {SQL_DECIMAL, "smallmoney", 10, 6, 4, false},
       {SQL_FLOAT, "money", 10, 6, 8, false},  // PostgreSQL's money
       {SQL_DECIMAL, "decimal", 10, 131, 19, false},
-      {SQL_NUMERIC, "numeric", 18, 131, 19, false},
       {SQL_CHAR, "char", 5, 129, 5, false},
-      {SQL_VARCHAR, "varchar", 30, 200, 30, false},
-      {SQL_LONGVARCHAR, "text", 2147483647, 201, 2147483647, true},
       {SQL_VARCHAR, "varchar", 0, 201, 2147483647, true},  // varchar(max)
-      {SQL_WCHAR, "nchar", 5, 130, 5, false},
       {SQL_WVARCHAR, "nvarchar", 30, 202, 30, false},
       {SQL_WLONGVARCHAR, "ntext", 1073741823, 203, 1073741823, true},
       {SQL_WVARCHAR, "nvarchar", 0, 203, 1073741823, true},  // nvarchar(max)
@@ -117,12 +110,8 @@ TEST(OdbcColumnTypes, ReadAsTheSqlServerProviderReportsThem) {
       {SQL_VARBINARY, "varbinary", 16, 204, 16, false},
       {SQL_LONGVARBINARY, "image", 2147483647, 205, 2147483647, true},
       {SQL_VARBINARY, "varbinary", 0, 205, 2147483647, true},  // varbinary(max)
-      {SQL_GUID, "uniqueidentifier", 36, 72, 16, false},
-      {SQL_TYPE_TIMESTAMP, "datetime", 23, 135, 16, false},
       {SQL_TYPE_TIMESTAMP, "smalldatetime", 16, 135, 16, false},
-      {SQL_TYPE_TIMESTAMP, "datetime2", 27, 135, 16, false},
       {SQL_WVARCHAR, "datetime2", 27, 135, 16, false},  // an older protocol's text form
-      {SQL_TYPE_DATE, "date", 10, 133, 6, false},
       {SQL_WVARCHAR, "date", 10, 133, 6, false},
       {SQL_VARCHAR, "money", 255, 200, 255, false},  // SQLite keeps any text in "money"
       {SQL_INTERVAL_DAY, "interval", 20, 202, 20, false},
@@ -133,35 +122,12 @@ TEST(OdbcColumnTypes, ReadAsTheSqlServerProviderReportsThem) {
     EXPECT_EQ(t.definedSize, c.definedSize) << c.typeName << " " << c.sqlType;
     EXPECT_EQ(t.isLong, c.isLong) << c.typeName << " " << c.sqlType;
   }
-  // Parameters go the other way.
-  const std::pair<std::int32_t, std::int16_t> params[] = {{3, SQL_INTEGER},
-                                                          {2, SQL_SMALLINT},
-                                                          {20, SQL_BIGINT},
-                                                          {11, SQL_BIT},
-                                                          {5, SQL_DOUBLE},
-                                                          {6, SQL_DECIMAL},
-                                                          {131, SQL_NUMERIC},
-                                                          {7, SQL_TYPE_TIMESTAMP},
-                                                          {135, SQL_TYPE_TIMESTAMP},
-                                                          {133, SQL_TYPE_DATE},
-                                                          {200, SQL_VARCHAR},
-                                                          {202, SQL_WVARCHAR},
-                                                          {203, SQL_WLONGVARCHAR},
-                                                          {204, SQL_VARBINARY},
-                                                          {72, SQL_GUID},
-                                                          {0, 0},
-                                                          {999, 0}};
-  for (const auto& [ado, sql] : params) EXPECT_EQ(SqlTypeForAdo(ado), sql) << ado;
 }
 
+// The states of missing objects, columns and bad syntax are checked through
+// each store's own failures; these are the ones no test store provokes.
 TEST(OdbcErrors, SqlStatesBecomeTheLayersNumbers) {
   const std::pair<const char*, std::int32_t> cases[] = {
-      {"42S02", rt::err::kNoSuchObject},
-      {"42P01", rt::err::kNoSuchObject},
-      {"42S22", rt::err::kMissingParameter},
-      {"42703", rt::err::kMissingParameter},
-      {"42000", rt::err::kSyntaxError},
-      {"42601", rt::err::kSyntaxError},
       {"42501", rt::err::kPermissionDenied},
       {"23505", -2147217873},
       {"22001", -2147217833},
@@ -197,47 +163,35 @@ TEST(OdbcBaseTable, APlainSelectNamesItsTable) {
   for (const auto& [sql, table] : cases) EXPECT_EQ(SingleSourceTable(sql), table) << sql;
 }
 
+// What the driver writes for an infinity or a year past 9999 is checked
+// against the real server; these are the forms of a text the parse must
+// take apart, as the timestamp it gives ("" when no Date holds it).
 TEST(OdbcDates, ServerTextReadsOnlyWhatADateHolds) {
-  struct Case {
-    const char* text;
-    bool holds;
-    int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
-    SQLUINTEGER nanos = 0;
-  };
-  const Case cases[] = {
-      {"2024-03-04", true, 2024, 3, 4, 0, 0, 0, 0},
-      {"2024-03-04 05:06:07", true, 2024, 3, 4, 5, 6, 7, 0},
-      {"2024-03-04T05:06:07.25", true, 2024, 3, 4, 5, 6, 7, 250000000},
-      {"2024-03-04 05:06:07.1234567891", true, 2024, 3, 4, 5, 6, 7, 123456789},
+  const std::pair<const char*, const char*> cases[] = {
+      {"2024-03-04", "2024-03-04 00:00:00.0"},
+      {"2024-03-04T05:06:07.25", "2024-03-04 05:06:07.250000000"},
+      {"2024-03-04 05:06:07.1234567891", "2024-03-04 05:06:07.123456789"},
       // The zone is dropped: the time is the session's wall clock.
-      {"2024-03-03 21:06:07-05", true, 2024, 3, 3, 21, 6, 7, 0},
-      {"2024-03-04 05:06:07.5+05:30", true, 2024, 3, 4, 5, 6, 7, 500000000},
-      {"0100-01-01", true, 100, 1, 1, 0, 0, 0, 0},
-      {"9999-12-31 23:59:59", true, 9999, 12, 31, 23, 59, 59, 0},
-      // What the driver writes for an infinity or a year past 9999.
-      {"0000-00-00", false},
-      {"0000-00-00 00:00:00", false},
-      {"infinity", false},
-      {"-infinity", false},
-      {"294276-12-31 00:00:00", false},
-      {"4713-01-01 00:00:00 BC", false},
-      {"0099-12-31", false},
-      {"2023-02-29", false},
-      {"2024-03-04 24:00:00", false},
-      {"2024-03-04 05:06", false},
-      {"", false},
+      {"2024-03-03 21:06:07-05", "2024-03-03 21:06:07.0"},
+      {"2024-03-04 05:06:07.5+05:30", "2024-03-04 05:06:07.500000000"},
+      {"0100-01-01", "100-01-01 00:00:00.0"},
+      {"9999-12-31 23:59:59", "9999-12-31 23:59:59.0"},
+      {"0000-00-00", ""},
+      {"0000-00-00 00:00:00", ""},
+      {"0099-12-31", ""},
+      {"2023-02-29", ""},
+      {"2024-03-04 24:00:00", ""},
+      {"2024-03-04 05:06", ""},
+      {"", ""},
   };
-  for (const Case& c : cases) {
-    const auto ts = ParseServerTimestamp(c.text);
-    ASSERT_EQ(ts.has_value(), c.holds) << c.text;
-    if (!ts) continue;
-    EXPECT_EQ(ts->year, c.year) << c.text;
-    EXPECT_EQ(ts->month, c.month) << c.text;
-    EXPECT_EQ(ts->day, c.day) << c.text;
-    EXPECT_EQ(ts->hour, c.hour) << c.text;
-    EXPECT_EQ(ts->minute, c.minute) << c.text;
-    EXPECT_EQ(ts->second, c.second) << c.text;
-    EXPECT_EQ(ts->fraction, c.nanos) << c.text;
+  for (const auto& [text, want] : cases) {
+    const auto ts = ParseServerTimestamp(text);
+    char got[64] = "";
+    if (ts) {
+      std::snprintf(got, sizeof got, "%d-%02d-%02d %02d:%02d:%02d.%u", ts->year, ts->month, ts->day,
+                    ts->hour, ts->minute, ts->second, ts->fraction);
+    }
+    EXPECT_STREQ(got, want) << text;
   }
 }
 

@@ -1,10 +1,7 @@
-// What only server stores do: procedures with
-// output parameters, every diagnostic record of a failure, refused
-// connections that say why without the password, a server that goes away
-// mid-session, names and strings too long for the driver manager, and the
-// automation interface on a server connection.
+// What only server stores do: procedures with output parameters, every
+// diagnostic record of a failure, refused connections that say why without
+// the password, and names and strings too long for the driver manager.
 #include "store_fixture.h"
-#include "zmdb/automation/session.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/command.h"
 #include "zmdb/dal/router.h"
@@ -256,47 +253,6 @@ TEST(ServerConnection, NamesTheDriverManagerCannotTakeAreRefusedBeforeItIsCalled
     EXPECT_NE(e.Description.find(c.says), std::string::npos) << e.Description;
     EXPECT_EQ(cn->State(), 0);
   }
-}
-
-TEST(ServerConnection, AServerThatGoesAwayGivesAnErrorNotACrash) {
-  if (!SharedPostgres()) GTEST_SKIP() << "no PostgreSQL: " << PostgresUnavailable();
-  std::string whyNot;
-  auto own = testsupport::PgServer::Start(&whyNot);
-  ASSERT_TRUE(own) << whyNot;
-  auto cn = Connection::Create();
-  cn->Open(own->ConnectionString("postgres"));
-  cn->Execute("CREATE TABLE t (id int)");
-  cn->Execute("INSERT INTO t VALUES (1), (2)");
-  auto kept = cn->Execute("SELECT id FROM t", nullptr, -1, ado::adOpenStatic);
-  auto streaming = cn->Execute("SELECT id FROM t");
-  own->Stop();
-  const auto number = RaisedNumber([&] { cn->Execute("SELECT 1"); });
-  EXPECT_NE(number, 0);
-  ASSERT_FALSE(cn->errors()->items().empty());
-  EXPECT_NE(cn->errors()->details()[0].sqlState, "");
-  // What was read stays readable; the connection still closes.
-  EXPECT_EQ(kept->RecordCount(), 2);
-  EXPECT_NO_THROW(cn->Close());
-  EXPECT_EQ(cn->State(), 0);
-  EXPECT_EQ(RaisedNumber([&] { cn->Execute("SELECT 1"); }), rt::err::kObjectClosed);
-}
-
-TEST(ServerConnection, TheAutomationSessionOpensServerConnections) {
-  if (!SharedPostgres()) GTEST_SKIP() << "no PostgreSQL: " << PostgresUnavailable();
-  automation::Session session;
-  const std::string cs = SharedPostgres()->ConnectionString("postgres");
-  auto open = automation::Json::parse(session.HandleLine(
-      automation::Json{{"new", "Connection"}, {"args", {{"ConnectionString", cs}}}}.dump()));
-  ASSERT_TRUE(open.contains("result")) << open.dump();
-  const auto handle = open["result"];
-  auto rows = automation::Json::parse(session.HandleLine(
-      automation::Json{{"exec", "SELECT 'é' AS e, 2 AS n"}, {"conn", handle}}.dump()));
-  ASSERT_TRUE(rows.contains("result")) << rows.dump();
-  EXPECT_EQ(rows["result"]["rows"][0][0], "é");
-  EXPECT_EQ(rows["result"]["RecordCount"], 1);
-  auto inspected =
-      automation::Json::parse(session.HandleLine(automation::Json{{"inspect", handle}}.dump()));
-  EXPECT_EQ(inspected["result"]["Provider"], "MSDASQL");
 }
 
 }  // namespace

