@@ -394,8 +394,8 @@ class PassLoop {
   std::size_t Unquoted(char c, std::size_t from) {
     if constexpr (!std::is_same_v<Text, GapText>) return s_.FindUnquotedChar(c, from);
     const std::string_view needle(&c, 1);
-    const Delimiter* next = nullptr;
-    for (const Delimiter& d : delimiters_) {
+    Delimiter* next = nullptr;
+    for (Delimiter& d : delimiters_) {
       if (d.c == c && d.from >= from && (next == nullptr || d.from < next->from)) next = &d;
     }
     const std::size_t to = next != nullptr ? next->from : s_.size();
@@ -407,7 +407,9 @@ class PassLoop {
     }
     std::size_t in = s_.Find(needle, from, out_before_to ? out : to, Scope::kInside);
     if (in == Text::npos) in = out_before_to ? kUnknown : next != nullptr ? next->at[kIn] : in;
-    if (next == nullptr || next->from != from) {
+    if (next != nullptr && next->from == from) {
+      next->at = {out, in};
+    } else {
       if (delimiters_.size() == kDelimiters) delimiters_.erase(delimiters_.begin());
       delimiters_.push_back({c, from, {out, in}});
     }
