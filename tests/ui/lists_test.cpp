@@ -1,8 +1,6 @@
 // Filling list and combo boxes from a file-store database: which rows become
 // items, where ItemData lands, that nothing is cleared first, and the
 // failure value and recorded error of each way the fill can go wrong.
-#include "zmdb/ui/lists.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
@@ -20,24 +18,6 @@ using Data = std::vector<std::int32_t>;
 
 constexpr std::int32_t kItemNotFound = -2146825023;  // 0x800A0CC1, a missing field
 constexpr std::int32_t kNoSuchTable = -2147217865;   // 0x80040E37
-
-TEST(ListSourceStatement, JoinsWhatIsGiven) {
-  const struct {
-    const char *table, *condition, *sort, *expected;
-  } cases[] = {
-      // clang-format off
-      {"Staff", "", "", "SELECT * FROM Staff"},
-      {"Staff", "Age>20", "Name", "SELECT * FROM Staff WHERE Age>20 ORDER BY Name"},
-      {"Staff", "Age>20", "", "SELECT * FROM Staff WHERE Age>20"},
-      {"Staff", "", "Name DESC", "SELECT * FROM Staff ORDER BY Name DESC"},
-      // The table goes in as given, even where it needs brackets.
-      {"My Staff", "", "", "SELECT * FROM My Staff"},
-      // clang-format on
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(ui::ListSourceStatement(c.table, c.condition, c.sort), c.expected) << c.expected;
-  }
-}
 
 // Items: a text column with a Null and an empty text, a number column with a
 // zero and a Null, and a Chinese label.
