@@ -60,8 +60,6 @@ class ListFillTest : public ComponentTest {
   std::int32_t LastError() const { return obj_->dbGetLastError().Number; }
 };
 
-const char* const kControls[] = {"ListBox", "ComboBox"};
-
 TEST_F(ListFillTest, AddCtrlTakesEachNonEmptyValue) {
   const struct {
     const char* what;
@@ -88,15 +86,13 @@ TEST_F(ListFillTest, AddCtrlTakesEachNonEmptyValue) {
       {"a missing table", "Label", "SELECT * FROM NoSuchTable", false, {}, kNoSuchTable},
       // clang-format on
   };
-  for (const char* type : kControls) {
-    for (const auto& c : cases) {
-      SCOPED_TRACE(std::string(type) + ": " + c.what);
-      obj_->dbClearError();
-      Variant ctrl = Control(type);
-      EXPECT_EQ(obj_->dbAddCtrl(ctrl, c.field, c.sql, conn()), c.result);
-      EXPECT_EQ(List(ctrl).items(), Kept(c.added));
-      EXPECT_EQ(LastError(), c.error);
-    }
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    obj_->dbClearError();
+    Variant ctrl = Control("ListBox");
+    EXPECT_EQ(obj_->dbAddCtrl(ctrl, c.field, c.sql, conn()), c.result);
+    EXPECT_EQ(List(ctrl).items(), Kept(c.added));
+    EXPECT_EQ(LastError(), c.error);
   }
 }
 
@@ -132,18 +128,16 @@ TEST_F(ListFillTest, AddCtrlExReadsTheTableWithItsOptions) {
        "SELECT * FROM Items WHERE 1=0"},
       // clang-format on
   };
-  for (const char* type : kControls) {
-    for (const auto& c : cases) {
-      SCOPED_TRACE(std::string(type) + ": " + c.what);
-      Variant ctrl = Control(type);
-      EXPECT_EQ(obj_->dbAddCtrlEx(ctrl, "Items", c.field, c.itemData, c.sort, c.condition, c.filter,
-                                  conn()),
-                c.result);
-      EXPECT_EQ(List(ctrl).items(), Kept(c.added));
-      EXPECT_EQ(List(ctrl).itemData(), Kept(c.data));
-      EXPECT_EQ(LastStatement(*cn_), c.statement);
-      EXPECT_EQ(LastError(), 0);
-    }
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    Variant ctrl = Control("ComboBox");
+    EXPECT_EQ(obj_->dbAddCtrlEx(ctrl, "Items", c.field, c.itemData, c.sort, c.condition, c.filter,
+                                conn()),
+              c.result);
+    EXPECT_EQ(List(ctrl).items(), Kept(c.added));
+    EXPECT_EQ(List(ctrl).itemData(), Kept(c.data));
+    EXPECT_EQ(LastStatement(*cn_), c.statement);
+    EXPECT_EQ(LastError(), 0);
   }
 }
 
@@ -262,15 +256,13 @@ TEST_F(ListFillTest, AddFieldsNameIsAlwaysFalse) {
       {"not a recordset", ui::NewControl("ListBox"), rt::err::kTypeMismatch},
       // clang-format on
   };
-  for (const char* type : kControls) {
-    for (const auto& c : cases) {
-      SCOPED_TRACE(std::string(type) + ": " + c.what);
-      obj_->dbClearError();
-      Variant ctrl = Control(type);
-      EXPECT_FALSE(obj_->dbAddFieldsName(ctrl, c.rs));
-      EXPECT_EQ(List(ctrl).items(), Items{"keep"});
-      EXPECT_EQ(LastError(), c.error);
-    }
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    obj_->dbClearError();
+    Variant ctrl = Control("ListBox");
+    EXPECT_FALSE(obj_->dbAddFieldsName(ctrl, c.rs));
+    EXPECT_EQ(List(ctrl).items(), Items{"keep"});
+    EXPECT_EQ(LastError(), c.error);
   }
 }
 
