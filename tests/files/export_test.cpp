@@ -160,13 +160,5 @@ TEST_F(ExportTest, NoFileMeansNoExport) {
   EXPECT_EQ(obj_->dbGetLastError().Number, 0);
 }
 
-TEST_F(ExportTest, DebugFlagShowsTheRecordedFailure) {
-  obj_->dbSetDebug(true);
-  EXPECT_FALSE(Export(Out("x.mdb"), true, true, 0, Variant()));
-  ASSERT_EQ(host_->shown().size(), 1u);
-  EXPECT_EQ(host_->shown()[0].title, "DebugMode");
-  EXPECT_TRUE(host_->shown()[0].prompt.starts_with("Number:13\r\n"));
-}
-
 }  // namespace
 }  // namespace zmdb::testing
