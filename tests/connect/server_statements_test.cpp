@@ -16,36 +16,22 @@ namespace {
 
 using dal::testing::RaisedError;
 
-// Every combination of eSELECT 1, eINSERT 2, eDELETE 4 and eUPDATE 8, and
-// the statement SQL Server is sent for it on table T1 and the grantee Public.
-TEST(ServerStatements, RightsOfEveryFlagCombination) {
-  const char* const want[16] = {
-      "",
-      "SELECT",
-      "INSERT",
-      "SELECT,INSERT",
-      "DELETE",
-      "SELECT,DELETE",
-      "INSERT,DELETE",
-      "SELECT,INSERT,DELETE",
-      "UPDATE",
-      "SELECT,UPDATE",
-      "INSERT,UPDATE",
-      "SELECT,INSERT,UPDATE",
-      "DELETE,UPDATE",
-      "SELECT,DELETE,UPDATE",
-      "INSERT,DELETE,UPDATE",
-      "SELECT,INSERT,DELETE,UPDATE",
+// eSELECT 1, eINSERT 2, eDELETE 4 and eUPDATE 8: each right alone, a mix, and
+// all four keep that order; bits above the four add nothing.
+TEST(ServerStatements, RightsOfFlagCombinations) {
+  const std::pair<std::int32_t, const char*> cases[] = {
+      {0, ""},
+      {1, "SELECT"},
+      {2, "INSERT"},
+      {4, "DELETE"},
+      {8, "UPDATE"},
+      {10, "INSERT,UPDATE"},
+      {16 | 5, "SELECT,DELETE"},
+      {-1, "SELECT,INSERT,DELETE,UPDATE"},
   };
-  for (std::int32_t flags = 0; flags < 16; ++flags) {
-    EXPECT_EQ(RightsText(flags), want[flags]) << flags;
-    EXPECT_EQ(GrantStatement(ServerKind::SqlServer, RightsText(flags), "T1", "Public"),
-              "GRANT " + std::string(want[flags]) + " ON [dbo].[T1] TO [Public]")
-        << flags;
-  }
-  // Bits above the four rights add nothing.
-  EXPECT_EQ(RightsText(16 | 5), "SELECT,DELETE");
-  EXPECT_EQ(RightsText(-1), "SELECT,INSERT,DELETE,UPDATE");
+  for (const auto& [flags, want] : cases) EXPECT_EQ(RightsText(flags), want) << flags;
+  EXPECT_EQ(GrantStatement(ServerKind::SqlServer, RightsText(15), "T1", "Public"),
+            "GRANT SELECT,INSERT,DELETE,UPDATE ON [dbo].[T1] TO [Public]");
 }
 
 TEST(ServerStatements, GrantNamesAsEachStoreSpellsThem) {

@@ -56,17 +56,16 @@ TEST(BackupText, HeaderLines) {
   for (const auto& m : marks) EXPECT_EQ(WithoutHeaderMark(m.line), m.list) << m.line;
 }
 
+// What the round trips of backup_test.cpp do not write: formats on values that
+// take none, the largest doubles, a date format with a time.
 TEST(BackupText, ValueTexts) {
-  const Variant made(rt::MakeDate(2004, 8, 30));
   const Variant stamp(rt::MakeDate(2004, 8, 30, 13, 5, 9));
   const struct {
     Variant value;
     std::int32_t type;
     std::string_view format, text;
   } cases[] = {
-      {Variant::Null(), 202, "", ""},
       {Variant::Null(), 7, "yyyy", ""},
-      {Variant(std::int32_t{-42}), 3, "", "-42"},
       {Variant(1.5), 5, "yyyy", "1.5"},
       {Variant(1e20), 5, "", "1E+20"},
       // Fifteen digits would round the largest doubles past the largest one,
@@ -74,15 +73,8 @@ TEST(BackupText, ValueTexts) {
       {Variant(1.79769313486231e308), 5, "", "1.79769313486231E+308"},
       {Variant(std::numeric_limits<double>::max()), 5, "", "1.7976931348623157E+308"},
       {Variant(-std::numeric_limits<double>::max()), 5, "", "-1.7976931348623157E+308"},
-      {Variant(rt::Currency{125000}), 6, "", "12.5"},
-      {Variant(true), 11, "", "True"},
-      {Variant(false), 11, "", "False"},
-      {made, 7, "", "2004-08-30"},
-      {stamp, 7, "", "2004-08-30 13:05:09"},
-      {stamp, 7, "yyyy-mm-dd", "2004-08-30"},
       {stamp, 7, "dd/mm/yyyy hh:nn", "30/08/2004 13:05"},
       // Only adDate takes the format; the other date types keep their text.
-      {stamp, 135, "yyyy-mm-dd", "2004-08-30 13:05:09"},
       {stamp, 133, "yyyy", "2004-08-30 13:05:09"},
       {Variant("苹果"), 202, "yyyy", "苹果"},
   };

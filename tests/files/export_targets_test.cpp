@@ -130,8 +130,8 @@ TEST_F(ExportTargetsTest, EncryptedSource) {
            ";Jet OLEDB:Database Password=secret;");
   cn->Execute("CREATE TABLE T (ID INTEGER)");
   cn->Execute("INSERT INTO T VALUES (7)");
-  ASSERT_TRUE(obj_->dbExport("SELECT * FROM T", Variant(rt::ObjectRef(cn)), Out("t.txt"), true,
-                             true, 12))
+  ASSERT_TRUE(
+      obj_->dbExport("SELECT * FROM T", Variant(rt::ObjectRef(cn)), Out("t.txt"), true, true, 12))
       << obj_->dbGetLastError().Description;
   const auto lines = Reader::RunPython(
       "import sys, csv\nprint([r for r in csv.reader(open(sys.argv[1]))])", {Out("t.txt")});

@@ -65,19 +65,7 @@ TEST_F(ExportTest, ChosenTypeSetsUpTheFileDialogAndItsCancelGivesFalseQuietly) {
        "Xbase (*.dbf)|*.dbf",
        ask,
        4},
-      {{{DialogScript::Kind::Choose, 0, {}}, {DialogScript::Kind::Cancel, 0, {}}},
-       Out("s.mdb"),
-       0,
-       "Microsoft Access (*.mdb)|*.mdb|所有文件(*.*)|*.*",
-       "选择 Microsoft Access 数据库",
-       4},
       // Without a preset the headless file dialog cancels by itself.
-      {{{DialogScript::Kind::Choose, 12, {}}},
-       "",
-       12,
-       "文本文件(*.txt)|*.txt|所有文件(*.*)|*.*",
-       "选择文本文件",
-       4},
       {{}, "", 9, "Excel (*.xls)|*.xls", ask, 4},
   };
   for (const Case& c : cases) {
@@ -170,14 +158,6 @@ TEST_F(ExportTest, NoFileMeansNoExport) {
   EXPECT_TRUE(host_->dialogs().empty());
   EXPECT_TRUE(host_->pointerHistory().empty());
   EXPECT_EQ(obj_->dbGetLastError().Number, 0);
-}
-
-TEST_F(ExportTest, DebugFlagShowsTheRecordedFailure) {
-  obj_->dbSetDebug(true);
-  EXPECT_FALSE(Export(Out("x.mdb"), true, true, 0, Variant()));
-  ASSERT_EQ(host_->shown().size(), 1u);
-  EXPECT_EQ(host_->shown()[0].title, "DebugMode");
-  EXPECT_TRUE(host_->shown()[0].prompt.starts_with("Number:13\r\n"));
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <functional>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -204,38 +203,30 @@ const std::vector<Call>& Calls() {
 
 // A fault: armed after the setting is ready and before the call.
 struct Fault {
+  const char* test;  // the test's name, and the prefix of its folders
   const char* name;
-  std::function<void(Setting&)> arm;
+  std::function<void()> arm;
   const char* cause;  // what a recorded error says of the fault
 };
 
-const std::map<std::string, Fault>& Faults() {
-  static const std::map<std::string, Fault> faults = {
-      {"read",
-       {"I/O error on read",
-        [](Setting&) { FaultVfs::Fail(FaultVfs::Op::Read, 1, SQLITE_IOERR_READ); },
-        "disk I/O error"}},
-      {"write",
-       {"I/O error on write",
-        [](Setting&) { FaultVfs::Fail(FaultVfs::Op::Write, 1, SQLITE_IOERR_WRITE); },
-        "disk I/O error"}},
-      {"sync",
-       {"I/O error on sync",
-        [](Setting&) { FaultVfs::Fail(FaultVfs::Op::Sync, 1, SQLITE_IOERR_FSYNC); },
-        "disk I/O error"}},
-      {"read once",
-       {"one failed read",
-        [](Setting&) { FaultVfs::Fail(FaultVfs::Op::Read, 1, SQLITE_IOERR_READ, true); },
-        "disk I/O error"}},
-      {"write once",
-       {"one failed write",
-        [](Setting&) { FaultVfs::Fail(FaultVfs::Op::Write, 1, SQLITE_IOERR_WRITE, true); },
-        "disk I/O error"}},
-      {"full", {"full disk", [](Setting&) { FaultVfs::DiskFull(0); }, "disk is full"}},
-      {"readonly", {"read-only file", [](Setting&) { FaultVfs::ReadOnly(); }, "disk I/O error"}},
-  };
-  return faults;
+void PrintTo(const Fault& f, std::ostream* os) {
+  *os << f.name;
 }
+
+const Fault kFaults[] = {
+    {"ReadErrors", "I/O error on read",
+     [] { FaultVfs::Fail(FaultVfs::Op::Read, 1, SQLITE_IOERR_READ); }, "disk I/O error"},
+    {"WriteErrors", "I/O error on write",
+     [] { FaultVfs::Fail(FaultVfs::Op::Write, 1, SQLITE_IOERR_WRITE); }, "disk I/O error"},
+    {"SyncErrors", "I/O error on sync",
+     [] { FaultVfs::Fail(FaultVfs::Op::Sync, 1, SQLITE_IOERR_FSYNC); }, "disk I/O error"},
+    {"OneReadError", "one failed read",
+     [] { FaultVfs::Fail(FaultVfs::Op::Read, 1, SQLITE_IOERR_READ, true); }, "disk I/O error"},
+    {"OneWriteError", "one failed write",
+     [] { FaultVfs::Fail(FaultVfs::Op::Write, 1, SQLITE_IOERR_WRITE, true); }, "disk I/O error"},
+    {"FullDisk", "full disk", [] { FaultVfs::DiskFull(0); }, "disk is full"},
+    {"ReadOnlyFile", "read-only file", [] { FaultVfs::ReadOnly(); }, "disk I/O error"},
+};
 
 class FileFaultTest : public TempFolderTest {
  protected:
@@ -250,12 +241,11 @@ class FileFaultTest : public TempFolderTest {
   }
 
   // Every call under `fault`; prints one line per call for the record.
-  void RunTable(const std::string& faultKey) {
-    const Fault& fault = Faults().at(faultKey);
+  void RunTable(const Fault& fault) {
     int n = 0;
     for (const Call& call : Calls()) {
       SCOPED_TRACE(std::string(call.label) + " under " + fault.name);
-      const std::string tag = faultKey + "_" + std::to_string(++n);
+      const std::string tag = std::string(fault.test) + "_" + std::to_string(++n);
       // The call's whole effect, on a twin without faults.
       std::string applied;
       {
@@ -273,7 +263,7 @@ class FileFaultTest : public TempFolderTest {
       bool ok = false;
       {
         ScopedFaults scoped;
-        fault.arm(*s);
+        fault.arm();
         EXPECT_NO_THROW(ok = call.run(*s));
       }
       const ErrStruct err = s->obj.dbGetLastError();
@@ -312,27 +302,14 @@ class FileFaultTest : public TempFolderTest {
   rt::ScopedHost scope_{host_};
 };
 
-TEST_F(FileFaultTest, ReadErrors) {
-  RunTable("read");
+class FileFaultTable : public FileFaultTest, public ::testing::WithParamInterface<Fault> {};
+
+TEST_P(FileFaultTable, EveryCallIsWholeOrUndone) {
+  RunTable(GetParam());
 }
-TEST_F(FileFaultTest, WriteErrors) {
-  RunTable("write");
-}
-TEST_F(FileFaultTest, OneReadError) {
-  RunTable("read once");
-}
-TEST_F(FileFaultTest, OneWriteError) {
-  RunTable("write once");
-}
-TEST_F(FileFaultTest, SyncErrors) {
-  RunTable("sync");
-}
-TEST_F(FileFaultTest, FullDisk) {
-  RunTable("full");
-}
-TEST_F(FileFaultTest, ReadOnlyFile) {
-  RunTable("readonly");
-}
+
+INSTANTIATE_TEST_SUITE_P(Faults, FileFaultTable, ::testing::ValuesIn(kFaults),
+                         [](const auto& test) { return std::string(test.param.test); });
 
 // The file removed while its connections are open: reads go on from the
 // open file, and a change is refused with an error saying so rather than

@@ -158,14 +158,5 @@ TEST(MethodTable, EveryMethodSaysWhereItLivesAndWhatItWaitsFor) {
   }
 }
 
-TEST(MethodTable, ByReferenceArgumentsComeBackAfterTheCall) {
-  clsZMDBFunc object;
-  const MethodSpec& m = *FindMethod("dbGetHXType");
-  std::vector<Variant> args = PrepareArguments(m, {Variant(202), Variant(false)});
-  EXPECT_EQ(Invoke(object, m, args), Variant("VARCHAR"));
-  EXPECT_EQ(args[0], Variant(202));
-  EXPECT_EQ(args[1], Variant(false));
-}
-
 }  // namespace
 }  // namespace zmdb::frame

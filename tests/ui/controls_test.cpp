@@ -45,13 +45,11 @@ TEST(ListControl, AddItemTextOfEachKindOfArgument) {
       {"a field holding a date",
        Variant(FieldHolding(adDate, Variant(rt::CDate(Variant("2024-03-05"))))), "2024-03-05"},
   };
-  for (const char* type : {"ListBox", "ComboBox"}) {
-    for (const auto& c : cases) {
-      auto list = NewControl(type);
-      rt::CallMethod(Variant(list), "AddItem", {c.item});
-      EXPECT_EQ(rt::CStr(rt::GetProp(Variant(list), "List", {Variant(std::int32_t{0})})), c.text)
-          << type << ": " << c.what;
-    }
+  for (const auto& c : cases) {
+    auto list = NewControl("ListBox");
+    rt::CallMethod(Variant(list), "AddItem", {c.item});
+    EXPECT_EQ(rt::CStr(rt::GetProp(Variant(list), "List", {Variant(std::int32_t{0})})), c.text)
+        << c.what;
   }
 }
 

@@ -1,7 +1,8 @@
 // The form inventory: the form files of tests/data/forms/cases.json read
 // through dbGetFormCtlInfo (every control, its place and its properties, or
-// the line a malformed file fails on), the class filter, LoSplitVBLineInfo
-// over a table of lines, and the parser on cut, mutated and extreme text.
+// the line a malformed file fails on), the class filter and LoSplitVBLineInfo
+// over the tables of the same file, and the parser on cut, mutated and
+// extreme text.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -26,9 +27,9 @@ std::string ReadBytes(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-json Cases() {
+json Cases(const char* part = "forms") {
   std::ifstream in(kForms + "cases.json");
-  return json::parse(in)["forms"];
+  return json::parse(in)[part];
 }
 
 class FormsTest : public ComponentTest {};
@@ -83,26 +84,14 @@ TEST_F(FormsTest, EachFormFileGivesItsControlsOrItsError) {
 }
 
 TEST_F(FormsTest, TheClassFilterIgnoresCaseAndMayNameTheLibrary) {
-  struct Case {
-    std::string type;
-    std::vector<std::string> names;
-  };
-  const std::vector<Case> cases = {
-      {"optionbutton", {"optKind", "optKind", "optKind"}},
-      {"VB.CommandButton", {"cmdTool", "cmdTool"}},
-      {"FRAME", {"fraKind", "fraInner"}},
-      {"mscomctllib.listview", {"lvwFields"}},
-      {"VB.ListView", {}},  // the right class in the wrong library
-      {"Form", {}},         // the form itself is no control
-      {"Command", {}},      // no prefix matches
-  };
-  for (const auto& c : cases) {
-    const rt::SafeArray got = obj_->dbGetFormCtlInfo(kForms + "options.frm", c.type);
-    ASSERT_TRUE(got.allocated()) << c.type;
-    EXPECT_EQ(got.LBound(), 1) << c.type;
+  for (const json& c : Cases("class_filter")) {
+    const std::string type = c[0];
+    const rt::SafeArray got = obj_->dbGetFormCtlInfo(kForms + "options.frm", type);
+    ASSERT_TRUE(got.allocated()) << type;
+    EXPECT_EQ(got.LBound(), 1) << type;
     std::vector<std::string> names;
     for (const Variant& v : got.items()) names.push_back(v.AsRecord()["Name"].AsString());
-    EXPECT_EQ(names, c.names) << c.type;
+    EXPECT_EQ(names, c[1].get<std::vector<std::string>>()) << type;
   }
 }
 
@@ -134,44 +123,12 @@ TEST_F(FormsTest, CodePage936ReadAsUtf8KeepsTheStructureButNotTheText) {
 }
 
 TEST_F(FormsTest, LoSplitVBLineInfoOverLines) {
-  struct Case {
-    std::string line;
-    bool ok;
-    std::string key, value;
-  };
-  const std::vector<Case> cases = {
-      {"Caption = \"OK\"", true, "Caption", "OK"},
-      {"   Caption         =   \"确定\"  ", true, "Caption", "确定"},
-      {"Caption = \"Say \"\"hi\"\"\"", true, "Caption", "Say \"hi\""},
-      {"Caption = \"\"\"\"", true, "Caption", "\""},
-      {"Tag = \"\"", true, "Tag", ""},
-      {"Tag =", true, "Tag", ""},
-      {"BorderStyle     =   3  'Fixed Dialog", true, "BorderStyle", "3"},
-      {"Caption = \"It's = fine\" 'a note", true, "Caption", "It's = fine"},
-      {"Caption = \"'quoted'\"", true, "Caption", "'quoted'"},
-      {"BackColor = &H00FFFFC0&", true, "BackColor", "&H00FFFFC0&"},
-      {"Icon = \"frmLogin.frx\":0000", true, "Icon", "\"frmLogin.frx\":0000"},
-      {"Caption = $\"frmX.frx\":0014", true, "Caption", "$\"frmX.frx\":0014"},
-      {"Object = \"{831FDD16-0C5C-11D2-A9FC-0000F8754DA1}#2.0#0\"; \"MSCOMCTL.OCX\"", true,
-       "Object", "\"{831FDD16-0C5C-11D2-A9FC-0000F8754DA1}#2.0#0\"; \"MSCOMCTL.OCX\""},
-      {"Caption = \"unclosed", true, "Caption", "\"unclosed"},
-      {"Size = 10.5\r", true, "Size", "10.5"},
-      {"Left\t=\t120", true, "Left", "120"},
-      {"a=b=c", true, "a", "b=c"},
-      {"Object.Width = 2540", true, "Object.Width", "2540"},
-      {"Attribute VB_Name = \"frmLogin\"", true, "Attribute VB_Name", "frmLogin"},
-      {"Begin VB.Form frmLogin", false, "", ""},
-      {"End", false, "", ""},
-      {"", false, "", ""},
-      {"= 5", false, "", ""},
-      {"   =", false, "", ""},
-      {"MsgBox \"a=b\"", false, "", ""},
-  };
-  for (const auto& c : cases) {
+  for (const json& c : Cases("split_lines")) {
+    const std::string line = c[0];
     std::string key = "old key", value = "old value";
-    EXPECT_EQ(obj_->LoSplitVBLineInfo(c.line, key, value), c.ok) << c.line;
-    EXPECT_EQ(key, c.key) << c.line;
-    EXPECT_EQ(value, c.value) << c.line;
+    EXPECT_EQ(obj_->LoSplitVBLineInfo(line, key, value), c[1].get<bool>()) << line;
+    EXPECT_EQ(key, c[2].get<std::string>()) << line;
+    EXPECT_EQ(value, c[3].get<std::string>()) << line;
   }
   EXPECT_EQ(obj_->dbGetLastError().Number, 0);
 }
