@@ -11,6 +11,17 @@ namespace {
 
 using namespace files;
 
+// The list the type dialog shows, in value order: its texts are what users see.
+TEST(ExportPlan, TypeTableInValueOrder) {
+  const std::vector<std::string> expected{"Access MDB", "Dbase IV",   "Dbase III",   "FoxPro 2.6",
+                                          "FoxPro 2.5", "FoxPro 2.0", "Paradox 4.X", "Paradox 3.X",
+                                          "Btrieve",    "Excel 5.0",  "Excel 4.0",   "Excel 3.0",
+                                          "Text",       "ODBC"};
+  EXPECT_EQ(DataTypeListTexts(), expected);
+  EXPECT_EQ(FindDataType(-1), nullptr);
+  EXPECT_EQ(FindDataType(14), nullptr);
+}
+
 TEST(ExportPlan, IntoTargetAndTableByType) {
   struct Case {
     std::int32_t type;
