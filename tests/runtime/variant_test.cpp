@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <limits>
 #include <map>
 #include <memory>
@@ -17,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "data_rows.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/datetime.h"
 #include "zmdb/runtime/error.h"
@@ -151,21 +151,12 @@ std::string ResultType(const std::string& function) {
 }
 
 TEST(Values, EveryCaseOfTheDataFile) {
-  std::ifstream in(ZMDB_TEST_DATA "/runtime/values.txt");
-  ASSERT_TRUE(in) << "no values.txt";
-  int line = 0, cases = 0;
-  for (std::string text; std::getline(in, text);) {
-    ++line;
-    if (text.empty() || text[0] == '#') continue;
-    std::vector<std::string> parts;
-    for (std::size_t at = 0;;) {
-      const std::size_t bar = text.find(" | ", at);
-      parts.push_back(text.substr(at, bar - at));
-      if (bar == std::string::npos) break;
-      at = bar + 3;
-    }
-    ASSERT_GE(parts.size(), 3u) << "line " << line;
-    SCOPED_TRACE("line " + std::to_string(line) + ": " + text);
+  int cases = 0;
+  for (const std::vector<std::string>& parts : testing::DataRows("runtime/values.txt")) {
+    std::string line;
+    for (const std::string& part : parts) line += (line.empty() ? "" : " | ") + part;
+    SCOPED_TRACE(line);
+    ASSERT_GE(parts.size(), 3u);
     std::vector<Variant> args;
     for (std::size_t i = 1; i + 1 < parts.size(); ++i) args.push_back(Literal(parts[i]));
     const std::string& want = parts.back();
