@@ -20,6 +20,20 @@ constexpr const char* kCommandSource = "ADODB.Command";
   rt::RaiseDetailed(rt::err::kBadArguments, why, kCommandSource);
 }
 
+// What a parameter keeps when given `value`. A parameter's value is data for
+// the statement, so an object stands for its default value (a Field's value,
+// another Parameter's value), as assigning an object to a value does; Nothing
+// raises 91. Keeping the object itself would also let a parameter hold itself
+// or two hold each other, a cycle that is never freed.
+Variant ParameterValue(const Variant& value) {
+  if (!value.IsObject()) return value;
+  const rt::ObjectRef& object = value.AsObject();
+  if (!object) rt::Raise(rt::err::kObjectNotSet);
+  Variant held = object->DefaultValue();
+  if (held.IsObject()) rt::Raise(rt::err::kTypeMismatch);
+  return held;
+}
+
 }  // namespace
 
 Result Backend::ExecuteCommand(std::string_view, bool, std::vector<CommandParameter>&) {
@@ -62,7 +76,7 @@ void Parameter::SetProperty(std::string_view name, const Variant& value,
     if (size < 0) BadArguments("negative size");
     return void(data_.size = size);
   }
-  if (NameEquals(name, "Value")) return void(data_.value = value);
+  if (NameEquals(name, "Value")) return void(data_.value = ParameterValue(value));
   if (NameEquals(name, "Precision")) return void(data_.precision = rt::CLng(value));
   if (NameEquals(name, "NumericScale")) return void(data_.scale = rt::CLng(value));
   if (NameEquals(name, "Attributes")) return;
@@ -152,7 +166,7 @@ std::shared_ptr<Parameter> Command::CreateParameter(const std::string& name, std
   p->SetDirection(direction);
   if (size < 0) BadArguments("negative size");
   p->data().size = size;
-  p->data().value = value.IsMissing() ? Variant() : value;
+  p->data().value = value.IsMissing() ? Variant() : ParameterValue(value);
   return p;
 }
 
@@ -167,7 +181,7 @@ std::shared_ptr<Recordset> Command::Execute(std::int64_t* rowsAffected, const Va
   if (values.IsArray()) {
     const auto& given = values.AsArray().items();
     for (std::size_t i = 0; i < given.size() && i < items.size(); ++i) {
-      items[i]->data().value = given[i];
+      items[i]->data().value = ParameterValue(given[i]);
     }
   }
   // A text value of no declared type goes as a string sized by the value.
