@@ -2,9 +2,10 @@
 # what `cmake --install` puts beside it: the public headers, the CMake package
 # (find_package(ZMDBFunc CONFIG) -> ZMDBFunc::zmdb) and zmdbfunc.pc.
 #
-# The library holds every layer's archive whole. The layers stay static
-# archives because the tests link them directly: they reach internals (the
-# backends, the statement builders) that the shared library does not export.
+# The library holds every layer's archive whole and exports only the public
+# API. The tests reach internals (the backends, the statement builders), so
+# they link `zmdb` instead: the archives, or one shared library of them with
+# every symbol visible (src/CMakeLists.txt).
 # Included from the top-level CMakeLists.txt after src/, so every layer exists.
 
 include(GNUInstallDirs)
