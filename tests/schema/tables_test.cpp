@@ -3,7 +3,7 @@
 // checked after closing and reopening the file.
 #include <gtest/gtest.h>
 
-#include "component_fixture.h"
+#include "schema_fixture.h"
 #include "zmdb/dal/dao/dao.h"
 #include "zmdb/runtime/errors.h"
 #include "zmdb/schema/statements.h"
@@ -28,10 +28,10 @@ class TableState : public clsZMDBFunc {
   using clsZMDBFunc::virtualIndexText_;
 };
 
-class TablesTest : public ComponentTest {
+class TablesTest : public SchemaTest {
  protected:
   void SetUp() override {
-    ComponentTest::SetUp();
+    SchemaTest::SetUp();
     obj_ = std::make_unique<TableState>();
     cn_->Execute("CREATE VIEW Cheap AS SELECT * FROM Staff WHERE Kind=1");
   }
@@ -40,20 +40,12 @@ class TablesTest : public ComponentTest {
     cn_->Close();
     ASSERT_TRUE(obj_->dbOpenDateBase(path_, ""));
   }
-  void Reopen() {
-    ASSERT_TRUE(obj_->dbCloseConnect(true));
-    ASSERT_TRUE(obj_->dbOpenDateBase(path_, ""));
-  }
-  Variant Db() { return Variant(obj_->dbGetConnect(true)); }
-  void Run(const std::string& sql) { rt::CallMethod(Db(), "Execute", {Variant(sql)}); }
-  Variant Def(const std::string& table) {
-    return rt::ItemOf(rt::GetProp(Db(), "TableDefs"), Variant(table));
-  }
+  void Run(const std::string& sql) { rt::CallMethod(db(), "Execute", {Variant(sql)}); }
   static Lines Names(const Variant& collection) {
     return rt::ObjectAs<dal::dao::Collection>(collection)->Names();
   }
   bool HasTable(const std::string& table) {
-    const Lines names = Names(rt::GetProp(Db(), "TableDefs"));
+    const Lines names = Names(rt::GetProp(db(), "TableDefs"));
     return std::find(names.begin(), names.end(), table) != names.end();
   }
   static std::string Props(const Variant& object, std::initializer_list<const char*> names) {
@@ -70,7 +62,7 @@ class TablesTest : public ComponentTest {
   }
   // Everything a table is besides its name: description, fields, indexes, rows.
   Lines Fingerprint(const std::string& table) {
-    const Variant def = Def(table);
+    const Variant def = Table(table);
     Lines out{Props(def, {})};
     const Variant fields = rt::GetProp(def, "Fields");
     for (const auto& name : Names(fields)) {
@@ -103,15 +95,13 @@ class TablesTest : public ComponentTest {
           "INSERT INTO Person (Name) VALUES ('Zhao')", "DELETE FROM Person WHERE ID = 3"}) {
       Run(sql);
     }
-    for (const Variant& o :
-         {Def("Person"), rt::ItemOf(rt::GetProp(Def("Person"), "Fields"), Variant("Name"))}) {
+    for (const Variant& o : {Table("Person"), Field("Person", "Name")}) {
       const Variant p = rt::CallMethod(o, "CreateProperty",
                                        {Variant("Description"), Variant(10), Variant("described")});
       rt::CallMethod(rt::GetProp(o, "Properties"), "Append", {p});
     }
     // A rule away from its default, which renaming the field must not reset.
-    rt::SetProp(rt::ItemOf(rt::GetProp(Def("Person"), "Fields"), Variant("Name")),
-                "AllowZeroLength", Variant(false));
+    rt::SetProp(Field("Person", "Name"), "AllowZeroLength", Variant(false));
   }
   std::int32_t LastNumber() { return obj_->dbGetLastError().Number; }
 };
@@ -159,10 +149,8 @@ TEST_F(TablesTest, ADaoDefinitionIsAppendedOnlyUnderItsExactNameAndAnExistingOne
   Run("INSERT INTO Dept (Code) VALUES ('a')");
   Run("INSERT INTO Dept (Code) VALUES ('b')");
   EXPECT_EQ(Fingerprint("Dept").back(), "row 2 b");
-  EXPECT_EQ(rt::CLng(rt::GetProp(rt::ItemOf(rt::GetProp(Def("Dept"), "Fields"), Variant("Code")),
-                                 "Size")),
-            20);
-  EXPECT_EQ(Names(rt::GetProp(Def("Staff"), "Fields")).back(), "Age");
+  EXPECT_EQ(rt::CLng(rt::GetProp(Field("Dept", "Code"), "Size")), 20);
+  EXPECT_EQ(Names(rt::GetProp(Table("Staff"), "Fields")).back(), "Age");
   EXPECT_EQ(Open(Connect(), "SELECT * FROM Staff")->VisibleRows().size(), 3u);
 }
 
@@ -207,7 +195,7 @@ TEST_F(TableLinksTest, AVirtualIndexMakesAKeylessLinkWritableFromEveryConnection
   EXPECT_EQ(state().virtualIndexText_, "ID");
   EXPECT_TRUE(obj_->dbCreateTableOver("T"));
   EXPECT_EQ(state().virtualIndexText_, "");
-  EXPECT_EQ(rt::CStr(rt::GetProp(Def("T"), "SourceTableName")), "dbo.T");
+  EXPECT_EQ(rt::CStr(rt::GetProp(Table("T"), "SourceTableName")), "dbo.T");
   Run("UPDATE T SET Name = '张' WHERE ID = 1");
   before->Execute("INSERT INTO T (ID, Name) VALUES (2, 'Wang')");
   Reopen();
@@ -275,7 +263,7 @@ TEST_F(TablesTest, OnAConnectionTheCatalogueTableIsMadeWithItsColumnsAndRules) {
   EXPECT_FALSE(obj_->dbCreateTableOver("Made"));  // appended again
   EXPECT_NE(LastNumber(), 0);
   OpenDefault();
-  const Variant fields = rt::GetProp(Def("Made"), "Fields");
+  const Variant fields = rt::GetProp(Table("Made"), "Fields");
   EXPECT_EQ(Fingerprint("Made").front(), " Made");  // the description
   for (const auto& c : cases) {
     EXPECT_EQ(Props(rt::ItemOf(fields, Variant(c.name)), {"Type", "Size", "Required"}), c.read)
@@ -303,12 +291,12 @@ TEST_F(TablesTest, RemoveDropsByPathAndADatabaseConnDeletesTheSavedQuery) {
   EXPECT_EQ(LastStatement(*cn_), "DROP TABLE dbo.[B]");
   EXPECT_NE(LastNumber(), 0);
   OpenDefault();
-  EXPECT_TRUE(obj_->dbRemoveTableItem("Cheap", false, Db()));
-  EXPECT_FALSE(obj_->dbRemoveTableItem("Staff", false, Db()));  // not a saved query
+  EXPECT_TRUE(obj_->dbRemoveTableItem("Cheap", false, db()));
+  EXPECT_FALSE(obj_->dbRemoveTableItem("Staff", false, db()));  // not a saved query
   EXPECT_TRUE(obj_->dbRemoveTableItem("B"));
   EXPECT_FALSE(obj_->dbRemoveTableItem("B"));
   Reopen();
-  EXPECT_EQ(Names(rt::GetProp(Db(), "QueryDefs")), Lines{});
+  EXPECT_EQ(Names(rt::GetProp(db(), "QueryDefs")), Lines{});
   EXPECT_TRUE(HasTable("Staff"));
   EXPECT_FALSE(HasTable("A") || HasTable("B"));
 }
@@ -346,7 +334,7 @@ TEST_F(TablesTest, RenamesKeepEveryRowAndPropertyAndReplaceATableOfTheNewName) {
   EXPECT_NE(LastNumber(), 0);
   EXPECT_FALSE(HasTable("Gone"));
   obj_->dbClearError();
-  EXPECT_FALSE(obj_->dbModifyFieldName("Crew", Variant("Name"), "Other", Db()));
+  EXPECT_FALSE(obj_->dbModifyFieldName("Crew", Variant("Name"), "Other", db()));
   EXPECT_NE(LastNumber(), 0);
 }
 
