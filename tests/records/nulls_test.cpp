@@ -2,7 +2,10 @@
 // store; the statements are checked as the connection ran them.
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "component_fixture.h"
+#include "data_rows.h"
 #include "raised.h"
 #include "zmdb/dal/recordset.h"
 #include "zmdb/records/statements.h"
@@ -13,24 +16,17 @@ namespace {
 using dal::testing::RaisedNumber;
 using rt::Variant;
 
+// Cases: tests/data/records/null_fill.txt.
 TEST(NullStatements, FillIsJudgedByTypeNameNotNumber) {
   using records::NullFill;
-  const std::pair<const char*, NullFill> cases[] = {
-      {"Date", NullFill::None},
-      {"DBTimeStamp", NullFill::None},
-      {"LongVarChar", NullFill::None},
-      {"Integer", NullFill::Number},
-      {"Double", NullFill::Number},
-      {"Numeric", NullFill::Number},
-      {"UnsignedBigInt", NullFill::Number},
-      // The type numbers a field list gives, and names in another case.
-      {"3", NullFill::Text},
-      {"7", NullFill::Text},
-      {"202", NullFill::Text},
-      {"integer", NullFill::Text},
-      {"", NullFill::Text},
-  };
-  for (const auto& [type, fill] : cases) EXPECT_EQ(records::NullFillOfType(type), fill) << type;
+  const std::map<std::string, NullFill> fills{
+      {"none", NullFill::None}, {"number", NullFill::Number}, {"text", NullFill::Text}};
+  const auto rows = DataRows("records/null_fill.txt");
+  ASSERT_EQ(rows.size(), 12u);
+  for (const auto& row : rows) {
+    ASSERT_EQ(row.size(), 2u);
+    EXPECT_EQ(records::NullFillOfType(row[0]), fills.at(row[1])) << row[0];
+  }
 }
 
 class NullsTest : public ComponentTest {
@@ -50,7 +46,7 @@ class NullsTest : public ComponentTest {
   }
 };
 
-TEST_F(NullsTest, FieldsNameListsNamesAndAppendsTypes) {
+TEST_F(NullsTest, FieldsNameListsNamesAndAppendsTypesOrRaises) {
   std::string types;
   EXPECT_EQ(obj_->dbGetFieldsName("Staff", conn(), "*", types), "ID,Code,Name,Kind,Note");
   EXPECT_EQ(types, "3,202,202,3,202");
@@ -61,10 +57,9 @@ TEST_F(NullsTest, FieldsNameListsNamesAndAppendsTypes) {
   EXPECT_EQ(obj_->dbGetFieldsName("Staff", conn(), "ID"), "ID");
   EXPECT_EQ(obj_->dbGetFieldsName("Staff", conn(), "Name,ID", types), "Name,ID");
   EXPECT_EQ(types, "7,202,3");
-}
 
-TEST_F(NullsTest, FieldsNameLetsErrorsOut) {
-  std::string types = "kept";
+  // Unguarded: failures are raised, the type list kept.
+  types = "kept";
   const std::function<void()> calls[] = {
       [&] { obj_->dbGetFieldsName("Nowhere", conn(), "*", types); },
       [&] { obj_->dbGetFieldsName("Staff", conn(), "NoField", types); },

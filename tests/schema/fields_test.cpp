@@ -6,18 +6,17 @@
 #include <functional>
 #include <tuple>
 
-#include "component_fixture.h"
-#include "zmdb/dal/dao/dao.h"
+#include "schema_fixture.h"
 
 namespace zmdb::testing {
 namespace {
 
 using rt::Variant;
 
-class FieldsTest : public ComponentTest {
+class FieldsTest : public SchemaTest {
  protected:
   void SetUp() override {
-    ComponentTest::SetUp();
+    SchemaTest::SetUp();
     cn_->Execute(
         "CREATE TABLE Pay (ID COUNTER(100, 1) PRIMARY KEY, Name TEXT(10) NOT NULL, "
         "Rate DOUBLE DEFAULT 1.5)");
@@ -26,44 +25,12 @@ class FieldsTest : public ComponentTest {
     cn_->Execute("INSERT INTO Pay (Name, Rate) VALUES ('b', 2)");
     cn_->Close();
     ASSERT_TRUE(obj_->dbOpenDateBase(path_, ""));
-    db_ = Variant(obj_->dbGetConnect(true));
-  }
-  // The field `f` of table `t` in the default database.
-  Variant FieldOf(const std::string& t, const std::string& f) {
-    return rt::ItemOf(rt::GetProp(rt::ItemOf(rt::GetProp(db_, "TableDefs"), Variant(t)), "Fields"),
-                      Variant(f));
   }
   Variant Prop(const std::string& t, const std::string& f, const char* name) {
-    return rt::GetProp(FieldOf(t, f), name);
+    return rt::GetProp(Field(t, f), name);
   }
   // Everything about table Pay a change of another field must keep.
-  std::string Snapshot() {
-    std::string out;
-    for (const char* f : {"ID", "Name", "Rate"}) {
-      out += f;
-      for (const char* p : {"Type", "Size", "Attributes", "Required", "DefaultValue"}) {
-        out += "|" + rt::TextOf(Prop("Pay", f, p));
-      }
-      out += ";";
-    }
-    const Variant idx = rt::ItemOf(
-        rt::GetProp(rt::ItemOf(rt::GetProp(db_, "TableDefs"), Variant("Pay")), "Indexes"),
-        Variant("ByName"));
-    out += rt::TextOf(rt::GetProp(idx, "Unique"));
-    auto cn = Connect();
-    auto rs = Open(cn, "SELECT ID, Name, Rate FROM Pay ORDER BY ID");
-    for (const auto& row : rs->VisibleRows()) {
-      for (const auto& v : row) out += "|" + rt::TextOf(v);
-    }
-    cn->Close();
-    return out;
-  }
-  void ReopenDefault() {
-    ASSERT_TRUE(obj_->dbCloseConnect(true));
-    ASSERT_TRUE(obj_->dbOpenDateBase(path_, ""));
-    db_ = Variant(obj_->dbGetConnect(true));
-  }
-  Variant db_;
+  std::vector<std::string> Snapshot() { return Shape("Pay", "ID", {"ByName"}); }
 };
 
 TEST_F(FieldsTest, DaoFieldsGetTheirWidthDefaultsAndFlags) {
@@ -91,7 +58,7 @@ TEST_F(FieldsTest, DaoFieldsGetTheirWidthDefaultsAndFlags) {
         obj_->dbCreateFieldItem("Pay", c.name, c.type, c.size, 0, c.given, 0, true, c.required))
         << c.name << ": " << obj_->dbGetLastError().Description;
   }
-  ReopenDefault();
+  Reopen();
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     EXPECT_EQ(rt::CLng(Prop("Pay", c.name, "Type")), c.type);
@@ -107,15 +74,13 @@ TEST_F(FieldsTest, DaoFieldsGetTheirWidthDefaultsAndFlags) {
 }
 
 TEST_F(FieldsTest, AddingAndDroppingKeepEveryRowAndProperty) {
-  const std::string before = Snapshot();
+  const auto before = Snapshot();
   ASSERT_TRUE(obj_->dbCreateFieldItem("Pay", "Note", 10));
   ASSERT_TRUE(obj_->dbCreateFieldItem("Pay", "Grade", 2, 0, 0, "", 1));
   EXPECT_EQ(rt::CLng(Prop("Pay", "Grade", "OrdinalPosition")), 1);
-  ReopenDefault();
-  EXPECT_EQ(Snapshot(), before);
   ASSERT_TRUE(obj_->dbRemoveFieldItem("Pay", "Note"));
   ASSERT_TRUE(obj_->dbRemoveFieldItem("Pay", "Grade"));
-  ReopenDefault();
+  Reopen();
   EXPECT_EQ(Snapshot(), before);
   // The AutoNumber goes on from its seed and the rows it numbered.
   auto cn = Connect();
@@ -127,7 +92,7 @@ TEST_F(FieldsTest, AddingAndDroppingKeepEveryRowAndProperty) {
 }
 
 TEST_F(FieldsTest, FailuresAnswerFalse) {
-  const std::string before = Snapshot();
+  const auto before = Snapshot();
   // An existing field, no target table, no default connection: nothing
   // recorded; an unknown table or field: recorded.
   const std::tuple<const char*, std::function<bool()>, bool> cases[] = {

@@ -73,14 +73,7 @@ TEST_F(DaoProbesTest, TheDefaultDatabaseIsSharedOnTheThread) {
   EXPECT_FALSE(other.dbTableExists("Staff"));
 }
 
-TEST_F(DaoProbesTest, CloseConnectClosesTheDefaultDatabase) {
-  EXPECT_TRUE(obj_->dbCloseConnect(true));
-  EXPECT_EQ(obj_->dbGetConnect(true), nullptr);
-  // Closed: the object the caller kept refuses further work.
-  EXPECT_NE(dal::testing::RaisedNumber([&] { rt::GetProp(db_, "TableDefs"); }), 0);
-}
-
-TEST_F(DaoProbesTest, SetConnectOnTheDaoPathFailsAndDropsTheDefaultDatabase) {
+TEST_F(DaoProbesTest, SetConnectAndCloseConnectOnTheDaoPath) {
   // An ODBC database described by a connect string whose data source does
   // not exist: the failure is recorded and the default dropped.
   EXPECT_FALSE(obj_->dbSetConnect("ODBC;DSN=nowhere", true));
@@ -89,6 +82,10 @@ TEST_F(DaoProbesTest, SetConnectOnTheDaoPathFailsAndDropsTheDefaultDatabase) {
   // Adopting a Database object stores it as the default database.
   ASSERT_TRUE(obj_->dbSetConnect("", false, 0, db_));
   EXPECT_EQ(obj_->dbGetConnect(true), db_.AsObject());
+  // Closing it closes the object the caller kept, which refuses further work.
+  EXPECT_TRUE(obj_->dbCloseConnect(true));
+  EXPECT_EQ(obj_->dbGetConnect(true), nullptr);
+  EXPECT_NE(dal::testing::RaisedNumber([&] { rt::GetProp(db_, "TableDefs"); }), 0);
 }
 
 }  // namespace

@@ -50,16 +50,14 @@ TEST_F(ProbesTest, ThroughAConnection) {
   EXPECT_EQ(obj_->dbGetLastError().Number, 0);
 }
 
-TEST_F(ProbesTest, AConnOfAnotherKindAnswersTrueWithoutAProbe) {
+TEST_F(ProbesTest, AConnOfAnotherKindAnswersTrueAndNoConnAtAllFalseWithoutAProbe) {
   const Variant recordset(rt::ObjectRef(dal::Recordset::Create()));
   const std::size_t before = cn_->statementLog().size();
   EXPECT_TRUE(obj_->dbTableExists("Nowhere", recordset));
   EXPECT_TRUE(obj_->dbQueryExists("Nowhere", recordset));
   EXPECT_TRUE(obj_->dbFieldExists("Nowhere", "X", recordset));
   EXPECT_EQ(cn_->statementLog().size(), before);
-}
-
-TEST_F(ProbesTest, WithoutDefaultsTheAnswerIsFalse) {
+  // Without Conn and without a default connection or database: False.
   EXPECT_FALSE(obj_->dbTableExists("Staff"));
   EXPECT_FALSE(obj_->dbQueryExists("Cheap"));
   EXPECT_FALSE(obj_->dbQueryExists("Cheap", Variant::Missing(), true));

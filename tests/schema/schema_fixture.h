@@ -31,8 +31,9 @@ class SchemaTest : public ComponentTest {
   }
 
   // Everything about a table a schema change must keep: its rows (in the
-  // order of `orderBy`), each field's type, size, Required, default and
-  // description, and the indexes named.
+  // order of `orderBy`), its description, each field's type, size,
+  // attributes, Required, Allow Zero Length, default and description, and
+  // the indexes named.
   std::vector<std::string> Shape(const std::string& t, const std::string& orderBy,
                                  const std::vector<std::string>& indexes) {
     std::vector<std::string> out;
@@ -46,19 +47,14 @@ class SchemaTest : public ComponentTest {
       out.push_back(row);
     }
     cn->Close();
+    out.push_back("described " + Description(Table(t)));
     const Variant fields = rt::GetProp(Table(t), "Fields");
     for (std::int32_t i = 0; i < rt::CLng(rt::GetProp(fields, "Count")); ++i) {
       const Variant f = rt::ItemOf(fields, Variant(i));
-      std::string d;
-      try {
-        d = rt::CStr(
-            rt::GetProp(rt::ItemOf(rt::GetProp(f, "Properties"), Variant("Description")), "Value"));
-      } catch (const rt::PlatformError&) {
-      }
-      out.push_back(rt::CStr(rt::GetProp(f, "Name")) + " " + rt::CStr(rt::GetProp(f, "Type")) +
-                    " " + rt::CStr(rt::GetProp(f, "Size")) + " " +
-                    rt::CStr(rt::GetProp(f, "Required")) + " [" +
-                    rt::CStr(rt::GetProp(f, "DefaultValue")) + "] " + d);
+      std::string line = rt::CStr(rt::GetProp(f, "Name"));
+      for (const char* p : {"Type", "Size", "Attributes", "Required", "AllowZeroLength"})
+        line += " " + rt::CStr(rt::GetProp(f, p));
+      out.push_back(line + " [" + rt::CStr(rt::GetProp(f, "DefaultValue")) + "] " + Description(f));
     }
     const rt::SafeArray defs = obj_->dbIndexDefs(t);
     for (const Variant& r : defs.items()) {
@@ -70,6 +66,16 @@ class SchemaTest : public ComponentTest {
       out.push_back(s);
     }
     return out;
+  }
+
+  // The Description property of a table or field ("" when it has none).
+  static std::string Description(const Variant& object) {
+    try {
+      return rt::CStr(rt::GetProp(
+          rt::ItemOf(rt::GetProp(object, "Properties"), Variant("Description")), "Value"));
+    } catch (const rt::PlatformError&) {
+      return "";
+    }
   }
 
   // The index record named `name` of table `t`, or an empty record.

@@ -8,6 +8,7 @@
 
 #include <optional>
 
+#include "data_rows.h"
 #include "schema_fixture.h"
 
 namespace zmdb::testing {
@@ -16,58 +17,26 @@ namespace {
 using rt::Variant;
 using schema::FieldStructure;
 
-constexpr std::int32_t kCounter = 0x10;
-
-// One ADO type and the DAO type each kind of store holds it as (none where
-// no store can).
-struct TypeCase {
-  std::int32_t type, size, attributes, precision, scale;
-  std::optional<std::int32_t> file, server;
-};
-
+// Cases: tests/data/types/ado_to_dao.txt.
 TEST(StructureTypes, EachAdoTypeMapsToTheDaoTypeOfEachStore) {
-  const TypeCase cases[] = {
-      {202, 50, 0, 0, 0, 10, 10},
-      // Longer text than the file store's Text is a Memo there, not on a server.
-      {202, 300, 0, 0, 0, 12, 10},
-      {202, 5000, 0, 0, 0, 12, 12},
-      {200, 20, 0, 0, 0, 10, 10},
-      {129, 3, 0, 0, 0, 10, 10},
-      {203, 536870910, 0, 0, 0, 12, 12},
-      {3, 4, 0, 0, 0, 4, 4},
-      {3, 4, kCounter, 0, 0, 4, 4},
-      {2, 2, 0, 0, 0, 3, 3},
-      {17, 1, 0, 0, 0, 2, 2},
-      {20, 8, 0, 0, 0, 16, 16},
-      {6, 8, 0, 0, 0, 5, 5},
-      {4, 4, 0, 0, 0, 6, 6},
-      {5, 8, 0, 0, 0, 7, 7},
-      {7, 8, 0, 0, 0, 8, 8},
-      {133, 6, 0, 0, 0, 8, 8},
-      // A time of day stays one on a server.
-      {134, 6, 0, 0, 0, 8, 22},
-      {11, 2, 0, 0, 0, 1, 1},
-      {72, 16, 0, 0, 0, 15, 15},
-      {128, 16, 0, 0, 0, 9, 9},
-      {204, 1000, 0, 0, 0, 11, 9},
-      {205, 1073741823, 0, 0, 0, 11, 11},
-      {131, 19, 0, 12, 3, 20, 20},
-      // A server's NUMERIC(19,4) is a Currency field.
-      {131, 19, 0, 19, 4, 5, 5},
-      {9, 4, 0, 0, 0, std::nullopt, std::nullopt},
-      {999, 0, 0, 0, 0, std::nullopt, std::nullopt},
+  const auto dao = [](const std::string& cell) {
+    return cell == "-" ? std::nullopt : std::optional<std::int32_t>(std::stoi(cell));
   };
-  for (const TypeCase& c : cases) {
+  const auto rows = DataRows("types/ado_to_dao.txt");
+  ASSERT_FALSE(rows.empty());
+  for (const auto& row : rows) {
+    ASSERT_EQ(row.size(), 7u);
     FieldStructure f;
     f.name = "F";
-    f.type = c.type;
-    f.definedSize = c.size;
-    f.attributes = c.attributes;
-    f.precision = c.precision;
-    f.numericScale = c.scale;
-    const std::string what = std::to_string(c.type) + "/" + std::to_string(c.size);
-    EXPECT_EQ(schema::DaoTypeOf(f, schema::TargetStore::File), c.file) << what;
-    EXPECT_EQ(schema::DaoTypeOf(f, schema::TargetStore::Server), c.server) << what;
+    f.type = std::stoi(row[0]);
+    f.definedSize = std::stoi(row[1]);
+    f.attributes = std::stoi(row[2]);
+    f.precision = std::stoi(row[3]);
+    f.numericScale = std::stoi(row[4]);
+    EXPECT_EQ(schema::DaoTypeOf(f, schema::TargetStore::File), dao(row[5]))
+        << row[0] << "/" << row[1];
+    EXPECT_EQ(schema::DaoTypeOf(f, schema::TargetStore::Server), dao(row[6]))
+        << row[0] << "/" << row[1];
   }
 }
 

@@ -3,7 +3,7 @@
 // checked after closing and reopening the file.
 #include <gtest/gtest.h>
 
-#include "component_fixture.h"
+#include "schema_fixture.h"
 #include "zmdb/dal/dao/dao.h"
 #include "zmdb/runtime/errors.h"
 #include "zmdb/schema/statements.h"
@@ -28,10 +28,10 @@ class TableState : public clsZMDBFunc {
   using clsZMDBFunc::virtualIndexText_;
 };
 
-class TablesTest : public ComponentTest {
+class TablesTest : public SchemaTest {
  protected:
   void SetUp() override {
-    ComponentTest::SetUp();
+    SchemaTest::SetUp();
     obj_ = std::make_unique<TableState>();
     cn_->Execute("CREATE VIEW Cheap AS SELECT * FROM Staff WHERE Kind=1");
   }
@@ -40,55 +40,19 @@ class TablesTest : public ComponentTest {
     cn_->Close();
     ASSERT_TRUE(obj_->dbOpenDateBase(path_, ""));
   }
-  void Reopen() {
-    ASSERT_TRUE(obj_->dbCloseConnect(true));
-    ASSERT_TRUE(obj_->dbOpenDateBase(path_, ""));
-  }
-  Variant Db() { return Variant(obj_->dbGetConnect(true)); }
-  void Run(const std::string& sql) { rt::CallMethod(Db(), "Execute", {Variant(sql)}); }
-  Variant Def(const std::string& table) {
-    return rt::ItemOf(rt::GetProp(Db(), "TableDefs"), Variant(table));
-  }
+  void Run(const std::string& sql) { rt::CallMethod(db(), "Execute", {Variant(sql)}); }
   static Lines Names(const Variant& collection) {
     return rt::ObjectAs<dal::dao::Collection>(collection)->Names();
   }
   bool HasTable(const std::string& table) {
-    const Lines names = Names(rt::GetProp(Db(), "TableDefs"));
+    const Lines names = Names(rt::GetProp(db(), "TableDefs"));
     return std::find(names.begin(), names.end(), table) != names.end();
   }
+  // " Name=Value" of each property named.
   static std::string Props(const Variant& object, std::initializer_list<const char*> names) {
     std::string out;
     for (const char* p : names)
       out += std::string(" ") + p + "=" + rt::TextOf(rt::GetProp(object, p));
-    try {
-      out += " " +
-             rt::TextOf(rt::GetProp(
-                 rt::ItemOf(rt::GetProp(object, "Properties"), Variant("Description")), "Value"));
-    } catch (const rt::PlatformError&) {
-    }
-    return out;
-  }
-  // Everything a table is besides its name: description, fields, indexes, rows.
-  Lines Fingerprint(const std::string& table) {
-    const Variant def = Def(table);
-    Lines out{Props(def, {})};
-    const Variant fields = rt::GetProp(def, "Fields");
-    for (const auto& name : Names(fields)) {
-      out.push_back(name + Props(rt::ItemOf(fields, Variant(name)),
-                                 {"Type", "Size", "Attributes", "Required", "AllowZeroLength",
-                                  "DefaultValue", "OrdinalPosition"}));
-    }
-    const Variant indexes = rt::GetProp(def, "Indexes");
-    for (const auto& name : Names(indexes)) {
-      const Variant i = rt::ItemOf(indexes, Variant(name));
-      out.push_back(name + Props(i, {"Primary", "Unique", "Required", "IgnoreNulls"}));
-      for (const auto& f : Names(rt::GetProp(i, "Fields"))) out.back() += " " + f;
-    }
-    auto rs = Open(Connect(), "SELECT * FROM [" + table + "] ORDER BY 1");
-    for (const auto& row : rs->VisibleRows()) {
-      out.emplace_back("row");
-      for (const auto& v : row) out.back() += " " + rt::TextOf(v);
-    }
     return out;
   }
   // An AutoNumber key whose next number is 4, an index, a default, a
@@ -103,15 +67,13 @@ class TablesTest : public ComponentTest {
           "INSERT INTO Person (Name) VALUES ('Zhao')", "DELETE FROM Person WHERE ID = 3"}) {
       Run(sql);
     }
-    for (const Variant& o :
-         {Def("Person"), rt::ItemOf(rt::GetProp(Def("Person"), "Fields"), Variant("Name"))}) {
-      const Variant p = rt::CallMethod(o, "CreateProperty",
-                                       {Variant("Description"), Variant(10), Variant("described")});
-      rt::CallMethod(rt::GetProp(o, "Properties"), "Append", {p});
-    }
+    const Variant person = Table("Person");
+    rt::CallMethod(rt::GetProp(person, "Properties"), "Append",
+                   {rt::CallMethod(person, "CreateProperty",
+                                   {Variant("Description"), Variant(10), Variant("described")})});
+    Describe("Person", "Name", "described");
     // A rule away from its default, which renaming the field must not reset.
-    rt::SetProp(rt::ItemOf(rt::GetProp(Def("Person"), "Fields"), Variant("Name")),
-                "AllowZeroLength", Variant(false));
+    rt::SetProp(Field("Person", "Name"), "AllowZeroLength", Variant(false));
   }
   std::int32_t LastNumber() { return obj_->dbGetLastError().Number; }
 };
@@ -158,11 +120,9 @@ TEST_F(TablesTest, ADaoDefinitionIsAppendedOnlyUnderItsExactNameAndAnExistingOne
   Reopen();
   Run("INSERT INTO Dept (Code) VALUES ('a')");
   Run("INSERT INTO Dept (Code) VALUES ('b')");
-  EXPECT_EQ(Fingerprint("Dept").back(), "row 2 b");
-  EXPECT_EQ(rt::CLng(rt::GetProp(rt::ItemOf(rt::GetProp(Def("Dept"), "Fields"), Variant("Code")),
-                                 "Size")),
-            20);
-  EXPECT_EQ(Names(rt::GetProp(Def("Staff"), "Fields")).back(), "Age");
+  EXPECT_EQ(Shape("Dept", "ID", {}).at(1), "2|b|");
+  EXPECT_EQ(rt::CLng(rt::GetProp(Field("Dept", "Code"), "Size")), 20);
+  EXPECT_EQ(Names(rt::GetProp(Table("Staff"), "Fields")).back(), "Age");
   EXPECT_EQ(Open(Connect(), "SELECT * FROM Staff")->VisibleRows().size(), 3u);
 }
 
@@ -207,7 +167,7 @@ TEST_F(TableLinksTest, AVirtualIndexMakesAKeylessLinkWritableFromEveryConnection
   EXPECT_EQ(state().virtualIndexText_, "ID");
   EXPECT_TRUE(obj_->dbCreateTableOver("T"));
   EXPECT_EQ(state().virtualIndexText_, "");
-  EXPECT_EQ(rt::CStr(rt::GetProp(Def("T"), "SourceTableName")), "dbo.T");
+  EXPECT_EQ(rt::CStr(rt::GetProp(Table("T"), "SourceTableName")), "dbo.T");
   Run("UPDATE T SET Name = '张' WHERE ID = 1");
   before->Execute("INSERT INTO T (ID, Name) VALUES (2, 'Wang')");
   Reopen();
@@ -275,8 +235,8 @@ TEST_F(TablesTest, OnAConnectionTheCatalogueTableIsMadeWithItsColumnsAndRules) {
   EXPECT_FALSE(obj_->dbCreateTableOver("Made"));  // appended again
   EXPECT_NE(LastNumber(), 0);
   OpenDefault();
-  const Variant fields = rt::GetProp(Def("Made"), "Fields");
-  EXPECT_EQ(Fingerprint("Made").front(), " Made");  // the description
+  const Variant fields = rt::GetProp(Table("Made"), "Fields");
+  EXPECT_EQ(Description(Table("Made")), "Made");
   for (const auto& c : cases) {
     EXPECT_EQ(Props(rt::ItemOf(fields, Variant(c.name)), {"Type", "Size", "Required"}), c.read)
         << c.name;
@@ -303,12 +263,12 @@ TEST_F(TablesTest, RemoveDropsByPathAndADatabaseConnDeletesTheSavedQuery) {
   EXPECT_EQ(LastStatement(*cn_), "DROP TABLE dbo.[B]");
   EXPECT_NE(LastNumber(), 0);
   OpenDefault();
-  EXPECT_TRUE(obj_->dbRemoveTableItem("Cheap", false, Db()));
-  EXPECT_FALSE(obj_->dbRemoveTableItem("Staff", false, Db()));  // not a saved query
+  EXPECT_TRUE(obj_->dbRemoveTableItem("Cheap", false, db()));
+  EXPECT_FALSE(obj_->dbRemoveTableItem("Staff", false, db()));  // not a saved query
   EXPECT_TRUE(obj_->dbRemoveTableItem("B"));
   EXPECT_FALSE(obj_->dbRemoveTableItem("B"));
   Reopen();
-  EXPECT_EQ(Names(rt::GetProp(Db(), "QueryDefs")), Lines{});
+  EXPECT_EQ(Names(rt::GetProp(db(), "QueryDefs")), Lines{});
   EXPECT_TRUE(HasTable("Staff"));
   EXPECT_FALSE(HasTable("A") || HasTable("B"));
 }
@@ -321,24 +281,26 @@ TEST_F(TablesTest, RenamesKeepEveryRowAndPropertyAndReplaceATableOfTheNewName) {
   ASSERT_TRUE(obj_->dbCreateQueryItem("Olds", "SELECT * FROM Crew WHERE Age > 20"));
   Run("CREATE VIEW Roll AS SELECT Name FROM Crew");
   Run("CREATE VIEW Lost AS SELECT * FROM Absent");  // stays as it is through both renames
-  Lines before = Fingerprint("Person");
-  ASSERT_EQ(before.front(), " described");
+  const Lines indexes{"pk_Person", "ByName"};
+  Lines before = Shape("Person", "ID", indexes);
+  ASSERT_EQ(before.at(2), "described described");
   EXPECT_TRUE(obj_->dbModifyTableName(Variant("Person"), "Crew"));
   EXPECT_EQ(rt::CStr(rt::GetProp(Variant(obj_->currentTableDef()), "Name")), "Crew");
   EXPECT_TRUE(obj_->dbModifyFieldName("Crew", Variant("Name"), "FullName"));
   Reopen();
   EXPECT_FALSE(HasTable("Person"));
   for (auto& line : before) {
-    if (line.rfind("Name ", 0) == 0) line.replace(0, 4, "FullName");
-    if (line.rfind("ByName ", 0) == 0) line.replace(line.rfind(" Name"), 5, " FullName");
+    if (line.starts_with("Name ")) line.replace(0, 4, "FullName");
+    if (const auto at = line.find("Fields=Name "); at != std::string::npos)
+      line.replace(at, 11, "Fields=FullName");
   }
-  EXPECT_EQ(Fingerprint("Crew"), before);
+  EXPECT_EQ(Shape("Crew", "ID", indexes), before);
   EXPECT_EQ(Open(Connect(), "SELECT * FROM Olds")->VisibleRows().size(), 1u);
   EXPECT_EQ(Open(Connect(), "SELECT * FROM Roll")->VisibleRows().size(), 2u);
   Run("CREATE TABLE Absent (X INTEGER)");
   EXPECT_EQ(Open(Connect(), "SELECT * FROM Lost")->VisibleRows().size(), 0u);
   Run("INSERT INTO Crew (FullName) VALUES ('Sun')");  // the AutoNumber goes on
-  EXPECT_EQ(Fingerprint("Crew").back(), "row 4 Sun 18 ");
+  EXPECT_EQ(Shape("Crew", "ID", {}).at(2), "4|Sun|18||");
   EXPECT_EQ(LastNumber(), 0);
   // A missing table or field is an error; a table of the target name is dropped all the same.
   Run("CREATE TABLE Gone (X INTEGER)");
@@ -346,7 +308,7 @@ TEST_F(TablesTest, RenamesKeepEveryRowAndPropertyAndReplaceATableOfTheNewName) {
   EXPECT_NE(LastNumber(), 0);
   EXPECT_FALSE(HasTable("Gone"));
   obj_->dbClearError();
-  EXPECT_FALSE(obj_->dbModifyFieldName("Crew", Variant("Name"), "Other", Db()));
+  EXPECT_FALSE(obj_->dbModifyFieldName("Crew", Variant("Name"), "Other", db()));
   EXPECT_NE(LastNumber(), 0);
 }
 
