@@ -364,9 +364,8 @@ TEST_F(CipherFileTest, APlainFileStaysSqliteAndIgnoresAPassword) {
   sqlite3_close_v2(db);
 }
 
-// Every way a password reaches the file store: the library's key with the
-// blank before "=", the key as ADO writes it, the catalogue's Create, and
-// the DAO engine's CreateDatabase and OpenDatabase.
+// Every way a password reaches the file store: an ADO connection, the
+// catalogue's Create, and the DAO engine's CreateDatabase and OpenDatabase.
 TEST_F(CipherFileTest, EveryPathCarriesThePassword) {
   const std::string adox = (dir_ / "adox.mdb").string();
   const std::string dao = (dir_ / "dao.mdb").string();
@@ -383,19 +382,16 @@ TEST_F(CipherFileTest, EveryPathCarriesThePassword) {
     EXPECT_TRUE(cipher::ParseHeader(FileBytes(f))->encrypted) << f;
     EXPECT_FALSE(Holds(f, kMarker)) << f;
   }
-  for (const std::string& s :
-       {Jet(adox, "Jet OLEDB:Database Password =k1"), Jet(adox, "jet oledb:database password=k1"),
-        Jet(dao, "Jet OLEDB:Database Password =k2")}) {
-    SCOPED_TRACE(s);
+  // The spellings of the password's key are the router's; one each here.
+  for (const std::string& s : {Jet(adox, "Jet OLEDB:Database Password =k1"),
+                               Jet(dao, "Jet OLEDB:Database Password =k2")}) {
     auto cn = Connection::Create();
-    EXPECT_EQ(RaisedNumber([&] { cn->Open(s); }), 0);
+    EXPECT_EQ(RaisedNumber([&] { cn->Open(s); }), 0) << s;
   }
   dao::DBEngine engine;
-  for (const char* connect : {";pwd=k2", ";PWD=k2;", "MS Access;PWD=k2"}) {
-    auto db = engine.OpenDatabase({dao, false, connect});
-    EXPECT_EQ(db->TableDefs()->Names(), std::vector<std::string>{"T"}) << connect;
-    db->Close();
-  }
+  auto db = engine.OpenDatabase({dao, false, "MS Access;PWD=k2"});
+  EXPECT_EQ(db->TableDefs()->Names(), std::vector<std::string>{"T"});
+  db->Close();
 }
 
 // A link to an encrypted file opens its source with the link's password,
