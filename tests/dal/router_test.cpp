@@ -5,45 +5,24 @@
 
 #include <functional>
 
+#include "data_rows.h"
 #include "raised.h"
 #include "zmdb/runtime/errors.h"
 
 namespace zmdb::dal::testing {
 namespace {
 
+// The cases of data/dal/routes.txt.
 TEST(Router, DecidesTheStoreFromTheConnectionString) {
-  struct Case {
-    const char* text;
-    StoreKind kind;
-    const char* dataSource;
-    bool shaped;
-    const char* password;
-  };
-  const Case cases[] = {
-      {"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=/d/a.mdb;Jet OLEDB:Database Password =;",
-       StoreKind::File, "/d/a.mdb", false, ""},
-      {"PROVIDER=MSDataShape;DATA PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=/d/b.mdb;"
-       "Jet OLEDB:Database Password =pw;",
-       StoreKind::File, "/d/b.mdb", true, "pw"},
-      {"Provider=Microsoft.ACE.OLEDB.12.0;Data Source=/d/c.accdb", StoreKind::File, "/d/c.accdb",
-       false, ""},
-      {"/data/plain file.db", StoreKind::File, "/data/plain file.db", false, ""},
-      // A server route's data source is the server (or the DSN) it names.
-      {"PROVIDER=MSDASQL;DRIVER=SQL SERVER;SERVER=srv;UID=sa;PWD=;DATABASE=db1;", StoreKind::Server,
-       "srv", false, ""},
-      {"PROVIDER=SQLOLEDB;DRIVER=SQL SERVER;SERVER=srv;UID=sa;PWD=;DATABASE=db1;",
-       StoreKind::Server, "srv", false, ""},
-      {"PROVIDER=MSDataShape;DATA PROVIDER=MSDASQL;DSN=dsn1;UID=sa;", StoreKind::Server, "dsn1",
-       true, ""},
-      {"DRIVER={PostgreSQL Unicode};SERVER=127.0.0.1;DATABASE=t", StoreKind::Server, "127.0.0.1",
-       false, ""},
-  };
-  for (const Case& c : cases) {
-    const Route r = RouteConnection(c.text);
-    EXPECT_EQ(r.kind, c.kind) << c.text;
-    EXPECT_EQ(r.dataSource, c.dataSource) << c.text;
-    EXPECT_EQ(r.shaped, c.shaped) << c.text;
-    EXPECT_EQ(r.password, c.password) << c.text;
+  const auto cases = zmdb::testing::DataRows("dal/routes.txt");
+  ASSERT_GE(cases.size(), 8u);
+  for (const auto& c : cases) {
+    ASSERT_EQ(c.size(), 5u) << c[0];
+    const Route r = RouteConnection(c[0]);
+    EXPECT_EQ(r.kind, c[1] == "file" ? StoreKind::File : StoreKind::Server) << c[0];
+    EXPECT_EQ(r.dataSource, c[2]) << c[0];
+    EXPECT_EQ(r.shaped, c[3] == "yes") << c[0];
+    EXPECT_EQ(r.password, c[4] == "-" ? "" : c[4]) << c[0];
   }
   // The provider may be set apart from the string.
   EXPECT_EQ(RouteConnection("Data Source=srv;User ID=sa;Pwd=x", "SQLOLEDB").kind,

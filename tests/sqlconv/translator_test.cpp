@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "data_rows.h"
 #include "zmdb/runtime/error.h"
 
 namespace zmdb::sqlconv {
@@ -134,29 +135,16 @@ TEST(MaskQuotes, BlanksEveryLiteralAndKeepsTheLength) {
   for (const auto& c : kCases) EXPECT_EQ(MaskQuotes(c.in), c.out) << c.in;
 }
 
-TEST(WildcardReplace, Table) {
-  const struct {
-    const char* text;
-    const char* pattern;
-    const char* replacement;
-    const char* out;
-  } kCases[] = {
-      {"VAL(A)+VAL(B)", "VAL(*)", "CAST(* AS INT)", "CAST(A AS INT)+CAST(B AS INT)"},
-      {"<VAL(F(A))>", "VAL(*)", "CAST(* AS INT)", "<CAST(F(A AS INT))>"},
-      {"VAL(A", "VAL(*)", "CAST(* AS INT)", "VAL(A"},
-      {"", "VAL(*)", "CAST(* AS INT)", ""},
-      {"F(A) F(B)", "F(*)", "X", "X X"},  // replacement without "*"
-      {"A-B-C", "-", "+*", "A+*B+*C"},    // pattern without "*": plain replace
-      {"ABC", "", "X", "ABC"},            // empty pattern: unchanged
-      {"A)B)", "*)", "[*]", "[A][B]"},    // empty left delimiter
-      {"XaXb", "X*", "<*>", "<>a<>b"},    // empty right delimiter
-      {"ABC", "*", "X", "ABC"},           // nothing delimits: unchanged
-      {"ABBA", "AB*B", "[*]", "[]A"},     // right delimiter sought after the left one
-      {"(A)(B)", "(*)", "*", "AB"},
-  };
-  for (const auto& c : kCases) {
-    EXPECT_EQ(WildcardReplace(c.text, c.pattern, c.replacement), c.out)
-        << c.text << " / " << c.pattern;
+// The cases of data/wildcard_cases.txt.
+TEST(WildcardReplace, CasesOfTheDataFile) {
+  const auto cases = zmdb::testing::DataRows("wildcard_cases.txt");
+  ASSERT_GE(cases.size(), 12u);
+  for (auto c : cases) {
+    ASSERT_EQ(c.size(), 4u) << c[0];
+    for (std::string& cell : c) {
+      if (cell == "(empty)") cell.clear();
+    }
+    EXPECT_EQ(WildcardReplace(c[0], c[1], c[2]), c[3]) << c[0] << " / " << c[1];
   }
 }
 

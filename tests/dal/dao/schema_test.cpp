@@ -257,32 +257,30 @@ TEST_F(DaoTest, CollectionsRaiseTheEnginesErrors) {
 }
 
 TEST_F(DaoTest, OpeningAndClosing) {
-  EXPECT_EQ(RaisedNumber([&] {
-              engine_.OpenDatabase({(dir_ / "none.mdb").string(), false, ""});
-            }),
-            rt::err::kCouldNotFindFile);
-  EXPECT_EQ(RaisedNumber([&] {
-              engine_.OpenDatabase({"", false, "ODBC;DSN=x;UID=sa"});
-            }),
-            rt::err::kUnspecified);  // the driver manager's refusal: no such data source
-  EXPECT_EQ(RaisedNumber([&] {
-              engine_.OpenDatabase({path_, false, "Lotus WK3;"});
-            }),
-            rt::err::kInstallableIsam);
-  // A folder driver's database is a folder, not a file.
-  EXPECT_EQ(RaisedNumber([&] {
-              engine_.OpenDatabase({path_, false, "dBase IV;"});
-            }),
-            rt::err::kNotValidPath);
-  EXPECT_EQ(RaisedNumber([&] { engine_.CreateDatabase(path_, ""); }), rt::err::kDatabaseExists);
   {
     std::ofstream jet(dir_ / "old.mdb", std::ios::binary);
     jet << std::string(4, '\0') << "Standard Jet DB" << std::string(100, '\0');
   }
-  EXPECT_EQ(RaisedNumber([&] {
-              engine_.OpenDatabase({(dir_ / "old.mdb").string(), false, ""});
-            }),
-            rt::err::kUnrecognizedFormat);
+  const struct {
+    std::string path, connect;
+    std::int32_t number;
+  } refused[] = {
+      {(dir_ / "none.mdb").string(), "", rt::err::kCouldNotFindFile},
+      // The driver manager's refusal: no such data source.
+      {"", "ODBC;DSN=x;UID=sa", rt::err::kUnspecified},
+      {path_, "Lotus WK3;", rt::err::kInstallableIsam},
+      // A folder driver's database is a folder, not a file.
+      {path_, "dBase IV;", rt::err::kNotValidPath},
+      {(dir_ / "old.mdb").string(), "", rt::err::kUnrecognizedFormat},
+  };
+  for (const auto& c : refused) {
+    EXPECT_EQ(RaisedNumber([&] {
+                engine_.OpenDatabase({c.path, false, c.connect});
+              }),
+              c.number)
+        << c.path << " " << c.connect;
+  }
+  EXPECT_EQ(RaisedNumber([&] { engine_.CreateDatabase(path_, ""); }), rt::err::kDatabaseExists);
   auto ws = rt::ObjectAs<dao::Workspace>(Variant(engine_.Workspaces()->Item(Variant(0))));
   auto second = ws->OpenDatabase({path_, false, ";PWD=secret"});
   EXPECT_EQ(second->Connect(), ";PWD=secret");

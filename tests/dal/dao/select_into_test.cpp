@@ -4,79 +4,45 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <string>
+
+#include "data_rows.h"
+
 namespace zmdb::dal::dao {
 namespace {
 
-struct Case {
-  const char* statement;
-  // Expected: driver, database, table, the SELECT left to run; a null
-  // `select` means the statement is the store's own.
-  ForeignDriver driver;
-  const char* database;
-  const char* table;
-  const char* select;
-};
-
-TEST(SelectIntoTest, RecognisesForeignTargetsOnly) {
+ForeignDriver DriverOfCase(const std::string& name) {
   using D = ForeignDriver;
-  const Case cases[] = {
-      {"SELECT *  INTO [dBase IV;database=/tmp/out].staff FROM Staff", D::DbaseIV, "/tmp/out",
-       "staff", "SELECT * FROM Staff"},
-      {"select a, b into [DBASE III;DATABASE=/x].t from s where a > 1", D::DbaseIII, "/x", "t",
-       "select a, b from s where a > 1"},
-      {"SELECT * INTO [;database=/tmp/a.mdb].Output FROM Staff", D::FileStore, "/tmp/a.mdb",
-       "Output", "SELECT * FROM Staff"},
-      {"SELECT * INTO [FoxPro 2.0;database=/f].t FROM s", D::FoxPro20, "/f", "t",
-       "SELECT * FROM s"},
-      {"SELECT * INTO [foxpro 2.5;database=/f].t FROM s", D::FoxPro25, "/f", "t",
-       "SELECT * FROM s"},
-      {"SELECT * INTO [FoxPro 2.6;database=/f].t FROM s", D::FoxPro26, "/f", "t",
-       "SELECT * FROM s"},
-      {"SELECT * INTO [Paradox 3.X;database=/p].t FROM s", D::Paradox3, "/p", "t",
-       "SELECT * FROM s"},
-      {"SELECT * INTO [paradox 4.x;database=/p].t FROM s", D::Paradox4, "/p", "t",
-       "SELECT * FROM s"},
-      {"SELECT * INTO [Btrieve;database=/b/FILE.DDF].Output FROM s", D::Btrieve, "/b/FILE.DDF",
-       "Output", "SELECT * FROM s"},
-      {"SELECT * INTO [Excel 5.0;database=/w/a b.xls].Output FROM s", D::Excel, "/w/a b.xls",
-       "Output", "SELECT * FROM s"},
-      {"SELECT * INTO [Excel 3.0;database=/w.xls].Output FROM s", D::Excel, "/w.xls", "Output",
-       "SELECT * FROM s"},
-      {"SELECT * INTO [Text;database=/t].[my file#txt] FROM s", D::Text, "/t", "my file#txt",
-       "SELECT * FROM s"},
-      {"SELECT * INTO [Lotus WK3;database=/l].t FROM s", D::Unknown, "/l", "t", "SELECT * FROM s"},
-      {"SELECT * INTO [ODBC;DRIVER={PostgreSQL Unicode};SERVER=h;DATABASE=d].Output FROM s",
-       D::Odbc, "d", "Output", "SELECT * FROM s"},
-      // Chinese names, brackets and literals that hold the keyword.
-      {"SELECT [Order Date], [Into], '[x;database=y].z INTO' AS q INTO [Text;database=/中文].员工 "
-       "FROM [My Staff] WHERE n = 'it''s INTO'",
-       D::Text, "/中文", "员工",
-       "SELECT [Order Date], [Into], '[x;database=y].z INTO' AS q FROM [My Staff] WHERE n = "
-       "'it''s INTO'"},
-      {"\n SELECT x INTO [Text;database=/t].t\r\nFROM s ORDER BY x", D::Text, "/t", "t",
-       "SELECT x FROM s ORDER BY x"},
-      {"SELECT * INTO [Text;database=/t].t", D::Text, "/t", "t", "SELECT *"},
-      // The store's own.
-      {"SELECT * INTO Local FROM s", D::Unknown, "", "", nullptr},
-      {"SELECT * INTO [My Table] FROM s", D::Unknown, "", "", nullptr},
-      {"SELECT Into1, xINTO FROM s", D::Unknown, "", "", nullptr},
-      {"SELECT (SELECT 1) AS a FROM s WHERE b = '] INTO [a;b].c'", D::Unknown, "", "", nullptr},
-      {"INSERT INTO [Text;database=/t].t SELECT * FROM s", D::Unknown, "", "", nullptr},
-      {"SELECT * INTO [Text;database=/t] FROM s", D::Unknown, "", "", nullptr},
-      {"SELECT * INTO [Text;database=/t. FROM s", D::Unknown, "", "", nullptr},
-      {"SELECT 'unclosed INTO [Text;database=/t].t FROM s", D::Unknown, "", "", nullptr},
-      {"SELECT * INTO [Text;database=/t]. FROM s", D::Unknown, "", "", nullptr},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.statement);
-    const auto into = ParseForeignInto(c.statement);
-    ASSERT_EQ(into.has_value(), c.select != nullptr);
+  static const std::map<std::string, D> kDrivers = {
+      {"DbaseIII", D::DbaseIII}, {"DbaseIV", D::DbaseIV},   {"FoxPro20", D::FoxPro20},
+      {"FoxPro25", D::FoxPro25}, {"FoxPro26", D::FoxPro26}, {"Paradox3", D::Paradox3},
+      {"Paradox4", D::Paradox4}, {"Btrieve", D::Btrieve},   {"Excel", D::Excel},
+      {"Text", D::Text},         {"Odbc", D::Odbc},         {"FileStore", D::FileStore},
+      {"Unknown", D::Unknown}};
+  const auto it = kDrivers.find(name);
+  EXPECT_NE(it, kDrivers.end()) << name;
+  return it == kDrivers.end() ? D::Unknown : it->second;
+}
+
+// The cases of data/dao/select_into_cases.txt, and a statement over lines.
+TEST(SelectIntoTest, RecognisesForeignTargetsOnly) {
+  const auto cases = zmdb::testing::DataRows("dao/select_into_cases.txt");
+  ASSERT_GT(cases.size(), 20u);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c[0]);
+    const auto into = ParseForeignInto(c[0]);
+    ASSERT_EQ(into.has_value(), c.at(1) != "own");
     if (!into) continue;
-    EXPECT_EQ(into->driver, c.driver);
-    EXPECT_EQ(into->database, c.database);
-    EXPECT_EQ(into->table, c.table);
-    EXPECT_EQ(into->select, c.select);
+    ASSERT_EQ(c.size(), 5u);
+    EXPECT_EQ(into->driver, DriverOfCase(c[1]));
+    EXPECT_EQ(into->database, c[2]);
+    EXPECT_EQ(into->table, c[3]);
+    EXPECT_EQ(into->select, c[4]);
   }
+  const auto lines = ParseForeignInto("\n SELECT x INTO [Text;database=/t].t\r\nFROM s ORDER BY x");
+  ASSERT_TRUE(lines);
+  EXPECT_EQ(lines->select, "SELECT x FROM s ORDER BY x");
 }
 
 TEST(SelectIntoTest, ReadsTheConnectParts) {
