@@ -87,36 +87,28 @@ INSTANTIATE_TEST_SUITE_P(Stores, CopyRowsTest, EveryStore(), StoreParamName);
 
 // On a connection that counts as SQL Server both statements are translated
 // before they run; the stand-in driver runs them on a SQLite file.
-TEST(CopyRowsOnSqlServer, StatementsGoThroughTheDialectAdapter) {
-  const StandInDirectory standIn("copy_standin");
-  {
-    auto host = std::make_shared<rt::HeadlessHost>();
-    rt::ScopedHost scope(host);
-    clsZMDBFunc obj;
-    ASSERT_TRUE(obj.dbSetConnect(standIn.text, false));
-    auto cn = std::dynamic_pointer_cast<Connection>(obj.dbGetConnect(false));
-    cn->EnableStatementLog(true);
-    const Variant conn{rt::ObjectRef(cn)};
-    cn->Execute("CREATE TABLE STAFF (ID INT, NAME VARCHAR(20))");
-    cn->Execute("CREATE TABLE ARCHIVE (ID INT PRIMARY KEY, NAME VARCHAR(20))");
-    cn->Execute("INSERT INTO STAFF VALUES (1, '张三')");
-    cn->Execute("INSERT INTO STAFF VALUES (2, 'Wang')");
+using CopyRowsOnSqlServer = StandInTest;
 
-    EXPECT_TRUE(obj.dbCopyRows("staff", "archive", "id > 1"));
-    const auto& log = cn->statementLog();
-    for (const std::string& jet : {records::CopySourceStatement("staff", "id > 1"),
-                                   records::CopyTargetStatement("archive")}) {
-      const std::string sent = connect::AdaptDialect(jet, conn);
-      EXPECT_NE(sent, jet);
-      EXPECT_NE(std::find(log.begin(), log.end(), sent), log.end()) << sent;
-    }
-    EXPECT_TRUE(obj.dbCopyRows("staff", "archive", "id = 1"));
-    EXPECT_EQ(Scalar(cn, "SELECT NAME FROM ARCHIVE WHERE ID = 1"), Variant("张三"));
-    // Copying every row now collides at row 1: row 2 stays the only copy of it.
-    EXPECT_FALSE(obj.dbCopyRows("staff", "archive"));
-    EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT COUNT(*) FROM ARCHIVE")), 2);
-    EXPECT_TRUE(obj.dbCloseConnect(false));
+TEST_F(CopyRowsOnSqlServer, StatementsGoThroughTheDialectAdapter) {
+  cn_->Execute("CREATE TABLE STAFF (ID INT, NAME VARCHAR(20))");
+  cn_->Execute("CREATE TABLE ARCHIVE (ID INT PRIMARY KEY, NAME VARCHAR(20))");
+  cn_->Execute("INSERT INTO STAFF VALUES (1, '张三')");
+  cn_->Execute("INSERT INTO STAFF VALUES (2, 'Wang')");
+
+  EXPECT_TRUE(obj_.dbCopyRows("staff", "archive", "id > 1"));
+  const auto& log = cn_->statementLog();
+  for (const std::string& jet :
+       {records::CopySourceStatement("staff", "id > 1"), records::CopyTargetStatement("archive")}) {
+    const std::string sent = connect::AdaptDialect(jet, conn());
+    EXPECT_NE(sent, jet);
+    EXPECT_NE(std::find(log.begin(), log.end(), sent), log.end()) << sent;
   }
+  EXPECT_TRUE(obj_.dbCopyRows("staff", "archive", "id = 1"));
+  EXPECT_EQ(Scalar(cn_, "SELECT NAME FROM ARCHIVE WHERE ID = 1"), Variant("张三"));
+  // Copying every row now collides at row 1: row 2 stays the only copy of it.
+  EXPECT_FALSE(obj_.dbCopyRows("staff", "archive"));
+  EXPECT_EQ(rt::CLng(Scalar(cn_, "SELECT COUNT(*) FROM ARCHIVE")), 2);
+  EXPECT_TRUE(obj_.dbCloseConnect(false));
 }
 
 }  // namespace

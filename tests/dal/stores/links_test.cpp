@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 
 // A file database open as the component's default database and default
 // connection, and a keyed table "roster" on the server.
-class LinkToServerTest : public StoreTest {
+class LinkToServerTest : public ComponentStoreTest {
  protected:
   void SetUp() override {
     StoreTest::SetUp();
@@ -68,9 +68,6 @@ class LinkToServerTest : public StoreTest {
     return ::testing::AssertionFailure() << obj_.dbGetLastError().Description;
   }
 
-  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
-  rt::ScopedHost scope_{host_};
-  clsZMDBFunc obj_;
   std::optional<zmdb::testing::TempFolder> folder_;
   std::string file_;
 };

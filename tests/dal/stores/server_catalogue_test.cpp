@@ -1,7 +1,6 @@
 // The server catalogue, rights and clock methods: table listings on every
 // store, with and without user tables; databases, rights and the clock for
-// real on PostgreSQL; what SQL Server is sent, on the stand-in driver; and
-// procedures with output parameters on PostgreSQL.
+// real on PostgreSQL; and what SQL Server is sent, on the stand-in driver.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -13,7 +12,6 @@
 #include "listing_texts.h"
 #include "store_fixture.h"
 #include "temp_folder.h"
-#include "zmdb/dal/command.h"
 #include "zmdb/frame/component.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/datetime.h"
@@ -47,16 +45,9 @@ struct DataSources {
   const std::string file = folder / "odbc.ini";
 };
 
-class ServerMethodsTest : public StoreTest {
+class ServerMethodsTest : public ComponentStoreTest {
  protected:
-  void SetUp() override {
-    StoreTest::SetUp();
-    host_->SetEcho(false);
-  }
   Variant Conn() { return Variant(rt::ObjectRef(Connect())); }
-  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
-  rt::ScopedHost scope_{host_};
-  clsZMDBFunc obj_;
 };
 
 // ---- Table listings, on every store ----
@@ -205,71 +196,17 @@ TEST_P(PostgresServerTest, RightsAreGrantedToAUserOrPublic) {
   EXPECT_TRUE(host_->shown().empty());
 }
 
-// A Parameter as a caller makes one: a value, and a type (0 for none).
-std::shared_ptr<Parameter> Param(const Variant& value, std::int32_t type = 0) {
-  auto p = std::make_shared<Parameter>();
-  p->data().value = value;
-  p->data().adoType = type;
-  return p;
-}
-
-TEST_P(PostgresServerTest, ProceduresAndFunctionsWithInputAndOutputParameters) {
-  auto cn = Connect();
-  cn->Execute(
-      "CREATE FUNCTION with_tax(amount INT, label VARCHAR, OUT total INT) LANGUAGE SQL AS "
-      "$$ SELECT amount * 2 + length(label) $$");
-  cn->Execute("CREATE TABLE said (word VARCHAR(20))");
-  cn->Execute(
-      "CREATE PROCEDURE say(w VARCHAR, OUT n INT) LANGUAGE plpgsql AS $$ BEGIN "
-      "INSERT INTO said VALUES (w); n := length(w) * 2; END $$");
-  const struct {
-    const char* name;
-    std::vector<Variant> inputs;
-    std::int32_t want;
-  } cases[] = {
-      {"with_tax", {Variant(std::int32_t{20}), Variant("abc")}, 43},
-      {"say", {Variant("你好abc")}, 10},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    std::vector<Variant> items;
-    std::vector<std::shared_ptr<Parameter>> inputs;
-    for (const Variant& v : c.inputs) {
-      inputs.push_back(Param(v, v.IsString() ? 0 : 3));
-      items.emplace_back(rt::ObjectRef(inputs.back()));
-    }
-    const auto ret = Param(Variant(), 3);
-    EXPECT_TRUE(obj_.dbExecProc(Variant(rt::ObjectRef(cn)), c.name,
-                                rt::SafeArray(rt::VarType::Object, 0, std::move(items)), ret))
-        << (host_->shown().empty() ? "" : host_->shown().front().prompt);
-    EXPECT_EQ(ret->data().direction, 2);
-    EXPECT_EQ(rt::CLng(ret->data().value), c.want);
-    for (const auto& p : inputs) EXPECT_EQ(p->data().direction, 1);
-  }
-  EXPECT_EQ(rt::CStr(Scalar(cn, "SELECT word FROM said")), "你好abc");
-}
-
 INSTANTIATE_TEST_SUITE_P(Servers, PostgresServerTest, ::testing::Values(Store::Postgres),
                          StoreParamName);
 
 // ---- SQL Server, as sent to the stand-in driver ----
 
-class ServerMethodsOnStandInTest : public ::testing::Test {
+class ServerMethodsOnStandInTest : public StandInTest {
  protected:
   void SetUp() override {
-    host_->SetEcho(false);
-    cn_ = Connection::Create();
-    cn_->Open(standIn_.text);
-    cn_->EnableStatementLog(true);
+    StandInTest::SetUp();
     cn_->Execute("CREATE TABLE T1 (ID INT)");
   }
-  void TearDown() override { cn_->Close(); }
-  StandInDirectory standIn_{
-      "server_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name())};
-  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
-  rt::ScopedHost scope_{host_};
-  clsZMDBFunc obj_;
-  std::shared_ptr<Connection> cn_;
 };
 
 // SQLite has no GRANT: the call answers False silently, after sending the
