@@ -9,7 +9,6 @@
 #include <fstream>
 #include <iterator>
 
-#include "listing_texts.h"
 #include "store_fixture.h"
 #include "temp_folder.h"
 #include "zmdb/dal/dao/dao.h"
@@ -267,34 +266,26 @@ INSTANTIATE_TEST_SUITE_P(Stores, TwoStoreMethodsTest,
 
 // A DAO database on a driver named "SQL Server ..." gets SQL Server's DDL;
 // the stand-in driver keeps each CREATE TABLE as it was sent.
-TEST(DaoOnSqlServer, TablesAreMadeWithSqlServerDdl) {
-  const StandInDirectory standIn("daoss");
-  const std::string& text = standIn.text;
-  {
-    auto host = std::make_shared<rt::HeadlessHost>();
-    rt::ScopedHost scope(host);
-    clsZMDBFunc obj;
-    ASSERT_TRUE(obj.dbSetConnect("ODBC;" + text, true)) << obj.dbGetLastError().Description;
-    const Variant db(obj.dbGetConnect(true));
-    EXPECT_TRUE(obj.dbIsSQLConnect(db));
-    ASSERT_TRUE(obj.dbCreateTableItem("Staff"));
-    ASSERT_TRUE(obj.dbCreateFieldItem("", "ID", 4, 0, 16));
-    ASSERT_TRUE(obj.dbCreateFieldItem("", "Name", 10, 20));
-    ASSERT_TRUE(obj.dbCreateFieldItem("", "Born", 8));
-    ASSERT_TRUE(obj.dbCreateTableOver("Staff")) << obj.dbGetLastError().Description;
-    auto cn = Connection::Create();
-    cn->Open(text);
-    EXPECT_EQ(rt::CStr(Scalar(cn, "SELECT sql FROM sqlite_master WHERE name = 'Staff'")),
-              "CREATE TABLE \"Staff\" (\"ID\" int IDENTITY(1,1), \"Name\" nvarchar(20), "
-              "\"Born\" datetime)");
-    // Read back through the catalogue: the counter is known by its type.
-    EXPECT_TRUE(obj.dbFieldExists("Staff", "born"));
-    auto t =
-        rt::ObjectAs<dao::TableDef>(rt::ItemOf(rt::GetProp(db, "TableDefs"), Variant("staff")));
-    EXPECT_NE(t->Def().fields.at(0).attributes & schema::kAutoIncrField, 0);
-    cn->Close();
-    EXPECT_TRUE(obj.dbCloseConnect(true));
-  }
+using DaoOnSqlServer = StandInTest;
+
+TEST_F(DaoOnSqlServer, TablesAreMadeWithSqlServerDdl) {
+  ASSERT_TRUE(obj_.dbSetConnect("ODBC;" + standIn_.text, true))
+      << obj_.dbGetLastError().Description;
+  const Variant db(obj_.dbGetConnect(true));
+  EXPECT_TRUE(obj_.dbIsSQLConnect(db));
+  ASSERT_TRUE(obj_.dbCreateTableItem("Staff"));
+  ASSERT_TRUE(obj_.dbCreateFieldItem("", "ID", 4, 0, 16));
+  ASSERT_TRUE(obj_.dbCreateFieldItem("", "Name", 10, 20));
+  ASSERT_TRUE(obj_.dbCreateFieldItem("", "Born", 8));
+  ASSERT_TRUE(obj_.dbCreateTableOver("Staff")) << obj_.dbGetLastError().Description;
+  EXPECT_EQ(rt::CStr(Scalar(cn_, "SELECT sql FROM sqlite_master WHERE name = 'Staff'")),
+            "CREATE TABLE \"Staff\" (\"ID\" int IDENTITY(1,1), \"Name\" nvarchar(20), "
+            "\"Born\" datetime)");
+  // Read back through the catalogue: the counter is known by its type.
+  EXPECT_TRUE(obj_.dbFieldExists("Staff", "born"));
+  auto t = rt::ObjectAs<dao::TableDef>(rt::ItemOf(rt::GetProp(db, "TableDefs"), Variant("staff")));
+  EXPECT_NE(t->Def().fields.at(0).attributes & schema::kAutoIncrField, 0);
+  EXPECT_TRUE(obj_.dbCloseConnect(true));
 }
 
 }  // namespace

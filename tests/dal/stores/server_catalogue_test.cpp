@@ -55,32 +55,29 @@ class ServerMethodsTest : public ComponentStoreTest {
 using TableListingsTest = ServerMethodsTest;
 
 // No user tables: one empty name and one empty date entry; the closing step
-// that fails on purpose is recorded all the same.
-TEST_P(TableListingsTest, WithoutUserTablesOneEmptyElement) {
+// that fails on purpose is recorded all the same, and shows its debug box
+// once the debug flag is on. IsAll adds every kind of table.
+TEST_P(TableListingsTest, UserTablesOrOneEmptyElementAndEveryKindWithIsAll) {
+  auto cn = Connect();
+  const Variant conn{rt::ObjectRef(cn)};
   Variant dates;
-  const rt::SafeArray names = obj_.dbListSQLTables(dates, Conn());
-  EXPECT_EQ(names.LBound(), 1);
-  EXPECT_EQ(Texts(names), std::vector<std::string>{""});
+  const rt::SafeArray none = obj_.dbListSQLTables(dates, conn);
+  EXPECT_EQ(none.LBound(), 1);
+  EXPECT_EQ(Texts(none), std::vector<std::string>{""});
   ASSERT_TRUE(dates.IsArray());
   EXPECT_EQ(dates.AsArray().LBound(), 1);
   EXPECT_EQ(Texts(dates.AsArray()), std::vector<std::string>{""});
   EXPECT_EQ(obj_.dbGetLastError().Number, rt::err::kObjectClosed);
   EXPECT_TRUE(host_->shown().empty());  // the debug flag is off
-}
 
-TEST_P(TableListingsTest, UserTablesAndEveryKindWithIsAll) {
-  auto cn = Connect();
   cn->Execute("CREATE TABLE zeta (id INT)");
   cn->Execute("CREATE TABLE alpha (a INT)");
   cn->Execute("CREATE VIEW zview AS SELECT id FROM zeta");
-  const Variant conn{rt::ObjectRef(cn)};
   obj_.dbSetDebug(true);
-  Variant dates;
   std::vector<std::string> names = Texts(obj_.dbListSQLTables(dates, conn));
   std::sort(names.begin(), names.end());
   EXPECT_EQ(names, (std::vector<std::string>{"alpha", "zeta"}));
   ASSERT_EQ(dates.AsArray().size(), 2u);
-  // The recorded failure of the closing step shows its debug box once.
   ASSERT_EQ(host_->shown().size(), 1u);
   EXPECT_EQ(host_->shown()[0].title, "DebugMode");
   const std::vector<std::string> all = Texts(obj_.dbListSQLTables(dates, conn, true));
