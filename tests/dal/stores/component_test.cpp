@@ -112,9 +112,7 @@ TEST_P(ComponentOnServerTest, AQueryIsATableMadeFromItAndDroppedAgain) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, ComponentOnServerTest, ::testing::Values(Store::Postgres),
-                         [](const ::testing::TestParamInfo<Store>& p) {
-                           return StoreName(p.param);
-                         });
+                         StoreParamName);
 
 // The working recordset through ODBC: rows appended on the default
 // connection, one column read back through a client-side cursor.
@@ -186,9 +184,7 @@ TEST_P(ComponentOnSqlServerTest, EveryMethodRuns) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, ComponentOnSqlServerTest, ::testing::Values(Store::SqlServer),
-                         [](const ::testing::TestParamInfo<Store>& p) {
-                           return StoreName(p.param);
-                         });
+                         StoreParamName);
 
 // A connection whose string names a driver "SQL Server ..." counts as SQL
 // Server, so the library translates what it runs there; the stand-in driver
