@@ -17,7 +17,6 @@ namespace zmdb::dal::testing {
 namespace {
 
 using rt::Variant;
-using Rows = std::vector<std::vector<Variant>>;
 
 class CopyRowsTest : public LocalAndStoreTest {
  protected:
@@ -40,10 +39,6 @@ class CopyRowsTest : public LocalAndStoreTest {
                      ", born " + Type(Ddl::Date) + ", amount " + Type(Ddl::Money) + ", note " +
                      Text(20) + ")");
   }
-
-  Rows Table(const std::shared_ptr<Connection>& cn, const std::string& table) {
-    return Open(cn, "SELECT * FROM " + table + " ORDER BY id")->VisibleRows();
-  }
 };
 
 TEST_P(CopyRowsTest, ToTheStoreAndBackComeBackEqual) {
@@ -51,12 +46,12 @@ TEST_P(CopyRowsTest, ToTheStoreAndBackComeBackEqual) {
   EXPECT_EQ(rt::CStr(Scalar(remote_, "SELECT name FROM mixed WHERE id=1")), "张三");
   EXPECT_EQ(rt::CLng(Scalar(remote_, "SELECT COUNT(*) FROM mixed WHERE note IS NULL")), 2);
   ASSERT_TRUE(obj_.dbCopyRows("mixed", "mixed_back", "", Of(remote_), Of(local_)));
-  EXPECT_EQ(Table(local_, "mixed_back"), Table(local_, "mixed"));
+  EXPECT_EQ(Rows(local_, "mixed_back"), Rows(local_, "mixed"));
 
   // A condition chooses the rows, in the source's own SQL.
   local_->Execute("DELETE FROM mixed_back");
   ASSERT_TRUE(obj_.dbCopyRows("mixed", "mixed_back", "amount < 0", Of(remote_), Of(local_)));
-  const Rows back = Table(local_, "mixed_back");
+  const auto back = Rows(local_, "mixed_back");
   ASSERT_EQ(back.size(), 1u);
   EXPECT_EQ(rt::CStr(back[0][1]), "李四 and 王五");
   EXPECT_EQ(obj_.dbGetLastError().Number, 0);
@@ -65,21 +60,21 @@ TEST_P(CopyRowsTest, ToTheStoreAndBackComeBackEqual) {
 TEST_P(CopyRowsTest, AFailurePartWayLeavesTheTargetAsItWas) {
   // Row 3 is there already: rows 1 and 2, copied before it, are rolled back.
   remote_->Execute("INSERT INTO mixed (id, name) VALUES (3, 'there')");
-  const Rows before = Table(remote_, "mixed");
+  const auto before = Rows(remote_, "mixed");
   EXPECT_FALSE(obj_.dbCopyRows("mixed", "mixed", "", Of(local_), Of(remote_)));
   EXPECT_NE(obj_.dbGetLastError().Number, 0);
-  EXPECT_EQ(Table(remote_, "mixed"), before);
+  EXPECT_EQ(Rows(remote_, "mixed"), before);
   // A text too long for the target stops the copy the same way; only the
   // fields the tables share are copied.
   local_->Execute("CREATE TABLE wide (id LONG, note TEXT(40), extra LONG)");
   local_->Execute("INSERT INTO wide VALUES (10, 'fits', 1)");
   local_->Execute("INSERT INTO wide VALUES (11, 'a note well over twenty characters', 2)");
   EXPECT_FALSE(obj_.dbCopyRows("wide", "mixed", "", Of(local_), Of(remote_)));
-  EXPECT_EQ(Table(remote_, "mixed"), before);
+  EXPECT_EQ(Rows(remote_, "mixed"), before);
   // The connection is usable afterwards: the rows that fit go in.
   EXPECT_TRUE(obj_.dbCopyRows("mixed", "mixed", "id<3", Of(local_), Of(remote_)));
   EXPECT_TRUE(obj_.dbCopyRows("wide", "mixed", "id=10", Of(local_), Of(remote_)));
-  EXPECT_EQ(Table(remote_, "mixed").size(), 4u);
+  EXPECT_EQ(Rows(remote_, "mixed").size(), 4u);
   EXPECT_EQ(rt::CStr(Scalar(remote_, "SELECT note FROM mixed WHERE id=10")), "fits");
 }
 

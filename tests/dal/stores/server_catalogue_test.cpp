@@ -135,8 +135,7 @@ TEST_P(PostgresServerTest, DatabasesAndExistenceWithoutRegardToCase) {
   EXPECT_NE(std::find(names.begin(), names.end(), "postgres"), names.end());
   EXPECT_NE(std::find(names.begin(), names.end(), db), names.end());
   EXPECT_EQ(std::find(names.begin(), names.end(), "template0"), names.end());
-  std::string upper = db;
-  std::transform(upper.begin(), upper.end(), upper.begin(), ::toupper);
+  const std::string upper = rt::AsciiUpper(db);
   const struct {
     std::string name, server, pwd;
     bool exists;
@@ -232,8 +231,7 @@ TEST_F(ServerMethodsOnStandInTest, DatabasesThroughADataSource) {
   EXPECT_EQ(names.size(), 1u) << obj_.dbGetLastError().Description;
   // The stand-in names its one database by its file; any case matches it.
   const std::string name = rt::CStr(names.at(1));
-  std::string upper = name;
-  std::transform(upper.begin(), upper.end(), upper.begin(), ::toupper);
+  const std::string upper = rt::AsciiUpper(name);
   EXPECT_TRUE(obj_.dbSQLTblExists(upper, "zmdb_standin", "", "", "MSDASQL")) << name;
   // The SQL Server provider's default reaches no server here: recorded, False.
   EXPECT_FALSE(obj_.dbSQLTblExists(name, "127.0.0.1,1", "sa", ""));

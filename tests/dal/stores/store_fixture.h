@@ -97,6 +97,11 @@ class LocalAndStoreTest : public ComponentStoreTest {
  protected:
   void SetUp() override;
   void TearDown() override;
+  // Every row of `table` on `cn`, in the order of its id.
+  std::vector<std::vector<rt::Variant>> Rows(const std::shared_ptr<Connection>& cn,
+                                             const std::string& table) {
+    return Open(cn, "SELECT * FROM " + table + " ORDER BY id")->VisibleRows();
+  }
 
   std::filesystem::path dir_;
   std::shared_ptr<Connection> local_;

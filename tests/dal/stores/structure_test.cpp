@@ -67,10 +67,6 @@ class StructureCopyTest : public LocalAndStoreTest {
       return false;
     }
   }
-  std::vector<std::vector<Variant>> Rows(const std::shared_ptr<Connection>& cn,
-                                         const std::string& t) {
-    return Open(cn, "SELECT * FROM " + t + " ORDER BY ID")->VisibleRows();
-  }
 };
 
 TEST_P(StructureCopyTest, ToTheServerAndBackKeepsStructureAndRows) {
