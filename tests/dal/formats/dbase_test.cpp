@@ -4,14 +4,10 @@
 #include "zmdb/dal/formats/dbase.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -49,23 +45,6 @@ for r in t:
     print(json.dumps([value(v) for v in r.values()], ensure_ascii=False))
 )PY";
 
-// What a command prints; a failure when it does not succeed.
-std::string Output(const std::string& command) {
-  std::FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
-  EXPECT_NE(pipe, nullptr);
-  std::string out;
-  char buffer[4096];
-  std::size_t n;
-  while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
-  EXPECT_EQ(::pclose(pipe), 0) << command << ": " << out;
-  return out;
-}
-
-std::string Bytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 std::uint32_t LE(const std::string& b, std::size_t at, int n) {
   std::uint32_t v = 0;
   for (int i = n - 1; i >= 0; --i)
@@ -85,10 +64,7 @@ class DbaseTest : public testing::WriterTest {
 
   void Write(const std::string& path, DbfFlavour flavour, const std::vector<Column>& columns,
              const std::vector<std::vector<Variant>>& rows, int codePage = 936) {
-    auto w = OpenDbaseWriter(path, flavour, {codePage});
-    w->Begin(columns);
-    for (const auto& r : rows) w->Row(r);
-    w->Finish();
+    testing::WriteTable(*OpenDbaseWriter(path, flavour, {codePage}), columns, rows);
   }
 
   // The reader's lines, parsed.
@@ -220,19 +196,6 @@ TEST_F(DbaseTest, TextIsInTheCodePageTheTableDeclares) {
   }
 }
 
-TEST_F(DbaseTest, ATableWithoutLongTextHasNoMemoFile) {
-  for (const auto& c : kFlavours) {
-    const std::string path = Path("plain.dbf");
-    Write(path, c.flavour, {{"Qty", 3, 4, 10, 0}}, {{1}, {2}});
-    const auto lines = ReadBack(path);
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_EQ(lines[0]["version"], 0x03);
-    EXPECT_EQ(lines[0]["memo"], nullptr);
-    EXPECT_FALSE(std::filesystem::exists(Path("plain.dbt")));
-    EXPECT_FALSE(std::filesystem::exists(Path("plain.fpt")));
-  }
-}
-
 // What the reader does not check: the header's lengths and count, the end
 // marker, FoxPro's field offsets, and each memo file's header and blocks.
 struct LayoutCase {
@@ -260,7 +223,7 @@ TEST_F(DbaseTest, HeaderRecordsAndMemoBlocksAreLaidOutAsReadersExpect) {
       rows.push_back({"abc", std::string(static_cast<std::size_t>(i) * 100, 'x') + "!"});
     rows[0][1] = "abc";
     Write(path, c.flavour, {{"Code", 200, 4, 0, 0}, {"Memo", 201, 0, 0, 0}}, rows);
-    const std::string t = Bytes(path);
+    const std::string t = testing::FileBytes(path);
     EXPECT_EQ(LE(t, 4, 4), 5u);                // records
     EXPECT_EQ(LE(t, 8, 2), 32u + 2 * 32 + 1);  // header
     EXPECT_EQ(LE(t, 10, 2), 1u + 8 + 10);      // record: flag, C(8), M
@@ -271,7 +234,7 @@ TEST_F(DbaseTest, HeaderRecordsAndMemoBlocksAreLaidOutAsReadersExpect) {
     const bool fox = c.blockSize == 64;
     EXPECT_EQ(LE(t, 32 + 12, 4), fox ? 1u : 0u);  // where the field starts in a record
     EXPECT_EQ(LE(t, 64 + 12, 4), fox ? 9u : 0u);
-    const std::string m = Bytes(Path(c.memoFile));
+    const std::string m = testing::FileBytes(Path(c.memoFile));
     ASSERT_EQ(m.size() % c.blockSize, 0u);
     const std::uint32_t next = c.bigEndian ? BE(m, 0, 4) : LE(m, 0, 4);
     EXPECT_EQ(next * c.blockSize, m.size());
@@ -479,7 +442,8 @@ TEST_F(DbaseTest, MisuseAndUnwritableTargetsAreRefused) {
 }
 
 // A second reader, shapelib's dbfdump, reads the fields and records of every
-// flavour (it reads no memo files).
+// flavour (it reads no memo files). Without long text no flavour is marked
+// as having a memo file, and none is made.
 TEST_F(DbaseTest, ShapelibReadsEachFlavour) {
   for (const auto& c : kFlavours) {
     const std::string path = Path("shp.dbf");
@@ -492,7 +456,10 @@ TEST_F(DbaseTest, ShapelibReadsEachFlavour) {
           {{"ink", 3, 0.5, true, rt::MakeDate(2024, 1, 2)},
            {Variant::Null(), Variant::Null(), Variant::Null(), Variant::Null(), Variant::Null()}},
           1252);
-    std::string out = Output("dbfdump -h -m -r '" + path + "'");
+    EXPECT_EQ(testing::FileBytes(path)[0], '\x03');
+    EXPECT_FALSE(std::filesystem::exists(Path("shp.dbt")));
+    EXPECT_FALSE(std::filesystem::exists(Path("shp.fpt")));
+    const std::string out = testing::CommandOutput("dbfdump -h -m -r '" + path + "' 2>&1");
     std::string trimmed;  // each line without its trailing blanks
     for (const char ch : out) {
       if (ch == '\n') {

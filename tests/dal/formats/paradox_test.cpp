@@ -4,16 +4,14 @@
 #include "zmdb/dal/formats/paradox.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "dal/formats/paradox_p.h"
-#include "temp_folder.h"
+#include "writer_fixture.h"
 #include "zmdb/runtime/error.h"
 
 namespace zmdb::dal::formats {
@@ -23,7 +21,7 @@ using nlohmann::json;
 using rt::Variant;
 namespace fs = std::filesystem;
 
-class ParadoxTest : public zmdb::testing::TempFolderTest {
+class ParadoxTest : public testing::WriterTest {
  protected:
   // The table as pxlib reads it: the header line, the field lines, the records.
   static std::vector<json> Dump(const fs::path& db, const char* charset) {
@@ -36,14 +34,8 @@ class ParadoxTest : public zmdb::testing::TempFolderTest {
     mb.replace_extension(".mb");
     if (fs::exists(mb)) command += " '" + mb.string() + "'";
     std::vector<json> lines;
-    std::FILE* p = ::popen(command.c_str(), "r");
-    std::string text;
-    char buf[65536];
-    for (std::size_t n; (n = std::fread(buf, 1, sizeof buf, p)) > 0;) text.append(buf, n);
-    EXPECT_EQ(::pclose(p), 0) << text;
-    std::size_t start = 0;
-    for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1)
-      lines.push_back(json::parse(text.substr(start, end - start)));
+    for (const std::string& line : testing::Lines(testing::CommandOutput(command)))
+      lines.push_back(json::parse(line));
     return lines;
 #endif
   }
@@ -255,20 +247,9 @@ TEST(ParadoxEncoding, ValuesSortAsTheirBytes) {
   const std::int16_t shorts[] = {-32767, -1, 0, 1, 32767};
   for (std::size_t i = 1; i < std::size(shorts); ++i)
     EXPECT_LT(paradox::EncodeShort(shorts[i - 1]), paradox::EncodeShort(shorts[i])) << i;
-  struct Bytes {
-    std::string encoded, expected;
-  };
-  const Bytes cases[] = {
-      {paradox::EncodeShort(1), std::string("\x80\x01", 2)},
-      {paradox::EncodeShort(-1), std::string("\x7F\xFF", 2)},
-      {paradox::EncodeLong(0), std::string("\x80\x00\x00\x00", 4)},
-      {paradox::EncodeDouble(1.0), std::string("\xBF\xF0\0\0\0\0\0\0", 8)},
-      {paradox::EncodeDouble(-1.0), std::string("\x40\x0F\xFF\xFF\xFF\xFF\xFF\xFF", 8)},
-      {paradox::EncodeDouble(-0.0), std::string("\x80\0\0\0\0\0\0\0", 8)},
-  };
-  for (const Bytes& c : cases) EXPECT_EQ(c.encoded, c.expected);
-  EXPECT_EQ(paradox::DayNumber(-693593), 1);
-  EXPECT_EQ(paradox::DayNumber(0.99), 693594);
+  // The values themselves are read back by pxlib above; a negative zero
+  // must sort as zero.
+  EXPECT_EQ(paradox::EncodeDouble(-0.0), paradox::EncodeDouble(0.0));
 }
 
 TEST_F(ParadoxTest, FailuresNameTheirCauseAndLeaveNoFiles) {

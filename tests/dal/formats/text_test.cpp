@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -34,11 +33,6 @@ for s in p.sections():
     print(json.dumps([s] + [k + "=" + v for k, v in p.items(s)], ensure_ascii=False))
 )";
 
-std::string ReadBytes(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 using TextWriterTest = WriterTest;
 
 TEST_F(TextWriterTest, EveryTypeReadsBackInEachCodePage) {
@@ -61,7 +55,7 @@ TEST_F(TextWriterTest, EveryTypeReadsBackInEachCodePage) {
     };
     EXPECT_EQ(RunPython(kCsv, {file, c.encoding}), rows) << c.codePage;
     // Nulls are bare empty fields, an empty text is "", lines end with CR LF.
-    const std::string bytes = ReadBytes(file);
+    const std::string bytes = FileBytes(file);
     EXPECT_NE(bytes.find("\r\n2,,,,,,,,,\r\n3,"), std::string::npos);
     EXPECT_NE(bytes.find(",\"\",\r\n4,"), std::string::npos);
 
@@ -95,7 +89,7 @@ TEST_F(TextWriterTest, SchemaEntryReplacesItsOwnAndKeepsTheOthers) {
       R"("DateTimeFormat=yyyy-mm-dd hh:nn:ss", "Col1=\"Item\" Text Width 10", "Col2=\"Cost\" Currency"])",
   };
   EXPECT_EQ(RunPython(kSchema, {(dir_ / "schema.ini").string(), "cp1252"}), sections);
-  EXPECT_EQ(ReadBytes(dir_ / "prices.txt"), "\"Item\",\"Cost\"\r\n\"pen\",2.5\r\n");
+  EXPECT_EQ(FileBytes(dir_ / "prices.txt"), "\"Item\",\"Cost\"\r\n\"pen\",2.5\r\n");
 }
 
 TEST_F(TextWriterTest, FailuresLeaveTheFolderAsItWas) {
@@ -138,7 +132,7 @@ TEST_F(TextWriterTest, NumbersAsTheirOwnTextAndDecimalTextAsNumbers) {
   for (const auto& c : cases) {
     auto writer = OpenTextWriter(dir_.string(), "one", WriterOptions{});
     WriteTable(*writer, {{"V", c.type, 10, 0, 0}}, {{c.value}});
-    EXPECT_EQ(ReadBytes(dir_ / "one.txt"), std::string("\"V\"\r\n") + c.text + "\r\n") << c.text;
+    EXPECT_EQ(FileBytes(dir_ / "one.txt"), std::string("\"V\"\r\n") + c.text + "\r\n") << c.text;
   }
 }
 

@@ -9,6 +9,8 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -17,6 +19,38 @@
 #include "zmdb/runtime/datetime.h"
 
 namespace zmdb::dal::formats::testing {
+
+// What `command` prints on its standard output; a command that fails fails
+// the test, with what it printed.
+inline std::string CommandOutput(const std::string& command) {
+  std::string out;
+  FILE* pipe = ::popen(command.c_str(), "r");
+  if (!pipe) {
+    ADD_FAILURE() << "cannot run " << command;
+    return out;
+  }
+  std::array<char, 4096> chunk{};
+  for (std::size_t n; (n = std::fread(chunk.data(), 1, chunk.size(), pipe)) > 0;)
+    out.append(chunk.data(), n);
+  EXPECT_EQ(::pclose(pipe), 0) << command << ":\n" << out;
+  return out;
+}
+
+// The lines of `text`, a last line without its end included.
+inline std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::size_t start = 0;
+  for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1)
+    lines.push_back(text.substr(start, end - start));
+  if (start < text.size()) lines.push_back(text.substr(start));
+  return lines;
+}
+
+// The bytes of a file.
+inline std::string FileBytes(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
 
 class WriterTest : public zmdb::testing::TempFolderTest {
  protected:
@@ -27,26 +61,7 @@ class WriterTest : public zmdb::testing::TempFolderTest {
                                             const std::vector<std::string>& args) {
     std::string command = "/usr/bin/python3 -c '" + script + "'";
     for (const auto& a : args) command += " '" + a + "'";
-    command += " 2>&1";
-    std::vector<std::string> lines;
-    FILE* pipe = ::popen(command.c_str(), "r");
-    if (!pipe) {
-      ADD_FAILURE() << "cannot run python3";
-      return lines;
-    }
-    std::string line;
-    std::array<char, 4096> chunk{};
-    while (std::fgets(chunk.data(), static_cast<int>(chunk.size()), pipe)) {
-      line += chunk.data();
-      if (!line.empty() && line.back() == '\n') {
-        line.pop_back();
-        lines.push_back(line);
-        line.clear();
-      }
-    }
-    if (!line.empty()) lines.push_back(line);
-    EXPECT_EQ(::pclose(pipe), 0) << "the reader failed:\n" << (lines.empty() ? "" : lines.back());
-    return lines;
+    return Lines(CommandOutput(command + " 2>&1"));
   }
 };
 

@@ -58,10 +58,8 @@ TEST(OdbcDdl, StatementsInEachDialect) {
     std::string built, want;
   };
   const Case cases[] = {
-      // SQL Server: bracket quotes, IDENTITY, Unicode text, sp_rename.
-      {kSqlServer.CreateTable(staff),
-       "CREATE TABLE [Staff] ([ID] int IDENTITY(1,1) NOT NULL, [Name] nvarchar(20), [Note] "
-       "nvarchar(max), [Pay] money DEFAULT 0, CONSTRAINT [pk_Staff] PRIMARY KEY ([ID]))"},
+      // SQL Server: bracket quotes, sp_rename (its CREATE TABLE is checked as
+      // the stand-in driver receives it).
       {kSqlServer.RenameTable("Staff", "员工"), "EXEC sp_rename N'Staff', N'员工'"},
       {kSqlServer.RenameColumn("Staff", "O'Neil", "b"),
        "EXEC sp_rename N'Staff.O''Neil', N'b', 'COLUMN'"},

@@ -22,7 +22,7 @@ using rt::Variant;
 
 // A component object whose default connection is the test's database,
 // holding a staff table, with the statement log of every connection on.
-class ComponentOnServerTest : public StoreTest {
+class ComponentOnServerTest : public ComponentStoreTest {
  protected:
   void SetUp() override {
     StoreTest::SetUp();
@@ -47,9 +47,6 @@ class ComponentOnServerTest : public StoreTest {
     return rt::CLng(Scalar(Connect(), "SELECT COUNT(*) FROM staff WHERE " + condition));
   }
 
-  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
-  rt::ScopedHost scope_{host_};
-  clsZMDBFunc obj_;
   std::shared_ptr<Connection> own_;
 };
 
@@ -115,9 +112,7 @@ TEST_P(ComponentOnServerTest, AQueryIsATableMadeFromItAndDroppedAgain) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, ComponentOnServerTest, ::testing::Values(Store::Postgres),
-                         [](const ::testing::TestParamInfo<Store>& p) {
-                           return StoreName(p.param);
-                         });
+                         StoreParamName);
 
 // The working recordset through ODBC: rows appended on the default
 // connection, one column read back through a client-side cursor.
@@ -189,72 +184,61 @@ TEST_P(ComponentOnSqlServerTest, EveryMethodRuns) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, ComponentOnSqlServerTest, ::testing::Values(Store::SqlServer),
-                         [](const ::testing::TestParamInfo<Store>& p) {
-                           return StoreName(p.param);
-                         });
+                         StoreParamName);
 
 // A connection whose string names a driver "SQL Server ..." counts as SQL
 // Server, so the library translates what it runs there; the stand-in driver
 // runs the translated text on a SQLite file.
-TEST(SqlServerStatements, AreTranslatedAndRun) {
-  const StandInDirectory standIn("standin");
-  const std::filesystem::path& dir = standIn.dir;
-  const std::string& text = standIn.text;
-  {
-    auto host = std::make_shared<rt::HeadlessHost>();
-    rt::ScopedHost scope(host);
-    clsZMDBFunc obj;
-    ASSERT_TRUE(obj.dbSetConnect(text, false)) << obj.dbGetLastError().Description;
-    auto cn = std::dynamic_pointer_cast<Connection>(obj.dbGetConnect(false));
-    cn->EnableStatementLog(true);
-    const Variant conn{rt::ObjectRef(cn)};
-    EXPECT_TRUE(obj.dbIsSQLConnect(conn));
-    cn->Execute("CREATE TABLE STAFF (ID INT, NAME VARCHAR(20))");
-    cn->Execute("INSERT INTO STAFF VALUES (1, 'Li')");
-    cn->Execute("INSERT INTO STAFF VALUES (2, 'Wang')");
+using SqlServerStatements = StandInTest;
 
-    EXPECT_TRUE(obj.dbDeleteItem("Staff", "ID=2"));
-    EXPECT_EQ(cn->statementLog().back(),
-              connect::AdaptDialect("DELETE * FROM Staff WHERE ID=2", conn));
-    EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT COUNT(*) FROM STAFF")), 1);
+TEST_F(SqlServerStatements, AreTranslatedAndRun) {
+  EXPECT_TRUE(obj_.dbIsSQLConnect(conn()));
+  cn_->Execute("CREATE TABLE STAFF (ID INT, NAME VARCHAR(20))");
+  cn_->Execute("INSERT INTO STAFF VALUES (1, 'Li')");
+  cn_->Execute("INSERT INTO STAFF VALUES (2, 'Wang')");
 
-    // dbGetMaxID translates only when asked to, even on SQL Server.
-    EXPECT_EQ(obj.dbGetMaxID("Staff"), "1");
-    EXPECT_EQ(cn->statementLog().back(), "SELECT MAX(ID) AS MaxID FROM Staff");
+  EXPECT_TRUE(obj_.dbDeleteItem("Staff", "ID=2"));
+  EXPECT_EQ(cn_->statementLog().back(),
+            connect::AdaptDialect("DELETE * FROM Staff WHERE ID=2", conn()));
+  EXPECT_EQ(rt::CLng(Scalar(cn_, "SELECT COUNT(*) FROM STAFF")), 1);
 
-    // The working recordset's statements are sent as written, and its rows
-    // are written back on a connection that counts as SQL Server.
-    const std::size_t start = cn->statementLog().size();
-    EXPECT_TRUE(obj.dbCreateRecord(zmdb::testing::FieldRecRow(
-        {{"Staff", "ID", Variant(7)}, {"Staff", "Name", Variant("李四")}})));
-    EXPECT_EQ(cn->statementLog().at(start), "SELECT ID,Name FROM Staff");
-    EXPECT_TRUE(obj.dbCloseRecordset());
-    auto client = Connection::Create();
-    client->SetCursorLocation(ado::adUseClient);
-    client->Open(text);
-    std::int32_t count = 0;
-    EXPECT_EQ(zmdb::testing::Texts(
-                  obj.dbGetRecord("Staff", "Name", count, "", Variant(rt::ObjectRef(client)))),
-              (std::vector<std::string>{"Li", "李四"}));
-    EXPECT_EQ(count, 2);
-    client->Close();
+  // dbGetMaxID translates only when asked to, even on SQL Server.
+  EXPECT_EQ(obj_.dbGetMaxID("Staff"), "1");
+  EXPECT_EQ(cn_->statementLog().back(), "SELECT MAX(ID) AS MaxID FROM Staff");
 
-    // The server's catalogue views, stood in for by a view and an attached
-    // file, so that the probes' own statements answer for real.
-    cn->Execute("CREATE VIEW sysindexes AS SELECT name FROM sqlite_master WHERE type = 'index'");
-    cn->Execute("CREATE INDEX pk_Staff ON STAFF (ID)");
-    cn->Execute("ATTACH DATABASE '" + (dir / "schema.db").string() + "' AS INFORMATION_SCHEMA");
-    cn->Execute("CREATE TABLE INFORMATION_SCHEMA.VIEWS (TABLE_NAME VARCHAR(128))");
-    cn->Execute("INSERT INTO INFORMATION_SCHEMA.VIEWS VALUES ('Cheap')");
-    EXPECT_TRUE(obj.dbQueryExists("Cheap", Variant::Missing(), true));
-    EXPECT_FALSE(obj.dbQueryExists("Dear", Variant::Missing(), true));
-    EXPECT_TRUE(obj.dbIndexExists("Staff", "", true));
-    // By name over the whole database: the table plays no part.
-    EXPECT_TRUE(obj.dbIndexExists("Orders", "pk_Staff", true));
-    EXPECT_FALSE(obj.dbIndexExists("Orders", "", true));
-    EXPECT_EQ(obj.dbGetLastError().Number, 0);
-    EXPECT_TRUE(obj.dbCloseConnect(false));
-  }
+  // The working recordset's statements are sent as written, and its rows
+  // are written back on a connection that counts as SQL Server.
+  const std::size_t start = cn_->statementLog().size();
+  EXPECT_TRUE(obj_.dbCreateRecord(zmdb::testing::FieldRecRow(
+      {{"Staff", "ID", Variant(7)}, {"Staff", "Name", Variant("李四")}})));
+  EXPECT_EQ(cn_->statementLog().at(start), "SELECT ID,Name FROM Staff");
+  EXPECT_TRUE(obj_.dbCloseRecordset());
+  auto client = Connection::Create();
+  client->SetCursorLocation(ado::adUseClient);
+  client->Open(standIn_.text);
+  std::int32_t count = 0;
+  EXPECT_EQ(zmdb::testing::Texts(
+                obj_.dbGetRecord("Staff", "Name", count, "", Variant(rt::ObjectRef(client)))),
+            (std::vector<std::string>{"Li", "李四"}));
+  EXPECT_EQ(count, 2);
+  client->Close();
+
+  // The server's catalogue views, stood in for by a view and an attached
+  // file, so that the probes' own statements answer for real.
+  cn_->Execute("CREATE VIEW sysindexes AS SELECT name FROM sqlite_master WHERE type = 'index'");
+  cn_->Execute("CREATE INDEX pk_Staff ON STAFF (ID)");
+  cn_->Execute("ATTACH DATABASE '" + (standIn_.dir / "schema.db").string() +
+               "' AS INFORMATION_SCHEMA");
+  cn_->Execute("CREATE TABLE INFORMATION_SCHEMA.VIEWS (TABLE_NAME VARCHAR(128))");
+  cn_->Execute("INSERT INTO INFORMATION_SCHEMA.VIEWS VALUES ('Cheap')");
+  EXPECT_TRUE(obj_.dbQueryExists("Cheap", Variant::Missing(), true));
+  EXPECT_FALSE(obj_.dbQueryExists("Dear", Variant::Missing(), true));
+  EXPECT_TRUE(obj_.dbIndexExists("Staff", "", true));
+  // By name over the whole database: the table plays no part.
+  EXPECT_TRUE(obj_.dbIndexExists("Orders", "pk_Staff", true));
+  EXPECT_FALSE(obj_.dbIndexExists("Orders", "", true));
+  EXPECT_EQ(obj_.dbGetLastError().Number, 0);
+  EXPECT_TRUE(obj_.dbCloseConnect(false));
 }
 
 }  // namespace

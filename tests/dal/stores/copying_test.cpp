@@ -17,7 +17,6 @@ namespace zmdb::dal::testing {
 namespace {
 
 using rt::Variant;
-using Rows = std::vector<std::vector<Variant>>;
 
 class CopyRowsTest : public LocalAndStoreTest {
  protected:
@@ -40,10 +39,6 @@ class CopyRowsTest : public LocalAndStoreTest {
                      ", born " + Type(Ddl::Date) + ", amount " + Type(Ddl::Money) + ", note " +
                      Text(20) + ")");
   }
-
-  Rows Table(const std::shared_ptr<Connection>& cn, const std::string& table) {
-    return Open(cn, "SELECT * FROM " + table + " ORDER BY id")->VisibleRows();
-  }
 };
 
 TEST_P(CopyRowsTest, ToTheStoreAndBackComeBackEqual) {
@@ -51,12 +46,12 @@ TEST_P(CopyRowsTest, ToTheStoreAndBackComeBackEqual) {
   EXPECT_EQ(rt::CStr(Scalar(remote_, "SELECT name FROM mixed WHERE id=1")), "张三");
   EXPECT_EQ(rt::CLng(Scalar(remote_, "SELECT COUNT(*) FROM mixed WHERE note IS NULL")), 2);
   ASSERT_TRUE(obj_.dbCopyRows("mixed", "mixed_back", "", Of(remote_), Of(local_)));
-  EXPECT_EQ(Table(local_, "mixed_back"), Table(local_, "mixed"));
+  EXPECT_EQ(Rows(local_, "mixed_back"), Rows(local_, "mixed"));
 
   // A condition chooses the rows, in the source's own SQL.
   local_->Execute("DELETE FROM mixed_back");
   ASSERT_TRUE(obj_.dbCopyRows("mixed", "mixed_back", "amount < 0", Of(remote_), Of(local_)));
-  const Rows back = Table(local_, "mixed_back");
+  const auto back = Rows(local_, "mixed_back");
   ASSERT_EQ(back.size(), 1u);
   EXPECT_EQ(rt::CStr(back[0][1]), "李四 and 王五");
   EXPECT_EQ(obj_.dbGetLastError().Number, 0);
@@ -65,21 +60,21 @@ TEST_P(CopyRowsTest, ToTheStoreAndBackComeBackEqual) {
 TEST_P(CopyRowsTest, AFailurePartWayLeavesTheTargetAsItWas) {
   // Row 3 is there already: rows 1 and 2, copied before it, are rolled back.
   remote_->Execute("INSERT INTO mixed (id, name) VALUES (3, 'there')");
-  const Rows before = Table(remote_, "mixed");
+  const auto before = Rows(remote_, "mixed");
   EXPECT_FALSE(obj_.dbCopyRows("mixed", "mixed", "", Of(local_), Of(remote_)));
   EXPECT_NE(obj_.dbGetLastError().Number, 0);
-  EXPECT_EQ(Table(remote_, "mixed"), before);
+  EXPECT_EQ(Rows(remote_, "mixed"), before);
   // A text too long for the target stops the copy the same way; only the
   // fields the tables share are copied.
   local_->Execute("CREATE TABLE wide (id LONG, note TEXT(40), extra LONG)");
   local_->Execute("INSERT INTO wide VALUES (10, 'fits', 1)");
   local_->Execute("INSERT INTO wide VALUES (11, 'a note well over twenty characters', 2)");
   EXPECT_FALSE(obj_.dbCopyRows("wide", "mixed", "", Of(local_), Of(remote_)));
-  EXPECT_EQ(Table(remote_, "mixed"), before);
+  EXPECT_EQ(Rows(remote_, "mixed"), before);
   // The connection is usable afterwards: the rows that fit go in.
   EXPECT_TRUE(obj_.dbCopyRows("mixed", "mixed", "id<3", Of(local_), Of(remote_)));
   EXPECT_TRUE(obj_.dbCopyRows("wide", "mixed", "id=10", Of(local_), Of(remote_)));
-  EXPECT_EQ(Table(remote_, "mixed").size(), 4u);
+  EXPECT_EQ(Rows(remote_, "mixed").size(), 4u);
   EXPECT_EQ(rt::CStr(Scalar(remote_, "SELECT note FROM mixed WHERE id=10")), "fits");
 }
 
@@ -87,36 +82,28 @@ INSTANTIATE_TEST_SUITE_P(Stores, CopyRowsTest, EveryStore(), StoreParamName);
 
 // On a connection that counts as SQL Server both statements are translated
 // before they run; the stand-in driver runs them on a SQLite file.
-TEST(CopyRowsOnSqlServer, StatementsGoThroughTheDialectAdapter) {
-  const StandInDirectory standIn("copy_standin");
-  {
-    auto host = std::make_shared<rt::HeadlessHost>();
-    rt::ScopedHost scope(host);
-    clsZMDBFunc obj;
-    ASSERT_TRUE(obj.dbSetConnect(standIn.text, false));
-    auto cn = std::dynamic_pointer_cast<Connection>(obj.dbGetConnect(false));
-    cn->EnableStatementLog(true);
-    const Variant conn{rt::ObjectRef(cn)};
-    cn->Execute("CREATE TABLE STAFF (ID INT, NAME VARCHAR(20))");
-    cn->Execute("CREATE TABLE ARCHIVE (ID INT PRIMARY KEY, NAME VARCHAR(20))");
-    cn->Execute("INSERT INTO STAFF VALUES (1, '张三')");
-    cn->Execute("INSERT INTO STAFF VALUES (2, 'Wang')");
+using CopyRowsOnSqlServer = StandInTest;
 
-    EXPECT_TRUE(obj.dbCopyRows("staff", "archive", "id > 1"));
-    const auto& log = cn->statementLog();
-    for (const std::string& jet : {records::CopySourceStatement("staff", "id > 1"),
-                                   records::CopyTargetStatement("archive")}) {
-      const std::string sent = connect::AdaptDialect(jet, conn);
-      EXPECT_NE(sent, jet);
-      EXPECT_NE(std::find(log.begin(), log.end(), sent), log.end()) << sent;
-    }
-    EXPECT_TRUE(obj.dbCopyRows("staff", "archive", "id = 1"));
-    EXPECT_EQ(Scalar(cn, "SELECT NAME FROM ARCHIVE WHERE ID = 1"), Variant("张三"));
-    // Copying every row now collides at row 1: row 2 stays the only copy of it.
-    EXPECT_FALSE(obj.dbCopyRows("staff", "archive"));
-    EXPECT_EQ(rt::CLng(Scalar(cn, "SELECT COUNT(*) FROM ARCHIVE")), 2);
-    EXPECT_TRUE(obj.dbCloseConnect(false));
+TEST_F(CopyRowsOnSqlServer, StatementsGoThroughTheDialectAdapter) {
+  cn_->Execute("CREATE TABLE STAFF (ID INT, NAME VARCHAR(20))");
+  cn_->Execute("CREATE TABLE ARCHIVE (ID INT PRIMARY KEY, NAME VARCHAR(20))");
+  cn_->Execute("INSERT INTO STAFF VALUES (1, '张三')");
+  cn_->Execute("INSERT INTO STAFF VALUES (2, 'Wang')");
+
+  EXPECT_TRUE(obj_.dbCopyRows("staff", "archive", "id > 1"));
+  const auto& log = cn_->statementLog();
+  for (const std::string& jet :
+       {records::CopySourceStatement("staff", "id > 1"), records::CopyTargetStatement("archive")}) {
+    const std::string sent = connect::AdaptDialect(jet, conn());
+    EXPECT_NE(sent, jet);
+    EXPECT_NE(std::find(log.begin(), log.end(), sent), log.end()) << sent;
   }
+  EXPECT_TRUE(obj_.dbCopyRows("staff", "archive", "id = 1"));
+  EXPECT_EQ(Scalar(cn_, "SELECT NAME FROM ARCHIVE WHERE ID = 1"), Variant("张三"));
+  // Copying every row now collides at row 1: row 2 stays the only copy of it.
+  EXPECT_FALSE(obj_.dbCopyRows("staff", "archive"));
+  EXPECT_EQ(rt::CLng(Scalar(cn_, "SELECT COUNT(*) FROM ARCHIVE")), 2);
+  EXPECT_TRUE(obj_.dbCloseConnect(false));
 }
 
 }  // namespace

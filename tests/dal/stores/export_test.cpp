@@ -20,11 +20,7 @@ struct Reader : formats::testing::WriterTest {
   using WriterTest::RunPython;
 };
 
-class ExportOnStoreTest : public StoreTest {
- protected:
-  rt::ScopedHost scope_{std::make_shared<rt::HeadlessHost>()};
-  clsZMDBFunc obj_;
-};
+using ExportOnStoreTest = ComponentStoreTest;
 
 TEST_P(ExportOnStoreTest, RowsOfAQueryToText) {
   if (store() == Store::SqlServer) {

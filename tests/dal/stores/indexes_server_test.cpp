@@ -16,37 +16,22 @@
 namespace zmdb::testing {
 namespace {
 
-using dal::testing::StandInDirectory;
 using rt::Variant;
 
 // The statements sent to the default connection on the stand-in driver,
 // which runs what SQLite can and fails on the rest; the server's own answers
 // to DROP INDEX are given by the statement hook.
-class ServerIndexesTest : public ::testing::Test {
+class ServerIndexesTest : public dal::testing::StandInTest {
  protected:
   void SetUp() override {
-    host_->SetEcho(false);
-    standIn_ = std::make_unique<StandInDirectory>("ix_standin");
-    ASSERT_TRUE(obj_.dbSetConnect(standIn_->text, false)) << obj_.dbGetLastError().Description;
-    cn_ = std::dynamic_pointer_cast<dal::Connection>(obj_.dbGetConnect(false));
-    cn_->EnableStatementLog(true);
+    StandInTest::SetUp();
     cn_->Execute("CREATE TABLE Staff (ID INT, Name VARCHAR(20))");
-  }
-  void TearDown() override {
-    obj_.dbCloseConnect(false);
-    standIn_.reset();
   }
   // The log from entry `from` on.
   std::vector<std::string> LogFrom(std::size_t from) {
     const auto& log = cn_->statementLog();
     return {log.begin() + static_cast<std::ptrdiff_t>(from), log.end()};
   }
-
-  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
-  rt::ScopedHost scope_{host_};
-  std::unique_ptr<StandInDirectory> standIn_;
-  clsZMDBFunc obj_;
-  std::shared_ptr<dal::Connection> cn_;
 };
 
 TEST_F(ServerIndexesTest, CreatingAnIndexSendsTheServerStatements) {

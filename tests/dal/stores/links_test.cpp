@@ -18,11 +18,10 @@ namespace zmdb::dal::testing {
 namespace {
 
 using rt::Variant;
-namespace fs = std::filesystem;
 
 // A file database open as the component's default database and default
 // connection, and a keyed table "roster" on the server.
-class LinkToServerTest : public StoreTest {
+class LinkToServerTest : public ComponentStoreTest {
  protected:
   void SetUp() override {
     StoreTest::SetUp();
@@ -68,9 +67,6 @@ class LinkToServerTest : public StoreTest {
     return ::testing::AssertionFailure() << obj_.dbGetLastError().Description;
   }
 
-  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
-  rt::ScopedHost scope_{host_};
-  clsZMDBFunc obj_;
   std::optional<zmdb::testing::TempFolder> folder_;
   std::string file_;
 };
@@ -163,37 +159,26 @@ INSTANTIATE_TEST_SUITE_P(Servers, LinkToPostgresTest, ::testing::Values(Store::P
 // A source reached through a driver registered as "SQL Server ..." is named
 // as SQL Server names it, under dbo first; the stand-in driver runs the
 // statements on a SQLite file, which answers to the name without dbo.
-TEST(LinkToSqlServer, SendsItsStatementsAsTheServerWritesThem) {
-  const StandInDirectory standIn("link_standin");
-  const fs::path& dir = standIn.dir;
-  const std::string& source = standIn.text;
-  {
-    auto cn = Connection::Create();
-    cn->Open(source);
-    cn->Execute("CREATE TABLE Staff (ID INT PRIMARY KEY, Name VARCHAR(20))");
-    cn->Execute("INSERT INTO Staff VALUES (1, 'Li')");
-    cn->Close();
-  }
-  const std::string file = (dir / "front.mdb").string();
+using LinkToSqlServer = StandInTest;
+
+TEST_F(LinkToSqlServer, SendsItsStatementsAsTheServerWritesThem) {
+  cn_->Execute("CREATE TABLE Staff (ID INT PRIMARY KEY, Name VARCHAR(20))");
+  cn_->Execute("INSERT INTO Staff VALUES (1, 'Li')");
+  const std::string file = (standIn_.dir / "front.mdb").string();
   sqlite::OpenDatabase({file, true, false, 5000})->Close();
   std::vector<std::string> sent;
   sqlite::SetLinkStatementHook([&](std::string_view s) { sent.emplace_back(s); });
-  {
-    auto host = std::make_shared<rt::HeadlessHost>();
-    rt::ScopedHost scope(host);
-    clsZMDBFunc obj;
-    ASSERT_TRUE(obj.dbOpenDateBase(file, ""));
-    EXPECT_TRUE(obj.dbCreateTableItem("Staff", "ODBC;" + source, true));
-    EXPECT_TRUE(obj.dbCreateTableOver("Staff")) << obj.dbGetLastError().Description;
-    const Variant db(obj.dbGetConnect(true));
-    for (const char* sql :
-         {"INSERT INTO Staff (ID, Name) VALUES (2, '张三')",
-          "UPDATE Staff SET Name = 'Wang' WHERE ID = 1", "DELETE FROM Staff WHERE ID = 2"}) {
-      rt::CallMethod(db, "Execute", {Variant(sql)});
-    }
-    obj.dbCloseConnect(true);
-    frame::Library() = frame::LibraryState();
+  ASSERT_TRUE(obj_.dbOpenDateBase(file, ""));
+  EXPECT_TRUE(obj_.dbCreateTableItem("Staff", "ODBC;" + standIn_.text, true));
+  EXPECT_TRUE(obj_.dbCreateTableOver("Staff")) << obj_.dbGetLastError().Description;
+  const Variant db(obj_.dbGetConnect(true));
+  for (const char* sql :
+       {"INSERT INTO Staff (ID, Name) VALUES (2, '张三')",
+        "UPDATE Staff SET Name = 'Wang' WHERE ID = 1", "DELETE FROM Staff WHERE ID = 2"}) {
+    rt::CallMethod(db, "Execute", {Variant(sql)});
   }
+  obj_.dbCloseConnect(true);
+  frame::Library() = frame::LibraryState();
   sqlite::SetLinkStatementHook({});
   // The driver quotes names with double quotes, as SQL Server's does; a
   // server with the table under dbo answers the first statement.
@@ -206,10 +191,7 @@ TEST(LinkToSqlServer, SendsItsStatementsAsTheServerWritesThem) {
                       R"(SELECT "ID", "Name" FROM "Staff")",
                       R"(DELETE FROM "Staff" WHERE "ID" = ?)",
                   }));
-  auto cn = Connection::Create();
-  cn->Open(source);
-  EXPECT_EQ(rt::CStr(Scalar(cn, "SELECT group_concat(ID || Name) FROM Staff")), "1Wang");
-  cn->Close();
+  EXPECT_EQ(rt::CStr(Scalar(cn_, "SELECT group_concat(ID || Name) FROM Staff")), "1Wang");
 }
 
 }  // namespace

@@ -32,11 +32,7 @@ std::vector<std::string> Props(const rt::SafeArray& a, const std::vector<std::st
   return out;
 }
 
-class ListingsOnStoreTest : public StoreTest {
- protected:
-  rt::ScopedHost scope_{std::make_shared<rt::HeadlessHost>()};
-  clsZMDBFunc obj_;
-};
+using ListingsOnStoreTest = ComponentStoreTest;
 
 TEST_P(ListingsOnStoreTest, TablesViewsFieldsAndProperties) {
   if (store() == Store::SqlServer) GTEST_SKIP() << "SQL Server: see the stand-in test below";
@@ -87,29 +83,25 @@ INSTANTIATE_TEST_SUITE_P(Stores, ListingsOnStoreTest, EveryStore(), StoreParamNa
 
 // SQL Server: the statements of the field and property listings, on the
 // stand-in driver (which lists its tables through the table rowset too).
-TEST(ListingsOnSqlServer, StatementsOnTheStandIn) {
-  const StandInDirectory standIn("listings");
-  {
-    rt::ScopedHost scope(std::make_shared<rt::HeadlessHost>());
-    clsZMDBFunc obj;
-    ASSERT_TRUE(obj.dbSetConnect(standIn.text, false)) << obj.dbGetLastError().Description;
-    auto cn = std::dynamic_pointer_cast<Connection>(obj.dbGetConnect(false));
-    cn->Execute("CREATE TABLE Staff (ID INT, Name VARCHAR(20))");
-    cn->Execute("CREATE VIEW Named AS SELECT Name FROM Staff");
-    cn->EnableStatementLog(true);
-    const Variant conn{rt::ObjectRef(cn)};
-    EXPECT_EQ(Texts(obj.dbTableDefs(conn)), std::vector<std::string>{"Staff"});
-    EXPECT_EQ(Texts(obj.dbQueryDefs(conn)), std::vector<std::string>{"Named"});
-    EXPECT_TRUE(cn->statementLog().empty());  // read from the rowset, no statement
-    EXPECT_EQ(Texts(obj.dbFields("Staff", conn)), (std::vector<std::string>{"ID", "Name"}));
-    EXPECT_EQ(cn->statementLog(), std::vector<std::string>{"SELECT * FROM Staff WHERE 1=0"});
-    EXPECT_TRUE(obj.dbProperties("Staff", "", conn).allocated());
-    EXPECT_EQ(cn->statementLog(), (std::vector<std::string>{"SELECT * FROM Staff WHERE 1=0",
-                                                            "SELECT * FROM Staff WHERE 1=0",
-                                                            "SELECT COUNT(*) FROM Staff"}));
-    EXPECT_EQ(obj.dbGetLastError().Number, 0) << obj.dbGetLastError().Description;
-    obj.dbCloseConnect(false);
-  }
+using ListingsOnSqlServer = StandInTest;
+
+TEST_F(ListingsOnSqlServer, StatementsOnTheStandIn) {
+  cn_->Execute("CREATE TABLE Staff (ID INT, Name VARCHAR(20))");
+  cn_->Execute("CREATE VIEW Named AS SELECT Name FROM Staff");
+  // The statements the listings sent, after the two above.
+  const auto sent = [&] {
+    return std::vector<std::string>(cn_->statementLog().begin() + 2, cn_->statementLog().end());
+  };
+  EXPECT_EQ(Texts(obj_.dbTableDefs(conn())), std::vector<std::string>{"Staff"});
+  EXPECT_EQ(Texts(obj_.dbQueryDefs(conn())), std::vector<std::string>{"Named"});
+  EXPECT_TRUE(sent().empty());  // read from the rowset, no statement
+  EXPECT_EQ(Texts(obj_.dbFields("Staff", conn())), (std::vector<std::string>{"ID", "Name"}));
+  EXPECT_EQ(sent(), std::vector<std::string>{"SELECT * FROM Staff WHERE 1=0"});
+  EXPECT_TRUE(obj_.dbProperties("Staff", "", conn()).allocated());
+  EXPECT_EQ(sent(), (std::vector<std::string>{"SELECT * FROM Staff WHERE 1=0",
+                                              "SELECT * FROM Staff WHERE 1=0",
+                                              "SELECT COUNT(*) FROM Staff"}));
+  EXPECT_EQ(obj_.dbGetLastError().Number, 0) << obj_.dbGetLastError().Description;
 }
 
 }  // namespace

@@ -16,13 +16,11 @@ namespace {
 
 using rt::Variant;
 
-class ListsOnStoreTest : public StoreTest {
+class ListsOnStoreTest : public ComponentStoreTest {
  protected:
   static const ui::ListControl& List(const Variant& ctrl) {
     return dynamic_cast<const ui::ListControl&>(*ctrl.AsObject());
   }
-  rt::ScopedHost scope_{std::make_shared<rt::HeadlessHost>()};
-  clsZMDBFunc obj_;
 };
 
 TEST_P(ListsOnStoreTest, FillsFromRowsAndSkipsEmptyValues) {

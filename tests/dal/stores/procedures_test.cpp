@@ -28,36 +28,52 @@ rt::SafeArray Params(const std::vector<std::shared_ptr<Parameter>>& ps) {
   return rt::SafeArray(rt::VarType::Object, 0, std::move(items));
 }
 
-class ProceduresOnServerTest : public StoreTest {
+class ProceduresOnServerTest : public ComponentStoreTest {
  protected:
   void SetUp() override {
     StoreTest::SetUp();
     if (IsSkipped()) return;
-    host_->SetEcho(false);
     cn_ = Connect();
   }
-  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
-  rt::ScopedHost scope_{host_};
-  clsZMDBFunc obj_;
   std::shared_ptr<Connection> cn_;
 };
 
 using ProceduresOnPostgresTest = ProceduresOnServerTest;
 
-TEST_P(ProceduresOnPostgresTest, InputParametersOfNoTypeGoAsStrings) {
+// A function's and a procedure's OUT parameter comes back in the return
+// parameter; an input of no type goes as a string sized in characters.
+TEST_P(ProceduresOnPostgresTest, InputsAreTypedAndTheOutputComesBack) {
+  cn_->Execute(
+      "CREATE FUNCTION with_tax(amount INT, label VARCHAR, OUT total INT) LANGUAGE SQL AS "
+      "$$ SELECT amount * 2 + length(label) $$");
   cn_->Execute("CREATE TABLE said (word VARCHAR(20), n INT)");
   cn_->Execute(
-      "CREATE PROCEDURE say(w VARCHAR, k INT) LANGUAGE SQL AS $$ INSERT INTO said VALUES (w, k) "
-      "$$");
+      "CREATE PROCEDURE say(w VARCHAR, k INT, OUT n INT) LANGUAGE plpgsql AS $$ BEGIN "
+      "INSERT INTO said VALUES (w, k); n := length(w) * 2; END $$");
   const auto word = Param(Variant("你好abc"));
   const auto n = Param(Variant(7), 3);
-  EXPECT_TRUE(obj_.dbExecProc(Variant(rt::ObjectRef(cn_)), "say", Params({word, n})))
-      << (host_->shown().empty() ? "" : host_->shown().front().prompt);
+  const struct {
+    const char* name;
+    std::vector<std::shared_ptr<Parameter>> inputs;
+    std::int32_t want;
+  } cases[] = {
+      {"with_tax", {Param(Variant(std::int32_t{20}), 3), Param(Variant("abc"))}, 43},
+      {"say", {word, n}, 10},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const auto ret = Param(Variant(), 3);
+    EXPECT_TRUE(obj_.dbExecProc(Variant(rt::ObjectRef(cn_)), c.name, Params(c.inputs), ret))
+        << (host_->shown().empty() ? "" : host_->shown().front().prompt);
+    EXPECT_EQ(ret->data().direction, 2);
+    EXPECT_EQ(rt::CLng(ret->data().value), c.want);
+    for (const auto& p : c.inputs) EXPECT_EQ(p->data().direction, 1);
+  }
   EXPECT_EQ(rt::CStr(Scalar(cn_, "SELECT word FROM said WHERE n = 7")), "你好abc");
   EXPECT_EQ(word->data().adoType, 200);
   EXPECT_EQ(word->data().size, 5);  // characters, not bytes
   EXPECT_EQ(n->data().adoType, 3);
-  EXPECT_EQ(host_->pointerHistory(), (std::vector<int>{rt::kPointerHourglass, 0}));
+  EXPECT_EQ(host_->pointerHistory(), (std::vector<int>{11, 0, 11, 0}));
   EXPECT_TRUE(host_->shown().empty());
 }
 
@@ -84,22 +100,12 @@ INSTANTIATE_TEST_SUITE_P(Servers, ProceduresOnSqlServerTest, ::testing::Values(S
 
 // The stand-in counts as SQL Server, so renames go to its rename procedure,
 // which SQLite does not have: what was sent, and how the failure is shown.
-class ProceduresOnStandInTest : public ::testing::Test {
+class ProceduresOnStandInTest : public StandInTest {
  protected:
   void SetUp() override {
-    standIn_ = std::make_unique<StandInDirectory>(
-        "procs_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-    host_->SetEcho(false);
-    ASSERT_TRUE(obj_.dbSetConnect(standIn_->text, false));
-    cn_ = std::dynamic_pointer_cast<Connection>(obj_.dbGetConnect(false));
-    cn_->EnableStatementLog(true);
+    StandInTest::SetUp();
     cn_->Execute("CREATE TABLE Staff (ID INT, Name VARCHAR(20))");
   }
-  void TearDown() override {
-    obj_.dbCloseConnect(false);
-    standIn_.reset();
-  }
-  Variant conn() const { return Variant(rt::ObjectRef(cn_)); }
   // What a failed call showed: one box per error the connection collected.
   void ExpectShownErrors() {
     const auto errors = rt::GetProp(conn(), "Errors");
@@ -113,12 +119,6 @@ class ProceduresOnStandInTest : public ::testing::Test {
     EXPECT_EQ(host_->pointerHistory(), (std::vector<int>{rt::kPointerHourglass, 0}));
     EXPECT_EQ(obj_.dbGetLastError().Number, 0);  // the last error is not touched
   }
-
-  std::unique_ptr<StandInDirectory> standIn_;
-  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
-  rt::ScopedHost scope_{host_};
-  clsZMDBFunc obj_;
-  std::shared_ptr<Connection> cn_;
 };
 
 TEST_F(ProceduresOnStandInTest, ParametersAreTypedAndAppendedInOrderWithTheOutputLast) {

@@ -1,7 +1,6 @@
 // The server catalogue, rights and clock methods: table listings on every
 // store, with and without user tables; databases, rights and the clock for
-// real on PostgreSQL; what SQL Server is sent, on the stand-in driver; and
-// procedures with output parameters on PostgreSQL.
+// real on PostgreSQL; and what SQL Server is sent, on the stand-in driver.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -13,7 +12,6 @@
 #include "listing_texts.h"
 #include "store_fixture.h"
 #include "temp_folder.h"
-#include "zmdb/dal/command.h"
 #include "zmdb/frame/component.h"
 #include "zmdb/runtime/convert.h"
 #include "zmdb/runtime/datetime.h"
@@ -47,16 +45,9 @@ struct DataSources {
   const std::string file = folder / "odbc.ini";
 };
 
-class ServerMethodsTest : public StoreTest {
+class ServerMethodsTest : public ComponentStoreTest {
  protected:
-  void SetUp() override {
-    StoreTest::SetUp();
-    host_->SetEcho(false);
-  }
   Variant Conn() { return Variant(rt::ObjectRef(Connect())); }
-  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
-  rt::ScopedHost scope_{host_};
-  clsZMDBFunc obj_;
 };
 
 // ---- Table listings, on every store ----
@@ -64,32 +55,29 @@ class ServerMethodsTest : public StoreTest {
 using TableListingsTest = ServerMethodsTest;
 
 // No user tables: one empty name and one empty date entry; the closing step
-// that fails on purpose is recorded all the same.
-TEST_P(TableListingsTest, WithoutUserTablesOneEmptyElement) {
+// that fails on purpose is recorded all the same, and shows its debug box
+// once the debug flag is on. IsAll adds every kind of table.
+TEST_P(TableListingsTest, UserTablesOrOneEmptyElementAndEveryKindWithIsAll) {
+  auto cn = Connect();
+  const Variant conn{rt::ObjectRef(cn)};
   Variant dates;
-  const rt::SafeArray names = obj_.dbListSQLTables(dates, Conn());
-  EXPECT_EQ(names.LBound(), 1);
-  EXPECT_EQ(Texts(names), std::vector<std::string>{""});
+  const rt::SafeArray none = obj_.dbListSQLTables(dates, conn);
+  EXPECT_EQ(none.LBound(), 1);
+  EXPECT_EQ(Texts(none), std::vector<std::string>{""});
   ASSERT_TRUE(dates.IsArray());
   EXPECT_EQ(dates.AsArray().LBound(), 1);
   EXPECT_EQ(Texts(dates.AsArray()), std::vector<std::string>{""});
   EXPECT_EQ(obj_.dbGetLastError().Number, rt::err::kObjectClosed);
   EXPECT_TRUE(host_->shown().empty());  // the debug flag is off
-}
 
-TEST_P(TableListingsTest, UserTablesAndEveryKindWithIsAll) {
-  auto cn = Connect();
   cn->Execute("CREATE TABLE zeta (id INT)");
   cn->Execute("CREATE TABLE alpha (a INT)");
   cn->Execute("CREATE VIEW zview AS SELECT id FROM zeta");
-  const Variant conn{rt::ObjectRef(cn)};
   obj_.dbSetDebug(true);
-  Variant dates;
   std::vector<std::string> names = Texts(obj_.dbListSQLTables(dates, conn));
   std::sort(names.begin(), names.end());
   EXPECT_EQ(names, (std::vector<std::string>{"alpha", "zeta"}));
   ASSERT_EQ(dates.AsArray().size(), 2u);
-  // The recorded failure of the closing step shows its debug box once.
   ASSERT_EQ(host_->shown().size(), 1u);
   EXPECT_EQ(host_->shown()[0].title, "DebugMode");
   const std::vector<std::string> all = Texts(obj_.dbListSQLTables(dates, conn, true));
@@ -147,8 +135,7 @@ TEST_P(PostgresServerTest, DatabasesAndExistenceWithoutRegardToCase) {
   EXPECT_NE(std::find(names.begin(), names.end(), "postgres"), names.end());
   EXPECT_NE(std::find(names.begin(), names.end(), db), names.end());
   EXPECT_EQ(std::find(names.begin(), names.end(), "template0"), names.end());
-  std::string upper = db;
-  std::transform(upper.begin(), upper.end(), upper.begin(), ::toupper);
+  const std::string upper = rt::AsciiUpper(db);
   const struct {
     std::string name, server, pwd;
     bool exists;
@@ -205,71 +192,17 @@ TEST_P(PostgresServerTest, RightsAreGrantedToAUserOrPublic) {
   EXPECT_TRUE(host_->shown().empty());
 }
 
-// A Parameter as a caller makes one: a value, and a type (0 for none).
-std::shared_ptr<Parameter> Param(const Variant& value, std::int32_t type = 0) {
-  auto p = std::make_shared<Parameter>();
-  p->data().value = value;
-  p->data().adoType = type;
-  return p;
-}
-
-TEST_P(PostgresServerTest, ProceduresAndFunctionsWithInputAndOutputParameters) {
-  auto cn = Connect();
-  cn->Execute(
-      "CREATE FUNCTION with_tax(amount INT, label VARCHAR, OUT total INT) LANGUAGE SQL AS "
-      "$$ SELECT amount * 2 + length(label) $$");
-  cn->Execute("CREATE TABLE said (word VARCHAR(20))");
-  cn->Execute(
-      "CREATE PROCEDURE say(w VARCHAR, OUT n INT) LANGUAGE plpgsql AS $$ BEGIN "
-      "INSERT INTO said VALUES (w); n := length(w) * 2; END $$");
-  const struct {
-    const char* name;
-    std::vector<Variant> inputs;
-    std::int32_t want;
-  } cases[] = {
-      {"with_tax", {Variant(std::int32_t{20}), Variant("abc")}, 43},
-      {"say", {Variant("你好abc")}, 10},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    std::vector<Variant> items;
-    std::vector<std::shared_ptr<Parameter>> inputs;
-    for (const Variant& v : c.inputs) {
-      inputs.push_back(Param(v, v.IsString() ? 0 : 3));
-      items.emplace_back(rt::ObjectRef(inputs.back()));
-    }
-    const auto ret = Param(Variant(), 3);
-    EXPECT_TRUE(obj_.dbExecProc(Variant(rt::ObjectRef(cn)), c.name,
-                                rt::SafeArray(rt::VarType::Object, 0, std::move(items)), ret))
-        << (host_->shown().empty() ? "" : host_->shown().front().prompt);
-    EXPECT_EQ(ret->data().direction, 2);
-    EXPECT_EQ(rt::CLng(ret->data().value), c.want);
-    for (const auto& p : inputs) EXPECT_EQ(p->data().direction, 1);
-  }
-  EXPECT_EQ(rt::CStr(Scalar(cn, "SELECT word FROM said")), "你好abc");
-}
-
 INSTANTIATE_TEST_SUITE_P(Servers, PostgresServerTest, ::testing::Values(Store::Postgres),
                          StoreParamName);
 
 // ---- SQL Server, as sent to the stand-in driver ----
 
-class ServerMethodsOnStandInTest : public ::testing::Test {
+class ServerMethodsOnStandInTest : public StandInTest {
  protected:
   void SetUp() override {
-    host_->SetEcho(false);
-    cn_ = Connection::Create();
-    cn_->Open(standIn_.text);
-    cn_->EnableStatementLog(true);
+    StandInTest::SetUp();
     cn_->Execute("CREATE TABLE T1 (ID INT)");
   }
-  void TearDown() override { cn_->Close(); }
-  StandInDirectory standIn_{
-      "server_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name())};
-  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
-  rt::ScopedHost scope_{host_};
-  clsZMDBFunc obj_;
-  std::shared_ptr<Connection> cn_;
 };
 
 // SQLite has no GRANT: the call answers False silently, after sending the
@@ -298,8 +231,7 @@ TEST_F(ServerMethodsOnStandInTest, DatabasesThroughADataSource) {
   EXPECT_EQ(names.size(), 1u) << obj_.dbGetLastError().Description;
   // The stand-in names its one database by its file; any case matches it.
   const std::string name = rt::CStr(names.at(1));
-  std::string upper = name;
-  std::transform(upper.begin(), upper.end(), upper.begin(), ::toupper);
+  const std::string upper = rt::AsciiUpper(name);
   EXPECT_TRUE(obj_.dbSQLTblExists(upper, "zmdb_standin", "", "", "MSDASQL")) << name;
   // The SQL Server provider's default reaches no server here: recorded, False.
   EXPECT_FALSE(obj_.dbSQLTblExists(name, "127.0.0.1,1", "sa", ""));

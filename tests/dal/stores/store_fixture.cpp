@@ -220,6 +220,17 @@ StandInDirectory::StandInDirectory(const std::string& tag)
       dir(folder.path()),
       text("DRIVER=SQL Server SQLite stand-in;Database=" + (folder / "t.db") + ";") {}
 
+void StandInTest::SetUp() {
+  host_->SetEcho(false);
+  ASSERT_TRUE(obj_.dbSetConnect(standIn_.text, false)) << obj_.dbGetLastError().Description;
+  cn_ = std::dynamic_pointer_cast<Connection>(obj_.dbGetConnect(false));
+  cn_->EnableStatementLog(true);
+}
+
+void StandInTest::TearDown() {
+  obj_.dbCloseConnect(false);
+}
+
 rt::Variant Scalar(const std::shared_ptr<Connection>& cn, const std::string& sql) {
   auto rs = cn->Execute(sql, nullptr, -1, 3);
   return rs->ValueAt(0);

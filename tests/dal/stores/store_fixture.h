@@ -74,6 +74,16 @@ class StoreTest : public ::testing::TestWithParam<Store> {
   std::vector<std::weak_ptr<Connection>> opened_;
 };
 
+// A store's test with the component and a headless host that does not echo
+// its boxes.
+class ComponentStoreTest : public StoreTest {
+ protected:
+  ComponentStoreTest() { host_->SetEcho(false); }
+  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
+  rt::ScopedHost scope_{host_};
+  clsZMDBFunc obj_;
+};
+
 // A connection as a method's Conn argument.
 rt::Variant Of(const std::shared_ptr<Connection>& cn);
 
@@ -83,14 +93,16 @@ std::shared_ptr<Connection> OpenLocalFile(const std::filesystem::path& dir);
 // A store's test with a file-store database of its own beside the store
 // (`local_`, in `dir_`), a connection to the store (`remote_`) and the
 // component, for methods that work between the two.
-class LocalAndStoreTest : public StoreTest {
+class LocalAndStoreTest : public ComponentStoreTest {
  protected:
   void SetUp() override;
   void TearDown() override;
+  // Every row of `table` on `cn`, in the order of its id.
+  std::vector<std::vector<rt::Variant>> Rows(const std::shared_ptr<Connection>& cn,
+                                             const std::string& table) {
+    return Open(cn, "SELECT * FROM " + table + " ORDER BY id")->VisibleRows();
+  }
 
-  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
-  rt::ScopedHost scope_{host_};
-  clsZMDBFunc obj_;
   std::filesystem::path dir_;
   std::shared_ptr<Connection> local_;
   std::optional<zmdb::testing::TempFolder> localFolder_;
@@ -105,6 +117,23 @@ struct StandInDirectory {
   zmdb::testing::TempFolder folder;
   std::filesystem::path dir;
   std::string text;
+};
+
+// The component whose default connection is a database of the test's own
+// on the stand-in driver (`cn_`, its statement log on), with a headless host
+// that does not echo its boxes.
+class StandInTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+  rt::Variant conn() const { return rt::Variant(rt::ObjectRef(cn_)); }
+
+  StandInDirectory standIn_{
+      "standin_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name())};
+  std::shared_ptr<rt::HeadlessHost> host_ = std::make_shared<rt::HeadlessHost>();
+  rt::ScopedHost scope_{host_};
+  clsZMDBFunc obj_;
+  std::shared_ptr<Connection> cn_;
 };
 
 // The first value of the first row of a statement's rows, read statically.

@@ -67,10 +67,6 @@ class StructureCopyTest : public LocalAndStoreTest {
       return false;
     }
   }
-  std::vector<std::vector<Variant>> Rows(const std::shared_ptr<Connection>& cn,
-                                         const std::string& t) {
-    return Open(cn, "SELECT * FROM " + t + " ORDER BY ID")->VisibleRows();
-  }
 };
 
 TEST_P(StructureCopyTest, ToTheServerAndBackKeepsStructureAndRows) {
@@ -145,49 +141,41 @@ INSTANTIATE_TEST_SUITE_P(Servers, StructureCopyTest,
 // On SQL Server the table is built by the store's SQL Server DDL, which the
 // stand-in driver runs (and keeps) on a SQLite file with a "dbo" database
 // attached, and rows are copied through the dialect adapter.
-TEST(StructureOnSqlServer, StatementsAsSent) {
-  const StandInDirectory standIn("structure_standin");
-  const std::filesystem::path& dir = standIn.dir;
-  {
-    auto local = OpenLocalFile(dir / "local");
-    AddStaff(local);
-    local->Execute("DROP INDEX ByName ON Staff");
-    auto host = std::make_shared<rt::HeadlessHost>();
-    rt::ScopedHost scope(host);
-    clsZMDBFunc obj;
-    ASSERT_TRUE(obj.dbSetConnect(standIn.text, false));
-    auto cn = std::dynamic_pointer_cast<Connection>(obj.dbGetConnect(false));
-    cn->Execute("ATTACH DATABASE '" + (dir / "dbo.db").string() + "' AS dbo");
-    cn->EnableStatementLog(true);
+using StructureOnSqlServer = StandInTest;
 
-    // Memo has no form the stand-in takes (NVARCHAR(MAX)): the copy leaves it.
-    local->Execute("ALTER TABLE Staff DROP COLUMN Note");
-    ASSERT_TRUE(obj.dbCopyTblStruct("Staff", "Staff", Of(local), Of(cn)))
-        << obj.dbGetLastError().Description;
-    // The stand-in keeps each CREATE TABLE as it was sent.
-    EXPECT_EQ(rt::CStr(Scalar(cn, "SELECT sql FROM sqlite_master WHERE name = 'Staff'")),
-              "CREATE TABLE \"Staff\" (\"ID\" int NOT NULL, \"Name\" nvarchar(20) NOT NULL, "
-              "\"Qty\" smallint, \"Price\" money, \"Amount\" float, \"Born\" datetime, "
-              "\"Active\" bit, \"Exact\" decimal(12,3), "
-              "CONSTRAINT \"Staff__PrimaryKey\" PRIMARY KEY (\"ID\"))");
-    EXPECT_EQ(obj.dbGetTblStruct("Staff", Of(cn)).size(), 8u);
-    cn->Execute("INSERT INTO Staff (ID, Name) VALUES (1, 'a')");
-    EXPECT_THROW(cn->Execute("INSERT INTO Staff (ID, Name) VALUES (1, 'b')"), rt::PlatformError);
-    cn->Execute("DELETE FROM Staff");
-    ASSERT_TRUE(obj.dbCopyTblStruct("Staff", "Archive", Of(local), Of(cn)));
-    ASSERT_TRUE(obj.dbCopyRows("Staff", "Staff", "", Of(local), Of(cn)));
+TEST_F(StructureOnSqlServer, StatementsAsSent) {
+  auto local = OpenLocalFile(standIn_.dir / "local");
+  AddStaff(local);
+  local->Execute("DROP INDEX ByName ON Staff");
+  cn_->Execute("ATTACH DATABASE '" + (standIn_.dir / "dbo.db").string() + "' AS dbo");
 
-    const std::string jet =
-        zmdb::schema::CopyTableDataStatement("Staff", "Archive", "Born < #2000-1-1#");
-    EXPECT_TRUE(obj.dbCopyTblData("Staff", "Archive", "Born < #2000-1-1#"))
-        << obj.dbGetLastError().Description;
-    const std::string sent = connect::AdaptDialect(jet, Of(cn));
-    EXPECT_NE(sent, jet);
-    EXPECT_EQ(cn->statementLog().back(), sent);
-    EXPECT_EQ(rt::CStr(Scalar(cn, "SELECT Name FROM Archive")), "李四 and 王五");
-    EXPECT_TRUE(obj.dbCloseConnect(false));
-    local->Close();
-  }
+  // Memo has no form the stand-in takes (NVARCHAR(MAX)): the copy leaves it.
+  local->Execute("ALTER TABLE Staff DROP COLUMN Note");
+  ASSERT_TRUE(obj_.dbCopyTblStruct("Staff", "Staff", Of(local), conn()))
+      << obj_.dbGetLastError().Description;
+  // The stand-in keeps each CREATE TABLE as it was sent.
+  EXPECT_EQ(rt::CStr(Scalar(cn_, "SELECT sql FROM sqlite_master WHERE name = 'Staff'")),
+            "CREATE TABLE \"Staff\" (\"ID\" int NOT NULL, \"Name\" nvarchar(20) NOT NULL, "
+            "\"Qty\" smallint, \"Price\" money, \"Amount\" float, \"Born\" datetime, "
+            "\"Active\" bit, \"Exact\" decimal(12,3), "
+            "CONSTRAINT \"Staff__PrimaryKey\" PRIMARY KEY (\"ID\"))");
+  EXPECT_EQ(obj_.dbGetTblStruct("Staff", conn()).size(), 8u);
+  cn_->Execute("INSERT INTO Staff (ID, Name) VALUES (1, 'a')");
+  EXPECT_THROW(cn_->Execute("INSERT INTO Staff (ID, Name) VALUES (1, 'b')"), rt::PlatformError);
+  cn_->Execute("DELETE FROM Staff");
+  ASSERT_TRUE(obj_.dbCopyTblStruct("Staff", "Archive", Of(local), conn()));
+  ASSERT_TRUE(obj_.dbCopyRows("Staff", "Staff", "", Of(local), conn()));
+
+  const std::string jet =
+      zmdb::schema::CopyTableDataStatement("Staff", "Archive", "Born < #2000-1-1#");
+  EXPECT_TRUE(obj_.dbCopyTblData("Staff", "Archive", "Born < #2000-1-1#"))
+      << obj_.dbGetLastError().Description;
+  const std::string sent = connect::AdaptDialect(jet, conn());
+  EXPECT_NE(sent, jet);
+  EXPECT_EQ(cn_->statementLog().back(), sent);
+  EXPECT_EQ(rt::CStr(Scalar(cn_, "SELECT Name FROM Archive")), "李四 and 王五");
+  EXPECT_TRUE(obj_.dbCloseConnect(false));
+  local->Close();
 }
 
 }  // namespace

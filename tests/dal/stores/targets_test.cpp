@@ -76,14 +76,7 @@ class TargetTest : public StoreTest {
   // Every row of `sql` on `cn`, read statically.
   static std::vector<std::vector<Variant>> Rows(const std::shared_ptr<Connection>& cn,
                                                 const std::string& sql) {
-    auto rs = cn->Execute(sql, nullptr, -1, 3);
-    std::vector<std::vector<Variant>> rows;
-    for (; !rs->AtEOF(); rs->MoveNext()) {
-      std::vector<Variant> row;
-      for (std::size_t i = 0; i < rs->columns().size(); ++i) row.push_back(rs->ValueAt(i));
-      rows.push_back(std::move(row));
-    }
-    return rows;
+    return cn->Execute(sql, nullptr, -1, 3)->VisibleRows();
   }
 
   // The source table through `writer`: its columns, then its rows.
