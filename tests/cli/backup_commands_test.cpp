@@ -1,6 +1,6 @@
-// zmdb backup and zmdb restore as processes: the file a backup writes, a
-// round trip through a new table and onto an existing one, a GBK file, and
-// the progress bar on a terminal.
+// zmdb backup, restore and export as processes: the file a backup writes, a
+// round trip through a new table and onto an existing one, a GBK file, an
+// export to a database file, and the progress shown on a terminal.
 #include <gtest/gtest.h>
 
 #include "run_tool.h"
@@ -64,24 +64,13 @@ TEST_P(BackupCommand, WritesTheFile) {
 INSTANTIATE_TEST_SUITE_P(Zmdb, BackupCommand, ::testing::ValuesIn(kBackups),
                          [](const auto& test) { return std::string(test.param.name); });
 
-TEST_F(ToolTest, BackupOfNoRowsWritesNothing) {
-  MakeDatabase("s.mdb", kStaff);
-  const ToolRun r = Zmdb({"backup", "s.mdb", "Empty", "out.txt"});
-  ExpectOneLineFailure(r);
-  EXPECT_EQ(r.err, "zmdb backup: no rows to back up; out.txt not written\n");
-  EXPECT_FALSE(std::filesystem::exists(dir_ / "out.txt"));
-}
-
 // Backup, restore into a new table, restore again onto it: the new table has
 // the old one's fields and rows, and the second restore appends.
 TEST_F(ToolTest, RestoreMakesTheTableThenAppends) {
   MakeDatabase("s.mdb", kStaff);
   ASSERT_EQ(Zmdb({"backup", "s.mdb", "Staff", "out.txt"}).exitCode, 0);
-  const char* query = "SELECT * FROM %s ORDER BY ID, Name";
   auto rowsOf = [&](const std::string& table) {
-    char sql[128];
-    std::snprintf(sql, sizeof sql, query, table.c_str());
-    return Zmdb({"query", "s.mdb", sql, "--csv"}).out;
+    return Zmdb({"query", "s.mdb", "SELECT * FROM " + table + " ORDER BY ID, Name", "--csv"}).out;
   };
 
   ToolRun r = Zmdb({"restore", "out.txt", "s.mdb", "Copy"});
@@ -92,8 +81,7 @@ TEST_F(ToolTest, RestoreMakesTheTableThenAppends) {
   r = Zmdb({"restore", "out.txt", "s.mdb", "Copy"});
   ASSERT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(r.out, "appended 2 rows to table Copy\n");
-  const std::string twice = Zmdb({"query", "s.mdb", "SELECT COUNT(*) AS N FROM Copy", "--csv"}).out;
-  EXPECT_EQ(twice, "N\r\n4\r\n");
+  EXPECT_EQ(Zmdb({"query", "s.mdb", "SELECT COUNT(*) AS N FROM Copy", "--csv"}).out, "N\r\n4\r\n");
 }
 
 struct RestoreFailure {
@@ -143,17 +131,35 @@ TEST_F(ToolTest, RestoreReadsAGbkFileWhenAsked) {
   EXPECT_EQ(Zmdb({"query", "s.mdb", "SELECT Name FROM Old", "--csv"}).out, "Name\r\n张三\r\n");
 }
 
-// On a terminal the library moves the bar to the last row; off one, stderr
-// stays empty (the other tests).
-TEST_F(ToolTest, ProgressBarOnATerminal) {
+// The export to a database file writes its rows into table Output.
+TEST_F(ToolTest, ExportToADatabaseFileMakesTableOutput) {
+  MakeDatabase("s.mdb", kStaff);
+  const ToolRun r =
+      Zmdb({"export", "s.mdb", "SELECT * FROM Staff", "copy.mdb", "--type", "access"});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_EQ(r.out, "exported 2 rows to copy.mdb\n");
+  EXPECT_EQ(Zmdb({"query", "copy.mdb", "SELECT COUNT(*) AS N FROM Output", "--csv"}).out,
+            "N\r\n2\r\n");
+}
+
+// On a terminal the library moves the bar to the last row and the export
+// counts its rows; off one, stderr stays empty (the other tests).
+TEST_F(ToolTest, ProgressOnATerminal) {
   if (std::system("command -v script >/dev/null 2>&1") != 0) GTEST_SKIP() << "no script(1)";
   MakeDatabase("s.mdb", kStaff);
-  ToolRun r = Zmdb({"backup", "s.mdb", "Staff", "out.txt"}, true);
-  ASSERT_EQ(r.exitCode, 0) << r.out;
-  EXPECT_NE(r.out.find("100% 2/2"), std::string::npos) << r.out;
-  r = Zmdb({"restore", "out.txt", "s.mdb", "Copy"}, true);
-  ASSERT_EQ(r.exitCode, 0) << r.out;
-  EXPECT_NE(r.out.find("100% 2/2"), std::string::npos) << r.out;
+  const struct {
+    std::vector<std::string> args;
+    const char* shown;
+  } cases[] = {
+      {{"backup", "s.mdb", "Staff", "out.txt"}, "100% 2/2"},
+      {{"restore", "out.txt", "s.mdb", "Copy"}, "100% 2/2"},
+      {{"export", "s.mdb", "SELECT * FROM Staff", "o.xls", "--type", "excel5"}, "\r2"},
+  };
+  for (const auto& c : cases) {
+    const ToolRun r = Zmdb(c.args, true);
+    ASSERT_EQ(r.exitCode, 0) << r.out;
+    EXPECT_NE(r.out.find(c.shown), std::string::npos) << r.out;
+  }
 }
 
 }  // namespace

@@ -210,8 +210,6 @@ TEST_F(ListFillTest, ConnectionAndControlArguments) {
       {"no Conn, no default connection", false, Variant::Missing(), {}, false, 0},
       {"no Conn: the default connection", true, Variant::Missing(), {}, true, 0},
       {"a Database as Conn", true, database, {}, false, rt::err::kTypeMismatch},
-      {"a list as Conn", true, Variant(ui::NewControl("ListBox")), {}, false,
-       rt::err::kTypeMismatch},
       {"a text as Ctrl", false, conn(), notAControl, false, rt::err::kObjectRequired},
       {"a progress bar as Ctrl", false, conn(), progress, false, rt::err::kNotSupported},
       // clang-format on
