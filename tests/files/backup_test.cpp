@@ -4,8 +4,6 @@
 // number the restore tests for its end.
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "component_fixture.h"
 #include "zmdb/dal/ado.h"
 #include "zmdb/dal/recordset.h"
@@ -49,13 +47,6 @@ class BackupTest : public ComponentTest {
     return rs;
   }
   std::string File(const std::string& name = "backup.txt") const { return (dir_ / name).string(); }
-  static std::string Bytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  }
-  static void WriteBytes(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-  }
   static std::shared_ptr<dal::Recordset> AsRecordset(const rt::ObjectRef& o) {
     return std::dynamic_pointer_cast<dal::Recordset>(o);
   }
@@ -94,7 +85,6 @@ TEST_F(BackupTest, EveryKindOfValueComesBack) {
       {{"V", 7, 8}, Variant(rt::MakeDate(1850, 1, 2)), "yyyy/mm/dd", "1850/01/02", {}},
       {{"V", 135, 16}, kStamp, "yyyy-mm-dd", "2004-08-30 13:05:09", {}},
       {{"V", 202, 20}, Variant("苹果 and 梨"), "", "苹果 and 梨", {}},
-      {{"V", 202, 20}, Variant(""), "", "", {}},
       {{"V", 202, 20}, Variant::Null(), "", "", Variant("")},  // text keeps no Null
       {{"V", 203, 0},
        Variant(std::string(3000, 'm') + "末"),
@@ -111,7 +101,7 @@ TEST_F(BackupTest, EveryKindOfValueComesBack) {
     SCOPED_TRACE(std::to_string(c.column.type) + " " + c.text.substr(0, 20));
     auto rs = Build({{"ID", 3, 4}, c.column}, {{Variant(std::int32_t{1}), c.value}});
     ASSERT_TRUE(obj_->dbBackupRecordset(rs, File(), ",", "", false, c.dateFormat));
-    const std::string bytes = Bytes(File());
+    const std::string bytes = FileBytes(File());
     EXPECT_EQ(bytes.substr(bytes.find("\r\n;4,") + 2),
               ";4," + std::to_string(rs->columns()[1].definedSize) + "\r\n1," + c.text + "\r\n");
 
@@ -146,7 +136,7 @@ TEST_F(BackupTest, TheFileLineByLine) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.separator);
     ASSERT_TRUE(obj_->dbBackupRecordset(rs, File(), c.separator, c.note, c.nonInfo, "yyyy-mm-dd"));
-    EXPECT_EQ(Bytes(File()), c.bytes);
+    EXPECT_EQ(FileBytes(File()), c.bytes);
   }
   // Data lines only: the caller gives the three lists and no note is skipped.
   // The Null date of the second line was written empty, which is no date...
@@ -186,7 +176,7 @@ TEST_F(BackupTest, RestoreFailuresGiveNothingAndRecordTheError) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
-    WriteBytes(File(), c.bytes);
+    WriteFileBytes(File(), c.bytes);
     obj_->dbClearError();
     EXPECT_FALSE(Restore(File()));
     EXPECT_EQ(LastNumber(), c.number) << obj_->dbGetLastError().Description;
@@ -204,10 +194,10 @@ TEST_F(BackupTest, RestoreFailuresGiveNothingAndRecordTheError) {
 }
 
 TEST_F(BackupTest, ExtraValuesAreIgnoredAndLengthsMayBeEmpty) {
-  WriteBytes(File(),
-             ";n\r\n;Code|Qty|Memo\r\n;202|3|203\r\n;0||\r\n"
-             "A-1|5|x|ignored\r\n" +
-                 std::string(300, 'b') + "|6|\r\n");
+  WriteFileBytes(File(),
+                 ";n\r\n;Code|Qty|Memo\r\n;202|3|203\r\n;0||\r\n"
+                 "A-1|5|x|ignored\r\n" +
+                     std::string(300, 'b') + "|6|\r\n");
   const auto back = Restore(File(), "|");
   ASSERT_TRUE(back) << obj_->dbGetLastError().Description;
   // No defined size: the text field takes any length.
@@ -248,13 +238,10 @@ TEST_F(BackupTest, ProgressControls) {
   EXPECT_EQ(bar->max(), 3);
   EXPECT_EQ(Texts(bar->valueHistory()), counted);
   EXPECT_EQ(host_->doEventsCount(), 0);
-  auto label = std::make_shared<ui::ProgressControl>("Label");
-  ASSERT_TRUE(
-      obj_->dbBackupRecordset(rs, File(), ",", "", false, "", Variant(rt::ObjectRef(label))));
-  EXPECT_EQ(Texts(label->captionHistory()), counted);
 
-  // The reader yields before and after each store and leaves Max alone.
-  label = std::make_shared<ui::ProgressControl>("Label");
+  // The reader yields before and after each store and leaves Max alone; a
+  // label counts in its Caption.
+  auto label = std::make_shared<ui::ProgressControl>("Label");
   EXPECT_TRUE(
       obj_->dbRestoreRecordset(File(), ",", true, "", "", "", Variant(rt::ObjectRef(label))));
   EXPECT_TRUE(label->visible());
@@ -276,7 +263,7 @@ TEST_F(BackupTest, ProgressControls) {
       obj_->dbBackupRecordset(rs, File(), ",", "", false, "", Variant(rt::ObjectRef(refusing))));
   EXPECT_EQ(LastNumber(), rt::err::kInvalidPropertyValue);
   EXPECT_FALSE(files::IsOpen(1));
-  EXPECT_EQ(Bytes(File()), ";Please add note\r\n;ID\r\n;3\r\n;4\r\n1\r\n2\r\n");
+  EXPECT_EQ(FileBytes(File()), ";Please add note\r\n;ID\r\n;3\r\n;4\r\n1\r\n2\r\n");
 }
 
 TEST_F(BackupTest, WhatTheWriterReportsAndLeaves) {
@@ -305,14 +292,6 @@ TEST_F(BackupTest, WhatTheWriterReportsAndLeaves) {
   EXPECT_EQ(LastNumber(), rt::err::kPathNotFound);
   EXPECT_FALSE(obj_->dbBackupRecordset(nullptr, File()));
   EXPECT_EQ(LastNumber(), rt::err::kObjectRequired);
-
-  // With the debug flag the success shows its error state, number 0.
-  obj_->dbSetDebug(true);
-  rs->SetFilter(Variant(""));
-  ASSERT_TRUE(obj_->dbBackupRecordset(rs, File()));
-  ASSERT_EQ(host_->shown().size(), 1U);
-  EXPECT_EQ(host_->shown()[0].title, "DebugMode");
-  EXPECT_EQ(host_->shown()[0].prompt.substr(0, 9), "Number:0\r");
 }
 
 TEST_F(BackupTest, AStreamedRecordsetWritesItsHeaderOnly) {
@@ -320,7 +299,7 @@ TEST_F(BackupTest, AStreamedRecordsetWritesItsHeaderOnly) {
                      dal::ado::adLockReadOnly);
   ASSERT_EQ(stream->RecordCount(), -1);
   ASSERT_TRUE(obj_->dbBackupRecordset(stream, File()));
-  EXPECT_EQ(Bytes(File()), ";Please add note\r\n;ID,Name\r\n;3,202\r\n;4,20\r\n");
+  EXPECT_EQ(FileBytes(File()), ";Please add note\r\n;ID,Name\r\n;3,202\r\n;4,20\r\n");
   // A bar refuses Max = -1.
   auto bar = std::make_shared<ui::ProgressControl>("ProgressBar");
   EXPECT_FALSE(
@@ -342,21 +321,21 @@ TEST_F(BackupTest, FilesOfCodePage936) {
   const std::string gbk =
       ";\xB1\xB8\xD7\xA2\r\n;\xB1\xE0\xBA\xC5,\xD0\xD5\xC3\xFB\r\n;3,202\r\n;4,10\r\n"
       "1,\xC0\xEE\xC3\xF7\r\n";
-  WriteBytes(File(), gbk);
+  WriteFileBytes(File(), gbk);
   const auto back = AsRecordset(
       obj_->dbRestoreRecordset(File(), ",", true, "", "", "", Variant::Missing(), "GBK"));
   ASSERT_TRUE(back) << obj_->dbGetLastError().Description;
   EXPECT_EQ(back->columns()[1].name, "姓名");
   EXPECT_EQ(back->VisibleRows(), (Rows{{Variant(std::int32_t{1}), Variant("李明")}}));
   // A UTF-8 file with a byte-order mark reads as one without.
-  WriteBytes(File(), "\xEF\xBB\xBF;n\r\n;姓名\r\n;202\r\n;10\r\n李明\r\n");
+  WriteFileBytes(File(), "\xEF\xBB\xBF;n\r\n;姓名\r\n;202\r\n;10\r\n李明\r\n");
   const auto marked = Restore(File());
   ASSERT_TRUE(marked);
   EXPECT_EQ(marked->VisibleRows(), (Rows{{Variant("李明")}}));
 }
 
 TEST_F(BackupTest, TheEndTestedIsFileNumberOne) {
-  WriteBytes(File(), ";n\r\n;ID\r\n;3\r\n;4\r\n1\r\n2\r\n3\r\n");
+  WriteFileBytes(File(), ";n\r\n;ID\r\n;3\r\n;4\r\n1\r\n2\r\n3\r\n");
   const struct {
     std::string heldBytes;  // what file number 1 holds meanwhile
     std::int32_t records;   // -1: the restore fails
@@ -366,7 +345,7 @@ TEST_F(BackupTest, TheEndTestedIsFileNumberOne) {
       {"a\r\nb\r\n", -1, rt::err::kInputPastEnd},  // never at its end: reads past its own
   };
   for (const auto& c : cases) {
-    WriteBytes(File("held.txt"), c.heldBytes);
+    WriteFileBytes(File("held.txt"), c.heldBytes);
     files::OpenForInput(1, File("held.txt"));
     obj_->dbClearError();
     const auto back = Restore(File());

@@ -6,6 +6,7 @@
 #include "component_fixture.h"
 #include "zmdb/dal/dao/dao.h"
 #include "zmdb/files/export_dialog.h"
+#include "zmdb/files/export_plan.h"
 #include "zmdb/runtime/errors.h"
 
 namespace zmdb::testing {
@@ -36,9 +37,7 @@ TEST_F(ExportTest, TypeDialogShowsTheTypesAndCancelEndsBeforeTheFileDialog) {
   EXPECT_FALSE(Export(Out("a.dbf"), false, false, 3));
   ASSERT_EQ(Kinds(), std::vector<std::string>{"DataType"});
   const rt::TypeDialogView& view = host_->dialogs()[0].type;
-  ASSERT_EQ(view.items.size(), 14u);
-  EXPECT_EQ(view.items[0], "Access MDB");
-  EXPECT_EQ(view.items[13], "ODBC");
+  EXPECT_EQ(view.items, files::DataTypeListTexts());
   EXPECT_EQ(view.listIndex, 3);
   EXPECT_EQ(view.okCaption, "确定(&O)");
   EXPECT_EQ(view.cancelCaption, "取消(&C)");
@@ -47,26 +46,24 @@ TEST_F(ExportTest, TypeDialogShowsTheTypesAndCancelEndsBeforeTheFileDialog) {
   EXPECT_TRUE(host_->pointerHistory().empty());
 }
 
+// The dialog's settings per type are checked in export_plan_test.cpp; here,
+// that the export shows the settings of the chosen type with the preset file.
 TEST_F(ExportTest, ChosenTypeSetsUpTheFileDialogAndItsCancelGivesFalseQuietly) {
   struct Case {
     std::vector<DialogScript> script;
     std::string preset;
     std::int32_t type;  // the type the file dialog is set up for
-    std::string filter, title;
-    int flags;
+    std::string filter;
   };
-  const std::string ask = "请选择导出的数据文件";
   const std::vector<Case> cases{
       // The default answer takes the default type; a preset file then
       // answers the file dialog, so it is cancelled by script here.
       {{{DialogScript::Kind::Choose, 2, {}}, {DialogScript::Kind::Cancel, 0, {}}},
        Out("s.dbf"),
        2,
-       "Xbase (*.dbf)|*.dbf",
-       ask,
-       4},
+       "Xbase (*.dbf)|*.dbf"},
       // Without a preset the headless file dialog cancels by itself.
-      {{}, "", 9, "Excel (*.xls)|*.xls", ask, 4},
+      {{}, "", 9, "Excel (*.xls)|*.xls"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.type);
@@ -77,10 +74,8 @@ TEST_F(ExportTest, ChosenTypeSetsUpTheFileDialogAndItsCancelGivesFalseQuietly) {
     const rt::ShownDialog& file = host_->dialogs()[1];
     EXPECT_TRUE(file.cancelled);
     EXPECT_EQ(file.file.filter, c.filter);
-    EXPECT_EQ(file.file.title, c.title);
-    EXPECT_EQ(file.file.flags, c.flags);
+    EXPECT_EQ(file.file.flags, 4);  // the export's own flags, not the plain dialog's
     EXPECT_EQ(file.file.fileName, c.preset);
-    EXPECT_TRUE(file.file.cancelError);
     EXPECT_EQ(frame::Library().selectedType, c.type);
     EXPECT_EQ(frame::Library().selectedTypeText, host_->dialogs()[0].type.items[c.type]);
     EXPECT_EQ(obj_->dbGetLastError().Number, 0);  // a cancel is not an error
@@ -118,6 +113,7 @@ TEST_F(ExportTest, RefusedArgumentsAndSourcesGiveFalseWithTheErrorRecorded) {
     Variant source;
     std::int32_t error;
     std::vector<int> pointers;
+    bool noFile = false;
   };
   const std::vector<Case> cases{
       {"a type outside the list", true, 42, conn(), rt::err::kInvalidProcCall, {}},
@@ -140,24 +136,19 @@ TEST_F(ExportTest, RefusedArgumentsAndSourcesGiveFalseWithTheErrorRecorded) {
        Variant(),
        rt::err::kTypeMismatch,
        {rt::kPointerHourglass, rt::kPointerDefault}},
+      // No file to write: nothing is done and nothing is an error.
+      {"no file", true, 1, conn(), 0, {}, true},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     host_->ClearRecord();
     obj_->dbClearError();
-    EXPECT_FALSE(Export(Out("new.mdb"), true, c.noTypeSelect, c.type, c.source));
+    EXPECT_FALSE(Export(c.noFile ? "" : Out("new.mdb"), true, c.noTypeSelect, c.type, c.source));
     EXPECT_EQ(obj_->dbGetLastError().Number, c.error);
     EXPECT_TRUE(host_->dialogs().empty());
     EXPECT_EQ(host_->pointerHistory(), c.pointers);
   }
   EXPECT_FALSE(std::filesystem::exists(Out("new.mdb")));
-}
-
-TEST_F(ExportTest, NoFileMeansNoExport) {
-  EXPECT_FALSE(Export("", true, true, 1));
-  EXPECT_TRUE(host_->dialogs().empty());
-  EXPECT_TRUE(host_->pointerHistory().empty());
-  EXPECT_EQ(obj_->dbGetLastError().Number, 0);
 }
 
 }  // namespace

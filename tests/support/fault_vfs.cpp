@@ -222,9 +222,4 @@ void FaultVfs::Clear() {
   g_state = State{};
 }
 
-int FaultVfs::Failures(Op op) {
-  const std::lock_guard lock(g_mutex);
-  return g_state.arms[static_cast<std::size_t>(op)].failures;
-}
-
 }  // namespace zmdb::testing

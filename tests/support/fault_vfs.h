@@ -31,9 +31,6 @@ class FaultVfs {
   static void ReadOnly();
   // Back to a healthy disk.
   static void Clear();
-
-  // How many operations of kind `op` failed since the last Clear().
-  static int Failures(Op op);
 };
 
 // Clears every fault when it goes out of scope.

@@ -1,13 +1,13 @@
-// Arrays of FieldRec records as the working recordset methods take them, and
-// the text of a string array, for tests of those methods on any store.
+// Arrays of FieldRec records as the working recordset methods take them, for
+// tests of those methods on any store (with the text of a string array).
 #pragma once
 
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "listing_texts.h"
 #include "zmdb/frame/component.h"
-#include "zmdb/runtime/convert.h"
 
 namespace zmdb::testing {
 
@@ -24,13 +24,6 @@ inline rt::SafeArray FieldRecRow(
     items.emplace_back(r.ToRecord());
   }
   return rt::SafeArray(rt::VarType::Record, lbound, std::move(items));
-}
-
-// Each element of `a` as text, in order.
-inline std::vector<std::string> Texts(const rt::SafeArray& a) {
-  std::vector<std::string> out;
-  for (const auto& v : a.items()) out.push_back(rt::CStr(v));
-  return out;
 }
 
 }  // namespace zmdb::testing

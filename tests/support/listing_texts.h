@@ -1,5 +1,5 @@
-// The items of a listing method's array as text, for tests that compare a
-// listing with the names they expect.
+// The items of an array as text, for tests that compare a listing or a row
+// of values with the texts they expect.
 #pragma once
 
 #include <string>

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -49,6 +51,15 @@ class TempFolder {
  private:
   std::filesystem::path path_;
 };
+
+// The bytes of a file ("" when it cannot be read), and a file made to hold `bytes`.
+inline std::string FileBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+inline void WriteFileBytes(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
 
 class TempFolderTest : public ::testing::Test {
  protected:

@@ -86,7 +86,6 @@ int main(int argc, char** argv) {
   args[0] = text("Orders");
   args[1] = cn;
   print_call(c, "dbTableExists", args, 2);
-  print_call(c, "dbRecordCounts", args, 2);
 
   /* dbGetValue writes the value into its fourth, by-reference argument. */
   args[0] = text("Orders");

@@ -40,12 +40,9 @@ int main(int argc, char** argv) {
   const Variant cn{zmdb::rt::ObjectRef(connection)};
 
   std::printf("dbTableExists: %d\n", db.dbTableExists("Orders", cn));
-  std::printf("dbFieldExists Price: %d\n", db.dbFieldExists("Orders", "Price", cn));
-  std::printf("dbRecordCounts: %d\n", db.dbRecordCounts("Orders", cn));
   std::string item;
   const bool found = db.dbGetValue("Orders", "Item", "ID=2", item);
   std::printf("dbGetValue: %d %s\n", found, item.c_str());
-  std::printf("dbGetMaxID: %s\n", db.dbGetMaxID("Orders").c_str());
 
   // An error raised by the library is caught by its type in the application.
   try {
