@@ -46,11 +46,7 @@ inline std::vector<std::string> Lines(const std::string& text) {
   return lines;
 }
 
-// The bytes of a file.
-inline std::string FileBytes(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
+using zmdb::testing::FileBytes;
 
 class WriterTest : public zmdb::testing::TempFolderTest {
  protected:
