@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "data_rows.h"
 #include "zmdb/runtime/datetime.h"
 
 namespace zmdb::rt {
@@ -55,39 +56,14 @@ TEST(Utf8, OffsetsCountCharacters) {
   EXPECT_EQ(Utf8Offset(s, 99), s.size());
 }
 
-// Simple case mappings as the Unicode character database gives them.
 TEST(LetterCase, FollowsTheSimpleUnicodeMappings) {
-  struct Case {
-    char32_t c, upper, lower;
-  };
-  const std::vector<Case> cases = {
-      {U'q', U'Q', U'q'},       {0x00E9, 0x00C9, 0x00E9},  // e acute
-      {0x00DE, 0x00DE, 0x00FE},                            // thorn
-      {0x00D7, 0x00D7, 0x00D7},                            // multiplication sign
-      {0x00DF, 0x00DF, 0x00DF},  // sharp s has no single upper-case letter
-      {0x00B5, 0x039C, 0x00B5},  // micro sign
-      {0x00FF, 0x0178, 0x00FF}, {0x0178, 0x0178, 0x00FF},
-      {0x0130, 0x0130, 0x0069},  // capital I with dot
-      {0x0131, 0x0049, 0x0131},  // dotless i
-      {0x0138, 0x0138, 0x0138},  // kra
-      {0x013A, 0x0139, 0x013A}, {0x0149, 0x0149, 0x0149},
-      {0x017E, 0x017D, 0x017E}, {0x017F, 0x0053, 0x017F},  // long s
-      {0x03AC, 0x0386, 0x03AC},                            // alpha with tonos
-      {0x03CE, 0x038F, 0x03CE}, {0x0390, 0x0390, 0x0390},  // iota with dialytika and tonos
-      {0x03C2, 0x03A3, 0x03C2},                            // final sigma
-      {0x03A3, 0x03A3, 0x03C3}, {0x03D0, 0x0392, 0x03D0},  // beta symbol
-      {0x03F4, 0x03F4, 0x03B8},                            // capital theta symbol
-      {0x03F2, 0x03F9, 0x03F2},                            // lunate sigma
-      {0x037B, 0x03FD, 0x037B}, {0x03F3, 0x037F, 0x03F3},
-      {0x03D7, 0x03CF, 0x03D7}, {0x0450, 0x0400, 0x0450},
-      {0x045F, 0x040F, 0x045F}, {0x044F, 0x042F, 0x044F},
-      {0x04CF, 0x04C0, 0x04CF},                            // palochka
-      {0x052F, 0x052E, 0x052F}, {0xFF41, 0xFF21, 0xFF41},  // full-width a
-      {0x4E2D, 0x4E2D, 0x4E2D}, {Stray(0xE9), Stray(0xE9), Stray(0xE9)},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(UpperCase(c.c), c.upper) << std::hex << static_cast<unsigned>(c.c);
-    EXPECT_EQ(LowerCase(c.c), c.lower) << std::hex << static_cast<unsigned>(c.c);
+  for (const std::vector<std::string>& row : testing::DataRows("runtime/letter_case.txt")) {
+    ASSERT_EQ(row.size(), 3u);
+    const auto code = [&](std::size_t i) {
+      return static_cast<char32_t>(std::stoul(row[i], nullptr, 16));
+    };
+    EXPECT_EQ(UpperCase(code(0)), code(1)) << row[0];
+    EXPECT_EQ(LowerCase(code(0)), code(2)) << row[0];
   }
 }
 

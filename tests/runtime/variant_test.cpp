@@ -131,6 +131,13 @@ Variant Apply(const std::string& function, const std::vector<Variant>& args) {
   if (function == "IsDate") return Variant(IsDate(v));
   if (function == "TypeName") return Variant(TypeName(v));
   if (function == "Format") return Variant(Format(v, args.at(1).AsString()));
+  // The target type is the second argument's own type.
+  if (function == "ConvertTo") return ConvertTo(v, args.at(1).Type());
+  if (function == "MakeDate") {
+    std::int32_t p[6] = {};
+    for (std::size_t i = 0; i < args.size() && i < 6; ++i) p[i] = CLng(args[i]);
+    return Variant(MakeDate(p[0], p[1], p[2], p[3], p[4], p[5]));
+  }
   if (function == "Compare") {
     const std::optional<int> order = Compare(v, args.at(1));
     return order ? Variant(*order) : Variant::Null();
@@ -145,7 +152,7 @@ std::string ResultType(const std::string& function) {
       {"CLng", "Long"},       {"CInt", "Integer"},  {"CByte", "Byte"},        {"CDbl", "Double"},
       {"CSng", "Single"},     {"CCur", "Currency"}, {"CBool", "Boolean"},     {"CDate", "Date"},
       {"CStr", "String"},     {"Format", "String"}, {"IsNumeric", "Boolean"}, {"IsDate", "Boolean"},
-      {"TypeName", "String"}, {"Compare", "Long"}};
+      {"TypeName", "String"}, {"Compare", "Long"},  {"MakeDate", "Date"}};
   const auto it = kTypes.find(function);
   return it == kTypes.end() ? "" : it->second;
 }
@@ -167,8 +174,10 @@ TEST(Values, EveryCaseOfTheDataFile) {
       EXPECT_EQ(error, std::atoi(want.c_str() + 6)) << Show(got);
     } else {
       EXPECT_EQ(error, 0);
+      // ConvertTo's results are written with their type.
+      const std::string type = ResultType(parts[0]);
       const Variant expected =
-          want == "Null" ? Variant::Null() : Literal(ResultType(parts[0]) + " " + want);
+          want == "Null" ? Variant::Null() : Literal(type.empty() ? want : type + " " + want);
       EXPECT_EQ(got, expected) << Show(got) << " is not " << Show(expected);
     }
   }
@@ -176,11 +185,12 @@ TEST(Values, EveryCaseOfTheDataFile) {
 }
 
 // What the data file cannot write.
-TEST(Convert, TextOfOtherValues) {
+TEST(Convert, WhatTheDataFileCannotWrite) {
   EXPECT_EQ(TextOf(Variant::Null()), "");
   EXPECT_EQ(CStr(Variant(ErrorCode{static_cast<std::int32_t>(0x800A0005u)})), "Error 5");
   EXPECT_EQ(ErrorNumber([] { CStr(Variant(Record("ErrStruct"))); }), err::kTypeMismatch);
   EXPECT_EQ(ErrorNumber([] { Currency::FromDouble(std::nan("")); }), err::kOverflow);
+  EXPECT_EQ(ConvertTo(Variant("1"), VarType::Variant), Variant("1"));
 }
 
 TEST(Convert, TextRoundTrips) {
@@ -279,36 +289,6 @@ TEST(Convert, PlainAndExponentTextReadAlike) {
   }
   EXPECT_EQ(ErrorNumber([&] { CDbl(Variant(huge)); }), err::kOverflow);
   EXPECT_EQ(ErrorNumber([&] { CDbl(Variant(huge + ".5")); }), err::kOverflow);
-}
-
-TEST(Convert, ConvertTo) {
-  struct Case {
-    Variant in;
-    VarType type;
-    Variant want;
-    int error;
-  };
-  const std::vector<Case> cases = {
-      {Variant(), VarType::Long, Variant(), 0},
-      {Variant::Null(), VarType::String, Variant::Null(), 0},
-      {Variant("12"), VarType::Long, Variant(12), 0},
-      {Variant(2.5), VarType::Integer, Variant(std::int16_t{2}), 0},
-      {Variant(12.5), VarType::String, Variant("12.5"), 0},
-      {Variant("1"), VarType::Variant, Variant("1"), 0},
-      {Variant(1), VarType::Boolean, Variant(true), 0},
-      {Variant("2004-08-30"), VarType::Date, Variant(MakeDate(2004, 8, 30)), 0},
-      {Variant(3), VarType::Currency, Cur(30000), 0},
-      {Variant(300), VarType::Byte, Variant(), err::kOverflow},
-      {Variant(1), VarType::Object, Variant(), err::kTypeMismatch},
-      {Nothing(), VarType::Object, Nothing(), 0},
-  };
-  for (const auto& c : cases) {
-    Variant got;
-    EXPECT_EQ(ErrorNumber([&] { got = ConvertTo(c.in, c.type); }), c.error);
-    if (c.error == 0) {
-      EXPECT_EQ(got, c.want) << TypeName(got);
-    }
-  }
 }
 
 // ---------------------------------------------------------------- Variant
@@ -455,32 +435,7 @@ TEST(DateTime, SerialsAndParts) {
     return std::tie(p.year, p.month, p.day, p.hour, p.minute, p.second, p.weekday);
   };
   for (const auto& c : cases) EXPECT_EQ(tie(SplitDate(Date{c.serial})), tie(c.want)) << c.serial;
-  EXPECT_EQ(MakeDate(1899, 12, 29, 6).serial, -1.25);
-  EXPECT_EQ(MakeDate(2000, 1, 1).serial, 36526);
-  EXPECT_EQ(MakeDate(2000, 2, 29).serial, 36585);
-  EXPECT_EQ(MakeDate(100, 1, 1).serial, -657434);
   EXPECT_EQ(ErrorNumber([] { SplitDate(Date{std::nan("")}); }), err::kOverflow);
-}
-
-TEST(DateTime, MakeDateRejectsInvalidParts) {
-  struct Parts {
-    int y, m, d, h, n, s;
-  };
-  for (const Parts& p : std::vector<Parts>{{2004, 2, 30, 0, 0, 0},
-                                           {1900, 2, 29, 0, 0, 0},
-                                           {99, 1, 1, 0, 0, 0},
-                                           {10000, 1, 1, 0, 0, 0},
-                                           {2004, 13, 1, 0, 0, 0},
-                                           {2004, 0, 1, 0, 0, 0},
-                                           {2004, 4, 31, 0, 0, 0},
-                                           {2004, 1, 0, 0, 0, 0},
-                                           {2004, 1, 1, 24, 0, 0},
-                                           {2004, 1, 1, 0, 60, 0},
-                                           {2004, 1, 1, 0, 0, 60},
-                                           {2004, 1, 1, -1, 0, 0}}) {
-    EXPECT_EQ(ErrorNumber([&] { MakeDate(p.y, p.m, p.d, p.h, p.n, p.s); }), err::kInvalidProcCall)
-        << p.y << "-" << p.m << "-" << p.d << " " << p.h << ":" << p.n << ":" << p.s;
-  }
 }
 
 TEST(DateTime, NowIsAPlausibleLocalTime) {
