@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "raised.h"
+#include "zmdb/dal/connection.h"
 #include "zmdb/frame/component.h"
 #include "zmdb/frame/state.h"
 #include "zmdb/runtime/host.h"
@@ -132,47 +133,15 @@ TEST_F(FrameTest, LastErrorIsOverwrittenNotAccumulatedAndOnlyClearedOnRequest) {
   EXPECT_EQ(p.dbGetLastError(), ErrStruct{});
 }
 
-// An Errors collection reached late-bound, as a connection offers one.
-class ErrorList : public rt::Object {
- public:
-  explicit ErrorList(std::vector<rt::ErrorInfo> errors) : errors_(std::move(errors)) {}
-  std::string TypeName() const override { return "Errors"; }
-  Variant GetProperty(std::string_view name, const std::vector<Variant>& index) override {
-    if (rt::NameEquals(name, "Count")) return Variant(static_cast<std::int32_t>(errors_.size()));
-    if (rt::NameEquals(name, "Item")) {
-      return Variant(rt::ObjectRef(
-          std::make_shared<ErrObject>(errors_.at(static_cast<std::size_t>(index.at(0).AsLong())))));
-    }
-    return Object::GetProperty(name, index);
-  }
-
- private:
-  std::vector<rt::ErrorInfo> errors_;
-};
-
-class WithErrors : public rt::Object {
- public:
-  explicit WithErrors(std::vector<rt::ErrorInfo> e)
-      : errors_(std::make_shared<ErrorList>(std::move(e))) {}
-  std::string TypeName() const override { return "Connection"; }
-  Variant GetProperty(std::string_view name, const std::vector<Variant>& index) override {
-    if (rt::NameEquals(name, "Errors")) return Variant(errors_);
-    return Object::GetProperty(name, index);
-  }
-
- private:
-  rt::ObjectRef errors_;
-};
-
 TEST_F(FrameTest, DisplayADOErrorShowsOneBoxPerErrorWhateverTheDebugFlag) {
   rt::SetAppTitle("App");
   Probe p;
-  Variant none(rt::ObjectRef(std::make_shared<WithErrors>(std::vector<rt::ErrorInfo>{})));
-  p.dbDisplayADOError(none);
+  auto cn = dal::Connection::Create();
+  Variant conn{rt::ObjectRef(cn)};
+  p.dbDisplayADOError(conn);
   EXPECT_TRUE(host_->shown().empty());
-  Variant three(rt::ObjectRef(std::make_shared<WithErrors>(
-      std::vector<rt::ErrorInfo>{{1, "a", "one"}, {2, "b", "two"}, {3, "c", "three"}})));
-  p.dbDisplayADOError(three);
+  cn->errors()->Set({{1, "a", "one"}, {2, "b", "two"}, {3, "c", "three"}});
+  p.dbDisplayADOError(conn);
   ASSERT_EQ(host_->shown().size(), 3u);
   EXPECT_EQ(host_->shown()[0].prompt, "Number:1\r\nSource:a\r\nText:one");
   EXPECT_EQ(host_->shown()[2].prompt, "Number:3\r\nSource:c\r\nText:three");
