@@ -12,7 +12,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -407,35 +406,6 @@ TEST(Variant, ArraysAndRecordsCopyDeeply) {
   Variant held = holder;
   held.AsRecord()["Description"] = Variant("changed");
   EXPECT_EQ(holder.AsRecord()["Description"], Variant("x"));
-}
-
-// --------------------------------------------------------------- dates
-
-TEST(DateTime, SerialsAndParts) {
-  struct Case {
-    double serial;
-    DateParts want;
-  };
-  const std::vector<Case> cases = {
-      {0, {1899, 12, 30, 0, 0, 0, 7}},
-      {1, {1899, 12, 31, 0, 0, 0, 1}},
-      {2, {1900, 1, 1, 0, 0, 0, 2}},
-      {-1.25, {1899, 12, 29, 6, 0, 0, 6}},
-      {-0.5, {1899, 12, 30, 12, 0, 0, 7}},
-      {36526, {2000, 1, 1, 0, 0, 0, 7}},
-      {38229 + 47109.0 / 86400, {2004, 8, 30, 13, 5, 9, 2}},
-      // 23:59:59.6 rounds to the next day's midnight.
-      {38229 + 86399.6 / 86400, {2004, 8, 31, 0, 0, 0, 3}},
-      {-1 - 86399.6 / 86400, {1899, 12, 30, 0, 0, 0, 7}},
-      {38229 + 0.4 / 86400, {2004, 8, 30, 0, 0, 0, 2}},
-      {-657434, {100, 1, 1, 0, 0, 0, 6}},
-      {2958465, {9999, 12, 31, 0, 0, 0, 6}},
-  };
-  auto tie = [](const DateParts& p) {
-    return std::tie(p.year, p.month, p.day, p.hour, p.minute, p.second, p.weekday);
-  };
-  for (const auto& c : cases) EXPECT_EQ(tie(SplitDate(Date{c.serial})), tie(c.want)) << c.serial;
-  EXPECT_EQ(ErrorNumber([] { SplitDate(Date{std::nan("")}); }), err::kOverflow);
 }
 
 TEST(DateTime, NowIsAPlausibleLocalTime) {
