@@ -1,4 +1,4 @@
-// UTF-8 decoding with stray bytes, the letter-case table, and the calendar rule.
+// UTF-8 decoding with stray bytes and the letter-case table.
 #include "zmdb/runtime/text.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "data_rows.h"
-#include "zmdb/runtime/datetime.h"
 
 namespace zmdb::rt {
 namespace {
@@ -77,20 +76,6 @@ TEST(LetterCase, MappingsLandOnLettersThatMapBack) {
       ASSERT_EQ(LowerCase(UpperCase(l)), l) << std::hex << code;
     }
   }
-}
-
-TEST(Calendar, LeapYearsAndMonthLengths) {
-  struct Case {
-    int year;
-    bool leap;
-  };
-  for (const Case& c : {Case{1900, false}, Case{2000, true}, Case{2004, true}, Case{2100, false},
-                        Case{2023, false}, Case{1600, true}}) {
-    EXPECT_EQ(IsLeapYear(c.year), c.leap) << c.year;
-    EXPECT_EQ(DaysInMonth(c.year, 2), c.leap ? 29 : 28) << c.year;
-  }
-  const int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  for (int m = 1; m <= 12; ++m) EXPECT_EQ(DaysInMonth(2023, m), lengths[m - 1]) << m;
 }
 
 }  // namespace
