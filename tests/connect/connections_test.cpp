@@ -66,8 +66,6 @@ TEST_F(ConnectionsTest, SetConnectAdoptsOnlyConnectionsAndDatabases) {
 
 TEST_F(ConnectionsTest, IsSqlConnectReadsTheConnectionsString) {
   auto server = dal::Connection::Create();
-  server->SetConnectionString(obj_->dbGetSQLConnect("sa", "Sales", "secret", "db1", false, "", 1));
-  EXPECT_TRUE(obj_->dbIsSQLConnect(Variant(rt::ObjectRef(server))));
   server->SetConnectionString(obj_->dbGetSQLConnect("sa", "Sales", "secret", "db1", false, "", 3));
   EXPECT_TRUE(obj_->dbIsSQLConnect(Variant(rt::ObjectRef(server))));
   server->SetConnectionString(obj_->dbGetSQLConnect("sa", "Sales", "", "", false, "dsn1", 2));

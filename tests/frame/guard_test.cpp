@@ -212,7 +212,6 @@ TEST_F(FrameTest, ValueOrDefault) {
       {Variant(""), Variant::Missing(), ""},
       {Variant(""), Variant("d"), "d"},
       {Variant("abc"), Variant("d"), "abc"},
-      {Variant(57), Variant("0"), "57"},
       {Variant(-1.5), Variant::Missing(), "-1.5"},
       {Variant::Null(), Variant("N"), "N"},
       {Variant(), Variant("E"), "E"},
