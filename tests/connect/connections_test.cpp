@@ -64,19 +64,8 @@ TEST_F(ConnectionsTest, SetConnectAdoptsOnlyConnectionsAndDatabases) {
   EXPECT_EQ(obj_->dbGetConnect(true), nullptr);
 }
 
-TEST_F(ConnectionsTest, DefaultConnectionIsPerObject) {
-  ASSERT_TRUE(obj_->dbSetConnect(cn_->ConnectionString(), false));
-  clsZMDBFunc other;
-  EXPECT_EQ(other.dbGetConnect(false), nullptr);
-  std::string value = "kept";
-  EXPECT_FALSE(other.dbGetValue("Staff", "Name", "ID=3", value));
-  EXPECT_EQ(value, "kept");
-}
-
 TEST_F(ConnectionsTest, IsSqlConnectReadsTheConnectionsString) {
   auto server = dal::Connection::Create();
-  server->SetConnectionString(obj_->dbGetSQLConnect("sa", "Sales", "secret", "db1", false, "", 1));
-  EXPECT_TRUE(obj_->dbIsSQLConnect(Variant(rt::ObjectRef(server))));
   server->SetConnectionString(obj_->dbGetSQLConnect("sa", "Sales", "secret", "db1", false, "", 3));
   EXPECT_TRUE(obj_->dbIsSQLConnect(Variant(rt::ObjectRef(server))));
   server->SetConnectionString(obj_->dbGetSQLConnect("sa", "Sales", "", "", false, "dsn1", 2));

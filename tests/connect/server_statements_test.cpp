@@ -30,8 +30,6 @@ TEST(ServerStatements, RightsOfFlagCombinations) {
       {-1, "SELECT,INSERT,DELETE,UPDATE"},
   };
   for (const auto& [flags, want] : cases) EXPECT_EQ(RightsText(flags), want) << flags;
-  EXPECT_EQ(GrantStatement(ServerKind::SqlServer, RightsText(15), "T1", "Public"),
-            "GRANT SELECT,INSERT,DELETE,UPDATE ON [dbo].[T1] TO [Public]");
 }
 
 TEST(ServerStatements, GrantNamesAsEachStoreSpellsThem) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "raised.h"
+#include "zmdb/dal/connection.h"
 #include "zmdb/frame/component.h"
 #include "zmdb/frame/state.h"
 #include "zmdb/runtime/host.h"
@@ -62,7 +63,7 @@ const rt::ErrorInfo kBoom{-2147217900, "Provider", "Syntax error in FROM clause.
 }
 
 // Each guard kind, driven through a method of that kind in the method table.
-TEST_F(FrameTest, GuardKindsDecideWhatAFailureDoes) {
+TEST_F(FrameTest, GuardKindsDecideWhatAFailureDoesAndTheDebugBoxShows) {
   struct Case {
     const char* method;
     bool records;
@@ -75,6 +76,7 @@ TEST_F(FrameTest, GuardKindsDecideWhatAFailureDoes) {
       {"dbTableExists", false, false},   // own handler (reports in its onError)
       {"dbIsSQLConnect", false, true},   // unguarded
   };
+  rt::SetAppTitle("Staff");
   for (const Case& c : cases) {
     for (bool debug : {false, true}) {
       SCOPED_TRACE(std::string(c.method) + (debug ? " debug" : ""));
@@ -102,28 +104,25 @@ TEST_F(FrameTest, GuardKindsDecideWhatAFailureDoes) {
       EXPECT_EQ(last.Number, c.records ? kBoom.Number : 0);
       EXPECT_EQ(last.Description, c.records ? kBoom.Description : "");
       EXPECT_EQ(last.Source, c.records ? kBoom.Source : "");
-      EXPECT_EQ(host_->shown().size(), c.records && debug ? 1u : 0u);
+      ASSERT_EQ(host_->shown().size(), c.records && debug ? 1u : 0u);
+      if (c.records && debug) {
+        // Three lines, under its own title rather than the application's.
+        const rt::ShownBox& box = host_->shown()[0];
+        EXPECT_EQ(box.title, "DebugMode");
+        EXPECT_EQ(box.buttons, 0);
+        EXPECT_EQ(box.prompt,
+                  "Number:-2147217900\r\nSource:Provider\r\nText:Syntax error in FROM clause.");
+      }
     }
   }
-}
-
-TEST_F(FrameTest, DebugBoxHasThreeLinesAndItsOwnTitle) {
-  rt::SetAppTitle("Staff");
-  Probe p;
-  p.dbSetDebug(true);
-  p.Run("dbGetConnString", std::string("x"), [](std::string&) { Fail(); });
-  ASSERT_EQ(host_->shown().size(), 1u);
-  const rt::ShownBox& box = host_->shown()[0];
-  EXPECT_EQ(box.title, "DebugMode");
-  EXPECT_EQ(box.buttons, 0);
-  EXPECT_EQ(box.prompt,
-            "Number:-2147217900\r\nSource:Provider\r\nText:Syntax error in FROM clause.");
   rt::SetAppTitle("ZMDBFuncProj");
 }
 
 TEST_F(FrameTest, LastErrorIsOverwrittenNotAccumulatedAndOnlyClearedOnRequest) {
   Probe p;
-  p.Run("dbGetConnString", std::string(), [](std::string&) { Fail(); });
+  // Any exception is recorded as a platform error.
+  p.Run("dbGetConnString", std::string(), [](std::string&) { throw std::runtime_error("disk"); });
+  EXPECT_EQ(p.dbGetLastError(), (ErrStruct{rt::err::kUnspecified, "disk", "ZMDBFuncProj"}));
   p.Run("dbGetConnString", std::string(), [](std::string&) { rt::Raise(rt::err::kTypeMismatch); });
   EXPECT_EQ(p.dbGetLastError(), (ErrStruct{13, "Type mismatch", "ZMDBFuncProj"}));
   // A later success leaves it; a silent failure leaves it.
@@ -134,54 +133,15 @@ TEST_F(FrameTest, LastErrorIsOverwrittenNotAccumulatedAndOnlyClearedOnRequest) {
   EXPECT_EQ(p.dbGetLastError(), ErrStruct{});
 }
 
-TEST_F(FrameTest, AnyExceptionBecomesAPlatformError) {
-  Probe p;
-  p.Run("dbGetConnString", std::string(), [](std::string&) { throw std::runtime_error("disk"); });
-  EXPECT_EQ(p.dbGetLastError().Number, rt::err::kUnspecified);
-  EXPECT_EQ(p.dbGetLastError().Description, "disk");
-}
-
-// An Errors collection reached late-bound, as a connection offers one.
-class ErrorList : public rt::Object {
- public:
-  explicit ErrorList(std::vector<rt::ErrorInfo> errors) : errors_(std::move(errors)) {}
-  std::string TypeName() const override { return "Errors"; }
-  Variant GetProperty(std::string_view name, const std::vector<Variant>& index) override {
-    if (rt::NameEquals(name, "Count")) return Variant(static_cast<std::int32_t>(errors_.size()));
-    if (rt::NameEquals(name, "Item")) {
-      return Variant(rt::ObjectRef(
-          std::make_shared<ErrObject>(errors_.at(static_cast<std::size_t>(index.at(0).AsLong())))));
-    }
-    return Object::GetProperty(name, index);
-  }
-
- private:
-  std::vector<rt::ErrorInfo> errors_;
-};
-
-class WithErrors : public rt::Object {
- public:
-  explicit WithErrors(std::vector<rt::ErrorInfo> e)
-      : errors_(std::make_shared<ErrorList>(std::move(e))) {}
-  std::string TypeName() const override { return "Connection"; }
-  Variant GetProperty(std::string_view name, const std::vector<Variant>& index) override {
-    if (rt::NameEquals(name, "Errors")) return Variant(errors_);
-    return Object::GetProperty(name, index);
-  }
-
- private:
-  rt::ObjectRef errors_;
-};
-
 TEST_F(FrameTest, DisplayADOErrorShowsOneBoxPerErrorWhateverTheDebugFlag) {
   rt::SetAppTitle("App");
   Probe p;
-  Variant none(rt::ObjectRef(std::make_shared<WithErrors>(std::vector<rt::ErrorInfo>{})));
-  p.dbDisplayADOError(none);
+  auto cn = dal::Connection::Create();
+  Variant conn{rt::ObjectRef(cn)};
+  p.dbDisplayADOError(conn);
   EXPECT_TRUE(host_->shown().empty());
-  Variant three(rt::ObjectRef(std::make_shared<WithErrors>(
-      std::vector<rt::ErrorInfo>{{1, "a", "one"}, {2, "b", "two"}, {3, "c", "three"}})));
-  p.dbDisplayADOError(three);
+  cn->errors()->Set({{1, "a", "one"}, {2, "b", "two"}, {3, "c", "three"}});
+  p.dbDisplayADOError(conn);
   ASSERT_EQ(host_->shown().size(), 3u);
   EXPECT_EQ(host_->shown()[0].prompt, "Number:1\r\nSource:a\r\nText:one");
   EXPECT_EQ(host_->shown()[2].prompt, "Number:3\r\nSource:c\r\nText:three");
@@ -252,7 +212,6 @@ TEST_F(FrameTest, ValueOrDefault) {
       {Variant(""), Variant::Missing(), ""},
       {Variant(""), Variant("d"), "d"},
       {Variant("abc"), Variant("d"), "abc"},
-      {Variant(57), Variant("0"), "57"},
       {Variant(-1.5), Variant::Missing(), "-1.5"},
       {Variant::Null(), Variant("N"), "N"},
       {Variant(), Variant("E"), "E"},

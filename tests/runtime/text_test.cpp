@@ -1,48 +1,42 @@
-// UTF-8 decoding with stray bytes, the letter-case table, and the calendar rule.
+// UTF-8 decoding with stray bytes and the letter-case table.
 #include "zmdb/runtime/text.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "zmdb/runtime/datetime.h"
+#include "data_rows.h"
 
 namespace zmdb::rt {
 namespace {
 
-constexpr char32_t Stray(unsigned char b) {
-  return kStrayByte + b;
+// Whitespace-separated hexadecimal numbers.
+std::vector<std::uint32_t> Hex(const std::string& text) {
+  std::vector<std::uint32_t> out;
+  std::istringstream in(text);
+  for (std::uint32_t n = 0; in >> std::hex >> n;) out.push_back(n);
+  return out;
 }
 
 TEST(Utf8, DecodesWellFormedTextAndKeepsStrayBytes) {
-  struct Case {
-    std::string_view text;
+  int cases = 0;
+  for (const std::vector<std::string>& row : testing::DataRows("runtime/utf8.txt")) {
+    ++cases;
+    std::string text;
+    for (std::uint32_t b : Hex(row.at(0))) text += static_cast<char>(b);
     std::u32string want;
-  };
-  const std::vector<Case> cases = {
-      {"", U""},
-      {"a\xC3\xA9\xE2\x82\xAC", U"a\u00E9\u20AC"},
-      {"\xF0\x9F\x98\x80!", U"\U0001F600!"},  // four bytes
-      {"\xF4\x8F\xBF\xBF", U"\U0010FFFF"},    // the last code point
-      {"\xF4\x90\x80\x80", {Stray(0xF4), Stray(0x90), Stray(0x80), Stray(0x80)}},  // past it
-      {"\xF0\x9F\x98", {Stray(0xF0), Stray(0x9F), Stray(0x98)}},                   // cut short
-      {"\xF0\x8F\xBF\xBF", {Stray(0xF0), Stray(0x8F), Stray(0xBF), Stray(0xBF)}},  // overlong
-      {"\xE0\x80\x80", {Stray(0xE0), Stray(0x80), Stray(0x80)}},                   // overlong
-      {"\xC0\xAF", {Stray(0xC0), Stray(0xAF)}},                                    // overlong
-      {"\xED\xA0\x80", {Stray(0xED), Stray(0xA0), Stray(0x80)}},                   // a surrogate
-      {"\x80x", {Stray(0x80), U'x'}},  // a lone continuation byte
-      {"\xC3x", {Stray(0xC3), U'x'}},  // a lead byte without one
-      {"\xFF\xFE", {Stray(0xFF), Stray(0xFE)}},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(DecodeUtf8(c.text), c.want) << c.text;
-    EXPECT_EQ(Utf8Length(c.text), c.want.size()) << c.text;
+    for (std::uint32_t c : Hex(row.size() > 1 ? row[1] : "")) want += static_cast<char32_t>(c);
+    EXPECT_EQ(DecodeUtf8(text), want) << row[0];
+    EXPECT_EQ(Utf8Length(text), want.size()) << row[0];
     std::string back;
-    for (char32_t cp : c.want) AppendUtf8(back, cp);
-    EXPECT_EQ(back, c.text) << "round trip";
+    for (char32_t cp : want) AppendUtf8(back, cp);
+    EXPECT_EQ(back, text) << "round trip of " << row[0];
   }
+  EXPECT_GT(cases, 10);
 }
 
 TEST(Utf8, OffsetsCountCharacters) {
@@ -55,39 +49,14 @@ TEST(Utf8, OffsetsCountCharacters) {
   EXPECT_EQ(Utf8Offset(s, 99), s.size());
 }
 
-// Simple case mappings as the Unicode character database gives them.
 TEST(LetterCase, FollowsTheSimpleUnicodeMappings) {
-  struct Case {
-    char32_t c, upper, lower;
-  };
-  const std::vector<Case> cases = {
-      {U'q', U'Q', U'q'},       {0x00E9, 0x00C9, 0x00E9},  // e acute
-      {0x00DE, 0x00DE, 0x00FE},                            // thorn
-      {0x00D7, 0x00D7, 0x00D7},                            // multiplication sign
-      {0x00DF, 0x00DF, 0x00DF},  // sharp s has no single upper-case letter
-      {0x00B5, 0x039C, 0x00B5},  // micro sign
-      {0x00FF, 0x0178, 0x00FF}, {0x0178, 0x0178, 0x00FF},
-      {0x0130, 0x0130, 0x0069},  // capital I with dot
-      {0x0131, 0x0049, 0x0131},  // dotless i
-      {0x0138, 0x0138, 0x0138},  // kra
-      {0x013A, 0x0139, 0x013A}, {0x0149, 0x0149, 0x0149},
-      {0x017E, 0x017D, 0x017E}, {0x017F, 0x0053, 0x017F},  // long s
-      {0x03AC, 0x0386, 0x03AC},                            // alpha with tonos
-      {0x03CE, 0x038F, 0x03CE}, {0x0390, 0x0390, 0x0390},  // iota with dialytika and tonos
-      {0x03C2, 0x03A3, 0x03C2},                            // final sigma
-      {0x03A3, 0x03A3, 0x03C3}, {0x03D0, 0x0392, 0x03D0},  // beta symbol
-      {0x03F4, 0x03F4, 0x03B8},                            // capital theta symbol
-      {0x03F2, 0x03F9, 0x03F2},                            // lunate sigma
-      {0x037B, 0x03FD, 0x037B}, {0x03F3, 0x037F, 0x03F3},
-      {0x03D7, 0x03CF, 0x03D7}, {0x0450, 0x0400, 0x0450},
-      {0x045F, 0x040F, 0x045F}, {0x044F, 0x042F, 0x044F},
-      {0x04CF, 0x04C0, 0x04CF},                            // palochka
-      {0x052F, 0x052E, 0x052F}, {0xFF41, 0xFF21, 0xFF41},  // full-width a
-      {0x4E2D, 0x4E2D, 0x4E2D}, {Stray(0xE9), Stray(0xE9), Stray(0xE9)},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(UpperCase(c.c), c.upper) << std::hex << static_cast<unsigned>(c.c);
-    EXPECT_EQ(LowerCase(c.c), c.lower) << std::hex << static_cast<unsigned>(c.c);
+  for (const std::vector<std::string>& row : testing::DataRows("runtime/letter_case.txt")) {
+    ASSERT_EQ(row.size(), 3u);
+    const auto code = [&](std::size_t i) {
+      return static_cast<char32_t>(std::stoul(row[i], nullptr, 16));
+    };
+    EXPECT_EQ(UpperCase(code(0)), code(1)) << row[0];
+    EXPECT_EQ(LowerCase(code(0)), code(2)) << row[0];
   }
 }
 
@@ -107,20 +76,6 @@ TEST(LetterCase, MappingsLandOnLettersThatMapBack) {
       ASSERT_EQ(LowerCase(UpperCase(l)), l) << std::hex << code;
     }
   }
-}
-
-TEST(Calendar, LeapYearsAndMonthLengths) {
-  struct Case {
-    int year;
-    bool leap;
-  };
-  for (const Case& c : {Case{1900, false}, Case{2000, true}, Case{2004, true}, Case{2100, false},
-                        Case{2023, false}, Case{1600, true}}) {
-    EXPECT_EQ(IsLeapYear(c.year), c.leap) << c.year;
-    EXPECT_EQ(DaysInMonth(c.year, 2), c.leap ? 29 : 28) << c.year;
-  }
-  const int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  for (int m = 1; m <= 12; ++m) EXPECT_EQ(DaysInMonth(2023, m), lengths[m - 1]) << m;
 }
 
 }  // namespace
